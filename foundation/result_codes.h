@@ -1,0 +1,56 @@
+// Result codes: the one code space of every fallible operation.
+//
+// Contract: a ResultCode is a signed 32-bit value, 0 for success. 1..255 are
+// this system's own runtime error numbers (not the host's errno values: use
+// resultFromErrno to translate), 256..1791 are framework codes in six groups of
+// 256, 0xFFFF0001..0xFFFFFFFF wrap an operating-system error number, values
+// with mask 0x8F000000 == 0x80000000 are system status codes used as they
+// stand, and everything else belongs to message providers. resultMessage never
+// fails and never returns null; its text may live in a per-thread buffer that
+// stays valid until the same thread's next call.
+#pragma once
+
+#include <cstdint>
+
+using ResultCode = int32_t;
+
+// Runtime error numbers this system uses by name (its own numbering).
+enum : ResultCode {
+    kResultOk = 0,
+    kErrInterrupted = 4,         // "Interrupted function": retried by streams
+    kErrNoMemory = 12,           // "Cannot allocate memory"
+    kErrInvalidArgument = 22,    // "Invalid argument": missing or empty argument
+    kErrNoSpace = 28,            // "No space left on device": a write made no progress
+    kErrNoBufferSpace = 56,      // "No buffer space available": output or string full
+    kErrIllegalSequence = 85,    // "Illegal byte sequence": invalid input text
+};
+
+// Framework codes the program returns itself.
+enum : ResultCode {
+    kErrInvalidData = 522,       // "Invalid data"
+    kErrObjectNotFound = 526,    // "Object not found"
+    kErrDataLimit = 529,         // "Data limit exceeded": a string would pass its largest size
+    kErrIncompleteInput = 537,   // "Incomplete input data": text ends inside a character
+    kErrEndOfFile = 768,         // "End of file": a read found no more data
+    kErrInvalidFileType = 774,   // "Invalid file type": no importer accepts the input
+};
+
+// Message text for any code; never null.
+const char* resultMessage(ResultCode code) noexcept;
+
+// Wraps an operating-system error number 1..65535 as 0xFFFF0000 + n; any other
+// value is returned unchanged.
+ResultCode makeSystemResult(int32_t systemError) noexcept;
+// True for the wrapped form and for the system status form.
+bool isSystemResult(ResultCode code) noexcept;
+// The low 16 bits of a wrapped system error, else the code unchanged.
+int32_t systemErrorOf(ResultCode code) noexcept;
+
+// Keeps the first failure of a sequence of steps: with no slot returns code;
+// when *slot already holds a failure returns it; else stores code and returns it.
+ResultCode keepFirstError(ResultCode* slot, ResultCode code) noexcept;
+
+// Translates a host errno value into this system's runtime numbering. Every
+// place that turns an operating-system failure into a ResultCode goes through
+// here. 0 stays 0.
+ResultCode resultFromErrno(int hostErrno) noexcept;
