@@ -17,16 +17,23 @@ using ResultCode = int32_t;
 // Runtime error numbers this system uses by name (its own numbering).
 enum : ResultCode {
     kResultOk = 0,
+    kErrNoSuchFile = 2,          // "No such file or directory"
     kErrInterrupted = 4,         // "Interrupted function": retried by streams
+    kErrBadDescriptor = 9,       // "Bad file descriptor": a closed stream was used
     kErrNoMemory = 12,           // "Cannot allocate memory"
+    kErrFileExists = 17,         // "File exists"
+    kErrIsDirectory = 21,        // "Is a directory"
     kErrInvalidArgument = 22,    // "Invalid argument": missing or empty argument
     kErrNoSpace = 28,            // "No space left on device": a write made no progress
     kErrNoBufferSpace = 56,      // "No buffer space available": output or string full
     kErrIllegalSequence = 85,    // "Illegal byte sequence": invalid input text
+    kErrOperationFailed = 105,   // "Operation failed": a host error without a counterpart here
 };
 
 // Framework codes the program returns itself.
 enum : ResultCode {
+    kErrUnspecified = 256,       // "Unspecified error"
+    kErrInvalidState = 258,      // "Invalid state": e.g. a writer without a stream
     kErrInvalidData = 522,       // "Invalid data"
     kErrObjectNotFound = 526,    // "Object not found"
     kErrDataLimit = 529,         // "Data limit exceeded": a string would pass its largest size
@@ -50,7 +57,18 @@ int32_t systemErrorOf(ResultCode code) noexcept;
 // when *slot already holds a failure returns it; else stores code and returns it.
 ResultCode keepFirstError(ResultCode* slot, ResultCode code) noexcept;
 
+// Message providers answer for codes of 1792 and above and for negative codes
+// that are not system forms. A provider returns null (or "") for codes it does
+// not know. They are asked from the most recently registered to the first; the
+// program itself registers none. Registration fails with 56 once 16 providers
+// are registered, 22 for null.
+using ResultMessageProvider = const char* (*)(ResultCode code);
+[[nodiscard]] ResultCode registerResultMessageProvider(ResultMessageProvider provider) noexcept;
+// Removes the most recent registration of provider, if any.
+void unregisterResultMessageProvider(ResultMessageProvider provider) noexcept;
+
 // Translates a host errno value into this system's runtime numbering. Every
 // place that turns an operating-system failure into a ResultCode goes through
-// here. 0 stays 0.
+// here. 0 stays 0. Host errors with no counterpart of the same meaning in
+// this numbering become 105 "Operation failed".
 ResultCode resultFromErrno(int hostErrno) noexcept;
