@@ -3,9 +3,11 @@
 // Contract: a ResultCode is a signed 32-bit value, 0 for success. 1..255 are
 // this system's own runtime error numbers (not the host's errno values: use
 // resultFromErrno to translate), 256..1791 are framework codes in six groups of
-// 256, 0xFFFF0001..0xFFFFFFFF wrap an operating-system error number, values
+// 256, 0xFFFF0001..0xFFFFFFFE wrap an operating-system error number, values
 // with mask 0x8F000000 == 0x80000000 are system status codes used as they
-// stand, and everything else belongs to message providers. resultMessage never
+// stand, and everything else belongs to message providers. -1 (all ones) is
+// not a system form: it reads "Unknown error" like every other unclaimed
+// negative value. resultMessage never
 // fails and never returns null; its text may live in a per-thread buffer that
 // stays valid until the same thread's next call.
 #pragma once
@@ -46,7 +48,8 @@ enum : ResultCode {
 const char* resultMessage(ResultCode code) noexcept;
 
 // Wraps an operating-system error number 1..65535 as 0xFFFF0000 + n; any other
-// value is returned unchanged.
+// value is returned unchanged. (65535 wraps to -1, which is then read as an
+// unknown code: no host uses that number.)
 ResultCode makeSystemResult(int32_t systemError) noexcept;
 // True for the wrapped form and for the system status form.
 bool isSystemResult(ResultCode code) noexcept;
