@@ -21,26 +21,27 @@
 
 // Open-mode word: access, disposition and append fields combined with "|".
 using StreamOpenMode = uint32_t;
-enum : StreamOpenMode {
-    kStreamAccessMask = 0x300000,
-    kStreamRead = 0x100000,
-    kStreamWrite = 0x200000,
-    kStreamReadWrite = 0x300000,
+inline constexpr StreamOpenMode kStreamAccessMask = 0x300000;
+inline constexpr StreamOpenMode kStreamRead = 0x100000;
+inline constexpr StreamOpenMode kStreamWrite = 0x200000;
+inline constexpr StreamOpenMode kStreamReadWrite = 0x300000;
 
-    kStreamDispositionMask = 0x7000000,
-    kStreamOpenExisting = 0x1000000,     // fails with 2 when the file is missing
-    kStreamOpenOrCreate = 0x2000000,
-    kStreamCreateNew = 0x3000000,        // fails with 17 when the file exists
-    kStreamCreateOrReplace = 0x4000000,  // truncates an existing file
-    kStreamTruncateExisting = 0x5000000, // fails with 2 when the file is missing
+inline constexpr StreamOpenMode kStreamDispositionMask = 0x7000000;
+inline constexpr StreamOpenMode kStreamOpenExisting = 0x1000000;     // fails with 2 when the file is missing
+inline constexpr StreamOpenMode kStreamOpenOrCreate = 0x2000000;
+inline constexpr StreamOpenMode kStreamCreateNew = 0x3000000;        // fails with 17 when the file exists
+inline constexpr StreamOpenMode kStreamCreateOrReplace = 0x4000000;  // truncates an existing file
+inline constexpr StreamOpenMode kStreamTruncateExisting = 0x5000000; // fails with 2 when the file is missing
 
-    kStreamAppend = 0x10000000,          // every write goes to the end
+inline constexpr StreamOpenMode kStreamAppend = 0x10000000;          // every write goes to the end
 
-    // The three words the program uses.
-    kStreamModeReadInput = kStreamRead | kStreamOpenExisting,                        // 0x1100000
-    kStreamModeWriteReport = kStreamWrite | kStreamCreateOrReplace,                  // 0x4200000
-    kStreamModeAppendReport = kStreamWrite | kStreamOpenOrCreate | kStreamAppend,    // 0x12200000
-};
+// The three words the program uses.
+inline constexpr StreamOpenMode kStreamModeReadInput = kStreamRead | kStreamOpenExisting;  // 0x1100000
+inline constexpr StreamOpenMode kStreamModeWriteReport = kStreamWrite | kStreamCreateOrReplace;  // 0x4200000
+inline constexpr StreamOpenMode kStreamModeAppendReport =
+    kStreamWrite | kStreamOpenOrCreate | kStreamAppend;  // 0x12200000
+static_assert(kStreamModeReadInput == 0x1100000 && kStreamModeWriteReport == 0x4200000 &&
+              kStreamModeAppendReport == 0x12200000);
 
 // Seek origins.
 enum StreamSeekOrigin : int {
@@ -51,12 +52,10 @@ enum StreamSeekOrigin : int {
 
 // State-flag bits kept by the concrete streams. The low 16 bits are the
 // capability word.
-enum : uint32_t {
-    kStreamFlagModeBit27 = 0x1,       // the descriptor's status flags carry bit 27
-    kStreamCapabilityLineOriented = 0x8, // deliver line by line; these two streams never set it
-    kStreamFlagOwned = 0x10000,       // the stream closes its handle
-    kStreamFlagConsole = 0x20000,     // the handle is a terminal
-};
+inline constexpr uint32_t kStreamFlagModeBit27 = 0x1;           // the descriptor's status flags carry bit 27
+inline constexpr uint32_t kStreamCapabilityLineOriented = 0x8;  // deliver line by line; never set by these streams
+inline constexpr uint32_t kStreamFlagOwned = 0x10000;           // the stream closes its handle
+inline constexpr uint32_t kStreamFlagConsole = 0x20000;         // the handle is a terminal
 
 class XpByteStream : public XpObject {
 public:
