@@ -1,0 +1,12 @@
+# The command line and the program entry.
+varo_component(vro_app SOURCES app/command_line.cpp DEPS vro_results)
+
+add_executable(varometrics app/main.cpp)
+target_link_libraries(varometrics PRIVATE vro_app)
+
+varo_test(vro_app_tests SOURCES tests/command_line_test.cpp DEPS vro_app)
+
+# Runs the built program as a user would.
+varo_test(varometrics_cli_tests SOURCES tests/varometrics_cli_test.cpp)
+target_compile_definitions(varometrics_cli_tests PRIVATE VARO_EXE="$<TARGET_FILE:varometrics>")
+add_dependencies(varometrics_cli_tests varometrics)
