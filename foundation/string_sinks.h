@@ -17,7 +17,7 @@
 //   sink under a second name) and strbuf32_writer append to a framework
 //   string they do not own, converting between widths on the way, and return
 //   the append's code (85 or 537 from a conversion leave the converted text
-//   in place).
+//   in place); without a target they return 22.
 #pragma once
 
 #include <cstdint>

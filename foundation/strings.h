@@ -102,8 +102,9 @@ public:
 
     // Inserts text of any width at position (position and count rules above).
     // A null text or a count of 0 inserts nothing and returns 0, also for
-    // kXpStringAssign. Text that starts inside this string's own storage is
-    // refused with 22 and nothing changes.
+    // kXpStringAssign (an empty terminated text does clear on assign). Text
+    // that starts inside this string's own storage is refused with 22 and
+    // nothing changes.
     [[nodiscard]] ResultCode insert(uint32_t position, const char* text, uint32_t count = kUnitsToTerminator) noexcept;
     [[nodiscard]] ResultCode insert(uint32_t position, const char16_t* text,
                                     uint32_t count = kUnitsToTerminator) noexcept;

@@ -1,0 +1,152 @@
+// String sinks: a fixed narrow buffer and appending to framework strings.
+#include "foundation/string_sinks.h"
+
+#include <cstring>
+
+#include "foundation/strings.h"
+#include "foundation/utf.h"
+
+namespace {
+
+// Fill bytes reach the wide sinks as UTF-8: only a byte below 0x80 is a whole
+// character there; any other byte is an incomplete or broken sequence on its
+// own and reports 537 without writing.
+ResultCode fillByteAsChar(char byte, char32_t* codePoint) noexcept {
+    uint32_t used = 0;
+    return decodeUtf8Char(&byte, 1, codePoint, &used);
+}
+
+}  // namespace
+
+uint32_t str_writer::room() const noexcept {
+    if (cursor_ == nullptr || cursor_ > limit_) return 0;
+    const size_t left = static_cast<size_t>(limit_ - cursor_);
+    return left > 0xFFFFFFFFu ? 0xFFFFFFFFu : static_cast<uint32_t>(left);
+}
+
+void str_writer::terminate() noexcept {
+    if (cursor_ != nullptr && cursor_ <= limit_) *cursor_ = '\0';
+}
+
+uint32_t str_writer::written() const noexcept {
+    if (cursor_ == nullptr || start_ == nullptr || cursor_ < start_) return 0;
+    return static_cast<uint32_t>(cursor_ - start_);
+}
+
+ResultCode str_writer::writeFill(char byte, uint32_t count) noexcept {
+    if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
+    const uint32_t room = this->room();
+    const uint32_t n = count < room ? count : room;
+    std::memset(cursor_, static_cast<unsigned char>(byte), n);
+    cursor_ += n;
+    terminate();
+    return kResultOk;
+}
+
+ResultCode str_writer::writeText(const char* text, uint32_t count) noexcept {
+    if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
+    const uint32_t room = this->room();
+    uint32_t n = 0;
+    if (text != nullptr)
+        while (n < count && n < room && text[n] != '\0') {
+            cursor_[n] = text[n];
+            ++n;
+        }
+    cursor_ += n;
+    terminate();
+    return kResultOk;
+}
+
+ResultCode str_writer::writeText16(const char16_t* text, uint32_t count) noexcept {
+    if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
+    if (text != nullptr && count != 0) {
+        uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
+        uint32_t bytes = room();
+        (void)utf16ToUtf8(text, &units, cursor_, &bytes);
+        cursor_ += bytes;
+    }
+    terminate();
+    return kResultOk;
+}
+
+ResultCode str_writer::writeText16Alt(const char16_t* text, uint32_t count) noexcept {
+    return writeText16(text, count);
+}
+
+ResultCode str_writer::writeText32(const char32_t* text, uint32_t count) noexcept {
+    if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
+    if (text != nullptr && count != 0) {
+        uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
+        uint32_t bytes = room();
+        (void)utf32ToUtf8(text, &units, cursor_, &bytes);
+        cursor_ += bytes;
+    }
+    terminate();
+    return kResultOk;
+}
+
+ResultCode strbuf_writer::writeFill(char byte, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insertFill(kXpStringAppend, byte, count);
+}
+ResultCode strbuf_writer::writeText32(const char32_t* text, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insert(kXpStringAppend, text, count);
+}
+ResultCode strbuf_writer::writeText16(const char16_t* text, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insert(kXpStringAppend, text, count);
+}
+ResultCode strbuf_writer::writeText16Alt(const char16_t* text, uint32_t count) noexcept {
+    return writeText16(text, count);
+}
+ResultCode strbuf_writer::writeText(const char* text, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insert(kXpStringAppend, text, count);
+}
+
+ResultCode wstrbuf_writer::writeFill(char byte, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    char32_t codePoint = 0;
+    ResultCode rc = fillByteAsChar(byte, &codePoint);
+    if (rc != kResultOk) return rc;
+    return target_->insertFill(kXpStringAppend, static_cast<char16_t>(codePoint), count);
+}
+ResultCode wstrbuf_writer::writeText32(const char32_t* text, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insert(kXpStringAppend, text, count);
+}
+ResultCode wstrbuf_writer::writeText16(const char16_t* text, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insert(kXpStringAppend, text, count);
+}
+ResultCode wstrbuf_writer::writeText16Alt(const char16_t* text, uint32_t count) noexcept {
+    return writeText16(text, count);
+}
+ResultCode wstrbuf_writer::writeText(const char* text, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insert(kXpStringAppend, text, count);
+}
+
+ResultCode strbuf32_writer::writeFill(char byte, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    char32_t codePoint = 0;
+    ResultCode rc = fillByteAsChar(byte, &codePoint);
+    if (rc != kResultOk) return rc;
+    return target_->insertFill(kXpStringAppend, codePoint, count);
+}
+ResultCode strbuf32_writer::writeText32(const char32_t* text, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insert(kXpStringAppend, text, count);
+}
+ResultCode strbuf32_writer::writeText16(const char16_t* text, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insert(kXpStringAppend, text, count);
+}
+ResultCode strbuf32_writer::writeText16Alt(const char16_t* text, uint32_t count) noexcept {
+    return writeText16(text, count);
+}
+ResultCode strbuf32_writer::writeText(const char* text, uint32_t count) noexcept {
+    if (target_ == nullptr) return kErrInvalidArgument;
+    return target_->insert(kXpStringAppend, text, count);
+}
