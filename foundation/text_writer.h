@@ -30,11 +30,12 @@
 #include "foundation/byte_streams.h"
 #include "foundation/object.h"
 #include "foundation/result_codes.h"
+#include "foundation/utf.h"
 
 class charenc;
 class XpString;
 
-inline constexpr uint32_t kTextToTerminator = 0xFFFFFFFFu;
+inline constexpr uint32_t kTextToTerminator = kUnitsToTerminator;
 inline constexpr uint32_t kTextWriterBufferSize = 4096;
 
 // Writer flag bits.

@@ -1,0 +1,296 @@
+#include "foundation/logging.h"
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <sys/utsname.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <regex>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "foundation/framework.h"
+
+namespace {
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+void writeFile(const std::string& path, const std::string& content) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    out << content;
+}
+
+bool exists(const std::string& path) {
+    struct stat info;
+    return stat(path.c_str(), &info) == 0;
+}
+
+std::vector<std::string> lines(const std::string& text) {
+    std::vector<std::string> result;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) result.push_back(line);
+    return result;
+}
+
+// A fresh directory per test, with TMPDIR pointing at it, so that the
+// default log path never reaches the real temporary log.
+class LoggingTest : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/vro_logging_test_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir_ = pattern;
+        const char* old = getenv("TMPDIR");
+        hadTmpdir_ = old != nullptr;
+        if (old) oldTmpdir_ = old;
+        setenv("TMPDIR", dir_.c_str(), 1);
+    }
+    void TearDown() override {
+        logClose();
+        if (hadTmpdir_)
+            setenv("TMPDIR", oldTmpdir_.c_str(), 1);
+        else
+            unsetenv("TMPDIR");
+        std::string command = "rm -rf '" + dir_ + "'";
+        (void)system(command.c_str());
+    }
+
+    // Runs body with the process's standard error sent to a file; returns
+    // what was written there.
+    template <class Body>
+    std::string captureStderr(Body body) {
+        std::string path = dir_ + "/stderr.txt";
+        fflush(stderr);
+        int saved = dup(2);
+        FILE* sink = fopen(path.c_str(), "w");
+        dup2(fileno(sink), 2);
+        body();
+        fflush(stderr);
+        dup2(saved, 2);
+        close(saved);
+        fclose(sink);
+        return readFile(path);
+    }
+
+    std::string path(const char* name) const { return dir_ + "/" + name; }
+
+    std::string dir_;
+    std::string oldTmpdir_;
+    bool hadTmpdir_ = false;
+};
+
+const std::regex kFileLine(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2} \[([a-z]+)\] (.*))");
+
+TEST_F(LoggingTest, ProgramConfigurationRoutesByLevel) {
+    std::string err = captureStderr([] {
+        logSetUpForProgram();
+        logMessage(kLogNotice, 0, "notice %d", 5);
+        logMessage(kLogInfo, 0, "info %d", 6);
+        logMessage(kLogDebug, 0, "debug %d", 7);
+        logStartupLines("Varo metrics calculator", "8.0.3595.7981 (2021.11.06.1529)", "Portix (x86)");
+    });
+    EXPECT_EQ(err, std::string(programName()) + ": notice 5\n");
+    EXPECT_EQ(logState().effectiveLevel.load(), 6u);
+
+    std::string logPath = dir_ + "/" + programName() + ".log";
+    ASSERT_STREQ(logState().path.load(), logPath.c_str());
+    logClose();
+    std::vector<std::string> got = lines(readFile(logPath));
+    ASSERT_EQ(got.size(), 4u);
+    struct utsname system;
+    ASSERT_EQ(uname(&system), 0);
+    const std::string expected[4][2] = {
+        {"notice", "notice 5"},
+        {"info", "info 6"},
+        {"info", "Varo metrics calculator 8.0.3595.7981 (2021.11.06.1529) Portix (x86)"},
+        {"info", std::string("Running on ") + system.sysname + " " + system.release + " (" + system.machine + ") " +
+                     system.version},
+    };
+    for (size_t i = 0; i < 4; ++i) {
+        std::smatch m;
+        ASSERT_TRUE(std::regex_match(got[i], m, kFileLine)) << got[i];
+        EXPECT_EQ(m[1], expected[i][0]);
+        EXPECT_EQ(m[2], expected[i][1]);
+    }
+}
+
+TEST_F(LoggingTest, EachMessageIsExactlyOneLine) {
+    std::string file = path("one.log");
+    ASSERT_EQ(logOpen(kLogToFile, file.c_str()), 0);
+    const char* empty = "";
+    logMessage(kLogError, 0, "trailing blanks \t\r\n\n  ");
+    logMessage(kLogError, 0, "%s", empty);  // dropped
+    logMessage(kLogError, 0, "%s: Cannot open file", "in.csv");
+    logMessage(kLogError, kErrInvalidFileType, "%s: no importer", "in.csv");
+    logMessage(kLogError, 0, nullptr);  // no format: nothing
+    logMessage(kLogError | 8, 0, "level bits above 7 are ignored");
+    logClose();
+    std::vector<std::string> got = lines(readFile(file));
+    ASSERT_EQ(got.size(), 4u);
+    const char* expected[] = {"trailing blanks", "in.csv: Cannot open file",
+                              "in.csv: no importer: [774] Invalid file type", "level bits above 7 are ignored"};
+    for (size_t i = 0; i < 4; ++i) {
+        std::smatch m;
+        ASSERT_TRUE(std::regex_match(got[i], m, kFileLine)) << got[i];
+        EXPECT_EQ(m[1], "error");
+        EXPECT_EQ(m[2], expected[i]);
+    }
+}
+
+TEST_F(LoggingTest, LongMessagesAreCutToTheLineBuffer) {
+    std::string file = path("long.log");
+    std::string longText(3000, 'x');
+    std::string err = captureStderr([&] {
+        ASSERT_EQ(logOpen(kLogToStderr | kLogToFile, file.c_str()), 0);
+        logMessage(kLogError, 0, "%s", longText.c_str());
+    });
+    // 1,022 characters, then the newline.
+    ASSERT_EQ(err.size(), 1023u);
+    EXPECT_EQ(err.substr(0, strlen(programName()) + 2), std::string(programName()) + ": ");
+    EXPECT_EQ(err.back(), '\n');
+    logClose();
+    std::string content = readFile(file);
+    ASSERT_EQ(content.size(), 1023u);
+    EXPECT_EQ(content.substr(1001), std::string(21, 'x') + "\n");
+}
+
+TEST_F(LoggingTest, ThresholdsAndEffectiveLevel) {
+    EXPECT_EQ(logOpen(kLogToDebugger, nullptr), 0);
+    EXPECT_EQ(logState().effectiveLevel.load(), 7u);  // the debugger takes everything
+    EXPECT_EQ(logOpen(0, nullptr), 0);
+    EXPECT_EQ(logState().effectiveLevel.load(), 0u);
+    EXPECT_EQ(logOpen(kLogToSyslog | kLogToStderr, nullptr), 0);
+    EXPECT_EQ(logState().effectiveLevel.load(), 5u);
+    EXPECT_EQ(logSetLevel(kLogToStderr, 2), 5u);       // the system log still takes 5
+    EXPECT_EQ(logSetLevel(255, 1), 1u);                // 255: all three thresholds
+    EXPECT_EQ(logSetLevel(kLogToFile, 7), 1u);         // file target not enabled
+    EXPECT_EQ(logSetLevel(8 | 16, 0), 1u);             // no threshold bits: nothing set
+
+    logSetLevel(kLogToSyslog, 0);
+    std::string err = captureStderr([] {
+        logSetLevel(kLogToStderr, 7);
+        logMessage(kLogDebug, 0, "debug reaches %s", "stderr");
+    });
+    EXPECT_EQ(err, std::string(programName()) + ": debug reaches stderr\n");
+
+    logClose();
+    const LogState& s = logState();
+    EXPECT_EQ(s.targets.load(), 0u);
+    EXPECT_EQ(s.stderrLevel.load(), 0u);
+    EXPECT_EQ(s.effectiveLevel.load(), 0u);
+    EXPECT_EQ(s.path.load(), nullptr);
+}
+
+TEST_F(LoggingTest, UnopenableLogFileKeepsTheTargetBitButWritesNothing) {
+    std::string file = path("missing/dir/x.log");
+    EXPECT_EQ(logOpen(kLogToFile, file.c_str()), kErrNoSuchFile);
+    EXPECT_EQ(logState().targets.load(), uint32_t(kLogToFile));
+    EXPECT_EQ(logState().file.load(), nullptr);
+    EXPECT_EQ(logMessage(kLogError, 0, "goes nowhere"), 0);
+    EXPECT_EQ(logRotate(0, 7), 0);  // nothing open: nothing to rotate
+}
+
+TEST_F(LoggingTest, RotatesOnlyAboveTheSizeLimit) {
+    struct Case {
+        size_t size;
+        bool rotated;
+    };
+    for (Case c : {Case{262144, false}, Case{263167, false}, Case{263168, true}}) {
+        SCOPED_TRACE(c.size);
+        std::string file = path("r.log");
+        std::string old(c.size, 'o');
+        writeFile(file, old);
+        remove((file + ".0").c_str());
+        ASSERT_EQ(logOpen(kLogToFile, file.c_str()), 0);
+        logSetLevel(255, 0);  // the rotation line ignores thresholds
+        EXPECT_EQ(logRotate(256, 7), 0);
+        logClose();
+        EXPECT_EQ(exists(file + ".0"), c.rotated);
+        if (c.rotated) {
+            EXPECT_EQ(readFile(file + ".0"), old);
+            std::vector<std::string> got = lines(readFile(file));
+            ASSERT_EQ(got.size(), 1u);
+            std::smatch m;
+            ASSERT_TRUE(std::regex_match(got[0], m, kFileLine));
+            EXPECT_EQ(m[1], "info");
+            EXPECT_EQ(m[2], "Rotated log file");
+        } else {
+            EXPECT_EQ(readFile(file), old);
+        }
+    }
+}
+
+TEST_F(LoggingTest, RotationShiftsGenerationsInSecondaryForm) {
+    std::string file = path("g.log");
+    for (int run = 0; run < 3; ++run) {
+        writeFile(file, "run" + std::to_string(run) + "\n");
+        ASSERT_EQ(logOpen(kLogToFile, file.c_str()), 0);
+        ASSERT_EQ(logRotate(0, 7), 0);
+        logMessage(kLogError, 0, "after rotation %d", run);  // lands in the new file
+        logClose();
+    }
+    EXPECT_EQ(readFile(file + ".2"), "run0\n");
+    EXPECT_EQ(readFile(file + ".1"), "run1\n");
+    EXPECT_EQ(readFile(file + ".0"), "run2\n");
+    EXPECT_FALSE(exists(path("g.0.log")));
+    EXPECT_NE(readFile(file).find("after rotation 2"), std::string::npos);
+}
+
+TEST_F(LoggingTest, KeepOneReplacesGenerationZero) {
+    std::string file = path("k.log");
+    writeFile(file + ".0", "older\n");
+    writeFile(file, "previous\n");
+    ASSERT_EQ(rotateFiles(file.c_str(), 1), 0);
+    EXPECT_EQ(readFile(file + ".0"), "previous\n");
+    EXPECT_FALSE(exists(file));
+}
+
+TEST_F(LoggingTest, PrimaryNamesAreOnlyRenamedFrom) {
+    // Generation 1 exists in the primary form, 0 in the secondary form.
+    std::string file = path("x.log");
+    writeFile(file, "current");
+    writeFile(path("x.log.0"), "gen0");
+    writeFile(path("x.1.log"), "gen1");
+    writeFile(path("x.2.log"), "gen2 primary");
+    writeFile(path("x.log.2"), "gen2 secondary");
+    ASSERT_EQ(rotateFiles(file.c_str(), 3), 0);
+    // Generation 2 is deleted in both forms; gen1 moves to the secondary
+    // name of 2; gen0 moves to the name last used for 1, which is the
+    // primary form that gen1 was renamed from.
+    EXPECT_EQ(readFile(path("x.log.2")), "gen1");
+    EXPECT_EQ(readFile(path("x.1.log")), "gen0");
+    EXPECT_EQ(readFile(path("x.log.0")), "current");
+    EXPECT_FALSE(exists(path("x.2.log")));
+    EXPECT_FALSE(exists(file));
+}
+
+TEST_F(LoggingTest, RotateFilesEdgeCases) {
+    EXPECT_EQ(rotateFiles(nullptr, 3), kErrInvalidArgument);
+    EXPECT_EQ(rotateFiles("", 3), kErrInvalidArgument);
+    EXPECT_EQ(rotateFiles(path("absent.log").c_str(), 3), kErrNoSuchFile);
+
+    std::string file = path("gone.log");
+    writeFile(file, "x");
+    EXPECT_EQ(rotateFiles(file.c_str(), 0), 0);  // keep 0: just delete
+    EXPECT_FALSE(exists(file));
+
+    // A dot that starts the last component is no extension, nor is a dot in
+    // a directory name.
+    ASSERT_EQ(mkdir(path("d.ir").c_str(), 0700), 0);
+    std::string hidden = path("d.ir/.hidden");
+    writeFile(hidden, "h");
+    writeFile(hidden + ".0", "h0");
+    ASSERT_EQ(rotateFiles(hidden.c_str(), 2), 0);
+    EXPECT_EQ(readFile(hidden + ".1"), "h0");
+    EXPECT_EQ(readFile(hidden + ".0"), "h");
+}
+
+}  // namespace

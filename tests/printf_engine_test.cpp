@@ -1,0 +1,235 @@
+#include "foundation/printf_engine.h"
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <climits>
+#include <cmath>
+#include <cstring>
+#include <string>
+
+#include "foundation/string_sinks.h"
+
+namespace {
+
+// Records what the engine delivers: narrow text as it is, UTF-16 units below
+// 128 as bytes and others as <U+XXXX>; counts the sink calls and can be told
+// to fail from a given call on.
+class RecordingSink final : public tsr_writer {
+public:
+    std::string text;
+    int calls = 0;
+    int fills = 0;
+    int failFromCall = -1;
+    ResultCode failCode = kErrNoSpace;
+
+    ResultCode writeFill(char byte, uint32_t count) noexcept override {
+        if (failing()) return failCode;
+        ++fills;
+        text.append(count, byte);
+        return 0;
+    }
+    ResultCode writeText32(const char32_t* s, uint32_t count) noexcept override {
+        if (failing()) return failCode;
+        for (uint32_t i = 0; i < count && s[i]; ++i) text += static_cast<char>(s[i]);
+        return 0;
+    }
+    ResultCode writeText16(const char16_t* s, uint32_t count) noexcept override {
+        if (failing()) return failCode;
+        for (uint32_t i = 0; i < count && s[i]; ++i) {
+            if (s[i] < 128) {
+                text += static_cast<char>(s[i]);
+            } else {
+                char b[16];
+                snprintf(b, sizeof b, "<U+%04X>", static_cast<unsigned>(s[i]));
+                text += b;
+            }
+        }
+        return 0;
+    }
+    ResultCode writeText16Alt(const char16_t* s, uint32_t count) noexcept override { return writeText16(s, count); }
+    ResultCode writeText(const char* s, uint32_t count) noexcept override {
+        if (failing()) return failCode;
+        text.append(s, count);
+        return 0;
+    }
+
+private:
+    bool failing() { return failFromCall >= 0 && calls++ >= failFromCall; }
+};
+
+// Formats with the engine; the compiler checks every call's arguments.
+__attribute__((format(printf, 1, 2))) std::string fmt(const char* format, ...) {
+    RecordingSink sink;
+    va_list args;
+    va_start(args, format);
+    ResultCode rc = formatToSink(&sink, format, args);
+    va_end(args);
+    EXPECT_EQ(rc, 0) << format;
+    return sink.text;
+}
+
+// For the engine's own conversions that the compiler's checks do not know.
+std::string fmtUnchecked(const char* format, ...) {
+    RecordingSink sink;
+    va_list args;
+    va_start(args, format);
+    ResultCode rc = formatToSink(&sink, format, args);
+    va_end(args);
+    EXPECT_EQ(rc, 0) << format;
+    return sink.text;
+}
+
+TEST(PrintfEngine, WidthAndJustification) {
+    EXPECT_EQ(fmt("[%5s]", "ab"), "[   ab]");
+    EXPECT_EQ(fmt("[%-5s]", "ab"), "[ab   ]");
+    EXPECT_EQ(fmt("[%5d]", -42), "[  -42]");
+    EXPECT_EQ(fmt("[%-5d]", -42), "[-42  ]");
+    EXPECT_EQ(fmt("[%05d]", -42), "[-0042]");
+    EXPECT_EQ(fmtUnchecked("[%-05d]", 42), "[42   ]");  // '-' wins over '0'
+    EXPECT_EQ(fmt("[%*d]", 4, 7), "[   7]");
+    EXPECT_EQ(fmt("[%*d]", -4, 7), "[7   ]");  // negative '*' width left-justifies
+    EXPECT_EQ(fmt("[%04d-%02d]", 2021, 3), "[2021-03]");
+    EXPECT_EQ(fmt("[%2s]", "abcdef"), "[abcdef]");  // width never cuts
+}
+
+TEST(PrintfEngine, PaddingTravelsThroughFill) {
+    RecordingSink sink;
+    EXPECT_EQ(sinkPrintf(&sink, "%6u", 12u), 0);
+    EXPECT_EQ(sink.text, "    12");
+    EXPECT_EQ(sink.fills, 1);
+}
+
+TEST(PrintfEngine, SignsAndAlternateForms) {
+    EXPECT_EQ(fmt("%+d %+d % d % d", 5, -5, 5, -5), "+5 -5  5 -5");
+    EXPECT_EQ(fmt("%#x", 255), "0xff");
+    EXPECT_EQ(fmt("%#x", 0), "0");
+    EXPECT_EQ(fmt("%#X", 255), "0XFF");
+    EXPECT_EQ(fmt("%x %X %o", 0xBEEFu, 0xBEEFu, 8u), "beef BEEF 10");
+    EXPECT_EQ(fmt("%#o %#o", 8u, 0u), "010 0");
+    EXPECT_EQ(fmt("%#08x", 255u), "0x0000ff");
+    EXPECT_EQ(fmt("%'d", 1234567), "1234567");  // grouping accepted, not applied
+    EXPECT_EQ(fmtUnchecked("%+u", 5u), "5");             // unsigned conversions take no sign
+}
+
+TEST(PrintfEngine, IntegerPrecision) {
+    EXPECT_EQ(fmt("%.3d", 7), "007");
+    EXPECT_EQ(fmt("%.3d", -7), "-007");
+    EXPECT_EQ(fmtUnchecked("[%08.3d]", 7), "[     007]");  // precision switches zero padding off
+    EXPECT_EQ(fmt("[%.0d]", 0), "[]");
+    EXPECT_EQ(fmt("[%#.0o]", 0u), "[0]");
+    EXPECT_EQ(fmt("[%.*d]", -1, 5), "[5]");  // negative '*' precision counts as none
+
+    std::string cut = fmt("%.300d", 1);
+    ASSERT_EQ(cut.size(), 256u);
+    EXPECT_EQ(cut, std::string(255, '0') + "1");
+    EXPECT_EQ(fmt("%.300x", 0xABu), std::string(254, '0') + "ab");
+}
+
+TEST(PrintfEngine, SizeModifiers) {
+    EXPECT_EQ(fmt("%hhd %hhu", 257, 511), "1 255");
+    EXPECT_EQ(fmt("%hd %hu", 65537, 65535 + 65536), "1 65535");
+    EXPECT_EQ(fmt("%ld %lu", LONG_MIN, ULONG_MAX), std::to_string(LONG_MIN) + " " + std::to_string(ULONG_MAX));
+    EXPECT_EQ(fmt("%lld %llu", LLONG_MIN, ULLONG_MAX), "-9223372036854775808 18446744073709551615");
+    EXPECT_EQ(fmt("%zu %zd %td %jd", size_t(42), ptrdiff_t(-3), ptrdiff_t(-4), intmax_t(-5)), "42 -3 -4 -5");
+    EXPECT_EQ(fmtUnchecked("%I64d %qd %Od %Td", int64_t(-1) << 40, int64_t(1) << 40, int64_t(7), int64_t(-7)),
+              "-1099511627776 1099511627776 7 -7");
+    EXPECT_EQ(fmtUnchecked("%I32d %I16d %Iu", -9, 65537, size_t(1) << 33), "-9 1 8589934592");
+    EXPECT_EQ(fmt("%u", 4294967295u), "4294967295");
+    EXPECT_EQ(fmt("%d", INT_MIN), "-2147483648");
+}
+
+TEST(PrintfEngine, CharactersAndStrings) {
+    EXPECT_EQ(fmt("[%c][%3c][%-3c]", 'A', 'b', 'c'), "[A][  b][c  ]");
+    EXPECT_EQ(fmt("%.2s|%.10s", "abcdef", "xy"), "ab|xy");
+    EXPECT_EQ(fmtUnchecked("[%05s]", "ab"), "[000ab]");
+
+    const char* absent = nullptr;
+    EXPECT_EQ(fmtUnchecked("%s: x", absent), "(null): x");
+    EXPECT_EQ(fmtUnchecked("[%.3s][%.6s][%8s]", absent, absent, absent), "[][(null)][  (null)]");
+
+    const char16_t* wide = u"h\u00e9llo";
+    const char16_t* absent16 = nullptr;
+    EXPECT_EQ(fmtUnchecked("[%ls][%ts][%S]", wide, wide, wide), "[h<U+00E9>llo][h<U+00E9>llo][h<U+00E9>llo]");
+    EXPECT_EQ(fmtUnchecked("[%.2ls][%7ls]", wide, u"ab"), "[h<U+00E9>][     ab]");
+    EXPECT_EQ(fmtUnchecked("[%ls][%S]", absent16, absent16), "[][]");  // null UTF-16 writes nothing
+    EXPECT_EQ(fmtUnchecked("[%hS]", "narrow"), "[narrow]");
+    EXPECT_EQ(fmtUnchecked("[%lc][%C][%hC]", u'\u00e9', u'Z', 'n'), "[<U+00E9>][Z][n]");
+    EXPECT_EQ(fmtUnchecked("[%zs]", static_cast<void*>(nullptr)), "[CFStringRef]");
+}
+
+TEST(PrintfEngine, PointerPercentAndUnknownDirectives) {
+    EXPECT_EQ(fmt("%p", reinterpret_cast<void*>(0x1234)), "0x1234");
+    EXPECT_EQ(fmt("%p", static_cast<void*>(nullptr)), "0x0");
+    EXPECT_EQ(fmt("100%%"), "100%");
+    EXPECT_EQ(fmtUnchecked("a%yb%"), "a%yb%");  // not conversions: written back
+}
+
+TEST(PrintfEngine, CountAndErrnoText) {
+    int n = -1;
+    signed char small = -1;
+    long long wide = -1;
+    EXPECT_EQ(fmt("abc%n%5d%hhn%lln", &n, 1, &small, &wide), "abc    1");
+    EXPECT_EQ(n, 3);
+    EXPECT_EQ(small, 8);
+    EXPECT_EQ(wide, 8);
+
+    errno = ENOENT;
+    std::string expected = strerror(ENOENT);
+    EXPECT_EQ(fmt("[%m]"), "[" + expected + "]");
+}
+
+TEST(PrintfEngine, FloatingPoint) {
+    EXPECT_EQ(fmt("%.2f", 3.14159), "3.14");
+    EXPECT_EQ(fmt("[%08.2f]", -3.5), "[-0003.50]");
+    EXPECT_EQ(fmt("[%-8.1f]", 2.25), "[2.2     ]");
+    EXPECT_EQ(fmt("%e|%E", 12345.678, 0.00012), "1.234568e+04|1.200000E-04");
+    EXPECT_EQ(fmt("%g|%G", 0.0001, 1e20), "0.0001|1E+20");
+    EXPECT_EQ(fmt("%a", 1.0), "0x1p+0");
+    EXPECT_EQ(fmt("[%010a]", 1.0), "[0x00001p+0]");  // zeros go after "0x"
+    EXPECT_EQ(fmt("%.3Lf", 2.5L), "2.500");
+    EXPECT_EQ(fmt("[%06f]", -INFINITY), "[  -inf]");  // no zero padding for infinities
+    EXPECT_EQ(fmt("%+F", INFINITY), "+INF");
+
+    // Larger than the engine's stack buffer: made once more on the heap.
+    std::string big = fmt("%.400f", 1.0);
+    EXPECT_EQ(big.size(), 402u);
+    EXPECT_EQ(big.substr(0, 4), "1.00");
+}
+
+TEST(PrintfEngine, FirstSinkFailureEndsFormatting) {
+    RecordingSink sink;
+    sink.failFromCall = 1;  // the literal "a" passes, everything after fails
+    EXPECT_EQ(sinkPrintf(&sink, "a%db%s", 5, "c"), kErrNoSpace);
+    EXPECT_EQ(sink.text, "a");
+    EXPECT_EQ(sink.calls, 2);  // nothing was tried after the failing call
+
+    RecordingSink failing;
+    failing.failFromCall = 0;
+    failing.failCode = kErrNoBufferSpace;
+    EXPECT_EQ(sinkPrintf(&failing, "%5d", 1), kErrNoBufferSpace);
+    EXPECT_EQ(failing.calls, 1);
+}
+
+TEST(PrintfEngine, Utf16FormatVariant) {
+    RecordingSink sink;
+    EXPECT_EQ(sinkPrintf16(&sink, u"\u00e9%d-%s-%ls|%-3c|", 42, "n", u"w", 'x'), 0);
+    EXPECT_EQ(sink.text, "<U+00E9>42-n-w|x  |");
+}
+
+TEST(PrintfEngine, NullSinkOrFormat) {
+    RecordingSink sink;
+    EXPECT_EQ(sinkPrintf(nullptr, "x"), kErrInvalidArgument);
+    EXPECT_EQ(sinkPrintf16(&sink, nullptr), kErrInvalidArgument);
+}
+
+TEST(PrintfEngine, FixedBufferIsCutAndTerminated) {
+    char buffer[8];
+    memset(buffer, 'z', sizeof buffer);
+    EXPECT_EQ(bufferPrintf(buffer, sizeof buffer, "%s-%d", "abcdef", 12345), 7u);
+    EXPECT_STREQ(buffer, "abcdef-");
+    EXPECT_EQ(bufferPrintf(buffer, 1, "%d", 5), 0u);
+    EXPECT_STREQ(buffer, "");
+}
+
+}  // namespace
