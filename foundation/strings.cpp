@@ -86,17 +86,6 @@ void XpBasicString<Unit>::setHeap(Unit* newBlock, uint32_t length, uint32_t capa
     std::memcpy(raw_ + kCapacityOffset, &word, sizeof word);
 }
 
-template <class Unit>
-void XpBasicString<Unit>::setLengthUnchecked(uint32_t units) noexcept {
-    if (isHeap()) {
-        std::memcpy(raw_ + kLengthOffset, &units, sizeof units);
-        block()[units] = 0;
-    } else {
-        inlineUnits()[units] = 0;
-        raw_[kMarkerByte] = static_cast<unsigned char>(units);
-    }
-}
-
 // Room is always a power of two at or above n + 1, capped at 0xFFFFFF; the
 // arithmetic is 64-bit so that no request can wrap into looking small.
 template <class Unit>
@@ -229,11 +218,6 @@ ResultCode XpBasicString<Unit>::insert(uint32_t position, const char16_t* text, 
 template <class Unit>
 ResultCode XpBasicString<Unit>::insert(uint32_t position, const char32_t* text, uint32_t count) noexcept {
     return insertText(position, text, count);
-}
-
-template <class Unit>
-ResultCode XpBasicString<Unit>::appendUnit(Unit unit) noexcept {
-    return insertFill(kXpStringAppend, unit, 1);
 }
 
 template <class Unit>

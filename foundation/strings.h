@@ -124,7 +124,13 @@ public:
     [[nodiscard]] ResultCode append(const XpBasicString<Other>& text) noexcept {
         return insert(kXpStringAppend, text.data(), text.length());
     }
-    [[nodiscard]] ResultCode appendUnit(Unit unit) noexcept;
+    [[nodiscard]] ResultCode appendUnit(Unit unit) noexcept {
+        const uint32_t len = length();
+        if (len + 1 >= capacity()) return insertFill(kXpStringAppend, unit, 1);
+        data()[len] = unit;
+        setLengthUnchecked(len + 1);
+        return kResultOk;
+    }
 
     // Replaces the text. Unlike insert at kXpStringAssign, empty or null text
     // clears the string. Assigning the string's own storage gives 22.
@@ -174,7 +180,15 @@ private:
     }
     void setHeap(Unit* block, uint32_t length, uint32_t capacity) noexcept;
     // Stores the length (which must fit the room) and the terminator.
-    void setLengthUnchecked(uint32_t units) noexcept;
+    void setLengthUnchecked(uint32_t units) noexcept {
+        if (isHeap()) {
+            std::memcpy(raw_ + kLengthOffset, &units, sizeof units);
+            block()[units] = 0;
+        } else {
+            inlineUnits()[units] = 0;
+            raw_[kMarkerByte] = static_cast<unsigned char>(units);
+        }
+    }
     void freeBlock() noexcept;
     bool overlapsStorage(const void* text) const noexcept;
     // Checks that units more fit at the effective insert position and makes
@@ -240,7 +254,8 @@ int compareTextNoCase(const char* a, const char* b) noexcept;
 
 // Appends formatted text to a 16-bit string through a wstrbuf_writer (the
 // narrow format is the printf engine's). An empty or null format does
-// nothing and returns 0; otherwise the engine's code. Defined inline so that
+// nothing and returns 0; a null string gives 22; otherwise the engine's
+// code. Defined inline so that
 // only programs that format into strings link the printf engine.
 inline ResultCode formatIntoV(XpString16* string, const char* format, va_list args) noexcept {
     if (format == nullptr || format[0] == '\0') return kResultOk;

@@ -212,6 +212,16 @@ ResultCode convert(const typename Source::Unit* src, uint32_t* srcCount, typenam
     bool replaced = false;
     ResultCode rc = kResultOk;
     while (in < total) {
+        // Runs of ASCII are the common case and map one unit to one unit.
+        const uint32_t room = capacity - out;
+        const uint32_t run = total - in < room ? total - in : room;
+        uint32_t k = 0;
+        for (uint32_t u; k < run && (u = loadUnit(src + in + k, srcSwap)) < 0x80; ++k)
+            storeUnit(dst + out + k, u, dstSwap);
+        in += k;
+        out += k;
+        if (in == total) break;
+
         Decoded d = Source::decode(src + in, end, srcSwap);
         if (d.step == Step::kIncomplete) {
             rc = kErrIncompleteInput;
