@@ -17,13 +17,6 @@ constexpr uint32_t kMaxEncodedCodePoint = 6;
 // Above this fill a text write drains first, so a conversion starts with room.
 constexpr uint32_t kTextWriteThreshold = kTextWriterBufferSize - 6;
 
-template <class Unit>
-uint32_t unitLength(const Unit* text) {
-    uint32_t n = 0;
-    while (text[n] != 0) ++n;
-    return n;
-}
-
 inline ResultCode keepFirst(ResultCode first, ResultCode next) { return first != 0 ? first : next; }
 
 // Expected length of a UTF-8 sequence from its lead byte: a byte that is not
@@ -175,12 +168,13 @@ ResultCode XpTextWriter::writeBytes(uint8_t byte, uint32_t count) noexcept {
     if (!stream_ || !encoder_) return kErrInvalidState;
     if (count == 0) return kResultOk;
     if (!(flags_ & kWriterPassThrough)) {
-        // Bytes are UTF-8 here: gather a sequence, then encode it as a whole.
+        // Bytes are UTF-8 here: gather a sequence, then write its character.
         ResultCode first = kResultOk;
         if (pendingExpected_ > 0 && (byte & 0xC0) != 0x80) {
-            // The sequence broke off: what was gathered decodes as invalid.
-            first = writeText(reinterpret_cast<const char*>(pending_), pendingCount_);
+            // The sequence broke off: it stands for one replacement.
             pendingCount_ = pendingExpected_ = 0;
+            ResultCode rc = writeCodePoint(kReplacementChar, 1);
+            first = rc != 0 ? rc : kErrIllegalSequence;
         }
         if (pendingExpected_ == 0) {
             pendingExpected_ = utf8SequenceLength(byte);
@@ -188,16 +182,17 @@ ResultCode XpTextWriter::writeBytes(uint8_t byte, uint32_t count) noexcept {
         }
         pending_[pendingCount_++] = byte;
         if (pendingCount_ < pendingExpected_) return first;
-        uint8_t sequence[4];
-        uint8_t length = pendingCount_;
-        memcpy(sequence, pending_, length);
+        char32_t codePoint = 0;
+        uint32_t consumed = 0;
+        ResultCode decoded = decodeUtf8Char(reinterpret_cast<const char*>(pending_), pendingCount_, &codePoint,
+                                            &consumed);
         pendingCount_ = pendingExpected_ = 0;
-        for (uint32_t i = 0; i < count; ++i) {
-            ResultCode rc = writeText(reinterpret_cast<const char*>(sequence), length);
-            if (rc != 0 && rc != kErrIllegalSequence) return keepFirst(first, rc);
-            first = keepFirst(first, rc);
+        if (decoded != 0) {
+            // An invalid sequence is written as one replacement, whatever the count.
+            ResultCode rc = writeCodePoint(kReplacementChar, 1);
+            return keepFirst(first, rc != 0 ? rc : decoded);
         }
-        return first;
+        return keepFirst(first, writeCodePoint(codePoint, count));
     }
     while (count > 0) {
         if (buffered_ == kTextWriterBufferSize) {
@@ -246,7 +241,7 @@ ResultCode XpTextWriter::writeUtf16Unit(uint16_t unit, uint32_t count) noexcept 
         if (unit >= 0xDC00 && unit <= 0xDFFF)
             return writeCodePoint(0x10000 + ((uint32_t(high) - 0xD800) << 10) + (unit - 0xDC00u), count);
         // The high half found no partner: it stands for one replacement.
-        ResultCode rc = writeCodePoint(0xFFFD, 1);
+        ResultCode rc = writeCodePoint(kReplacementChar, 1);
         first = rc != 0 ? rc : kErrIllegalSequence;
     }
     if (unit >= 0xD800 && unit <= 0xDBFF) {
@@ -254,7 +249,7 @@ ResultCode XpTextWriter::writeUtf16Unit(uint16_t unit, uint32_t count) noexcept 
         return first;
     }
     if (unit >= 0xDC00 && unit <= 0xDFFF) {
-        ResultCode rc = writeCodePoint(0xFFFD, 1);
+        ResultCode rc = writeCodePoint(kReplacementChar, 1);
         return keepFirst(first, rc != 0 ? rc : kErrIllegalSequence);
     }
     return keepFirst(first, writeCodePoint(unit, count));
@@ -270,9 +265,9 @@ ResultCode XpTextWriter::putEncoded(const void* text, uint32_t length, int width
     if (!stream_ || !encoder_) return kErrInvalidState;
     if (!text) return length == 0 ? kResultOk : kErrInvalidArgument;
     if (length == kTextToTerminator) {
-        length = width == 1   ? unitLength(static_cast<const char*>(text))
-                 : width == 2 ? unitLength(static_cast<const char16_t*>(text))
-                              : unitLength(static_cast<const char32_t*>(text));
+        length = width == 1   ? terminatedLength(static_cast<const char*>(text))
+                 : width == 2 ? terminatedLength(static_cast<const char16_t*>(text))
+                              : terminatedLength(static_cast<const char32_t*>(text));
     }
     if (length == 0) return kResultOk;
     if (buffered_ > kTextWriteThreshold) {
@@ -345,7 +340,7 @@ template <class Unit>
 ResultCode XpTextWriter::escapeText(const Unit* text, uint32_t length, bool jsonMode) noexcept {
     if (!stream_ || !encoder_) return kErrInvalidState;
     if (!text) return length == 0 ? kResultOk : kErrInvalidArgument;
-    if (length == kTextToTerminator) length = unitLength(text);
+    if (length == kTextToTerminator) length = terminatedLength(text);
     ResultCode first = kResultOk;
     uint32_t runStart = 0;
     auto flushRun = [&](uint32_t end) -> ResultCode {
@@ -431,7 +426,7 @@ ResultCode XpTextWriter::writeQuoted(const XpString& text) noexcept {
 ResultCode XpTextWriter::writeEscapedMarkup(const char32_t* text, uint32_t length, bool attributeMode) noexcept {
     if (!stream_ || !encoder_) return kErrInvalidState;
     if (!text) return length == 0 ? kResultOk : kErrInvalidArgument;
-    if (length == kTextToTerminator) length = unitLength(text);
+    if (length == kTextToTerminator) length = terminatedLength(text);
     ResultCode first = kResultOk;
     uint32_t runStart = 0;
     for (uint32_t i = 0; i < length; ++i) {

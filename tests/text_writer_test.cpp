@@ -1,0 +1,337 @@
+#include "foundation/text_writer.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "foundation/encodings.h"
+
+namespace {
+
+// A stream that records every write call. It can ask for line-by-line
+// delivery, and can be told to take only a few bytes and then fail.
+class MemoryStream final : public XpByteStream {
+public:
+    std::string content;
+    std::vector<size_t> writeSizes;
+    uint32_t capabilityWord = 0;
+    int64_t positionValue = 0;
+    bool positionFails = false;
+    size_t acceptBeforeFailure = SIZE_MAX;
+    ResultCode failure = kErrNoSpace;
+
+    uint32_t capabilities() const noexcept override { return capabilityWord; }
+    const char* name() const noexcept override { return "<memory>"; }
+    bool isConsole() const noexcept override { return false; }
+    ResultCode close() noexcept override { return 0; }
+    ResultCode flush() noexcept override { return 0; }
+    ResultCode position(int64_t* out) noexcept override {
+        *out = positionFails ? 0 : positionValue + static_cast<int64_t>(content.size());
+        return positionFails ? kErrInvalidArgument : 0;
+    }
+    ResultCode seek(int64_t, int, int64_t*) noexcept override { return kErrInvalidArgument; }
+    ResultCode read(void*, size_t, size_t, size_t* n) noexcept override {
+        if (n) *n = 0;
+        return kErrEndOfFile;
+    }
+    ResultCode write(const void* buffer, size_t length, size_t* written) noexcept override {
+        writeSizes.push_back(length);
+        size_t n = length < acceptBeforeFailure ? length : acceptBeforeFailure;
+        content.append(static_cast<const char*>(buffer), n);
+        if (acceptBeforeFailure != SIZE_MAX) acceptBeforeFailure -= n;
+        if (written) *written = n;
+        return n == length ? 0 : failure;
+    }
+    ResultCode writeByte(uint8_t byte) noexcept override { return write(&byte, 1, nullptr); }
+};
+
+struct Fixture {
+    XpHolder<MemoryStream> stream;
+    XpHolder<XpTextWriter> writer;
+    explicit Fixture(uint32_t capabilities = 0) {
+        stream.adopt(new MemoryStream);
+        stream->capabilityWord = capabilities;
+        EXPECT_EQ(XpTextWriter::create(&writer), 0);
+        EXPECT_EQ(writer->attach(stream.get()), 0);
+    }
+    std::string flushed() {
+        EXPECT_EQ(writer->flush(), 0);
+        return stream->content;
+    }
+};
+
+std::string readFile(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream s;
+    s << in.rdbuf();
+    return s.str();
+}
+
+class TempDir {
+public:
+    TempDir() {
+        char pattern[] = "/tmp/vro_text_writer_test_XXXXXX";
+        EXPECT_NE(mkdtemp(pattern), nullptr);
+        path_ = pattern;
+    }
+    ~TempDir() {
+        std::string command = "rm -rf '" + path_ + "'";
+        (void)system(command.c_str());
+    }
+    std::string file(const char* name) const { return path_ + "/" + name; }
+
+private:
+    std::string path_;
+};
+
+TEST(TextWriter, NewWriterIsUtf8PassThrough) {
+    Fixture f;
+    EXPECT_EQ(f.writer->typeTag(), xpTypeTag("txtw"));
+    EXPECT_EQ(f.writer->encoder()->codePage(), 65001u);
+    EXPECT_EQ(f.writer->flags(), uint32_t(kWriterPassThrough));
+    EXPECT_EQ(f.writer->writeText("gr\xC3\xBC\xC3\x9F \xFF raw"), 0);  // bytes pass through untouched
+    EXPECT_EQ(f.flushed(), "gr\xC3\xBC\xC3\x9F \xFF raw");
+}
+
+TEST(TextWriter, Utf16UnitsCombineIntoPairs) {
+    Fixture f;
+    EXPECT_EQ(f.writer->writeUtf16Unit(0xD83D, 1), 0);
+    EXPECT_EQ(f.writer->buffered(), 0u);  // the high half waits
+    EXPECT_EQ(f.writer->writeUtf16Unit(0xDE00, 1), 0);
+    EXPECT_EQ(f.flushed(), "\xF0\x9F\x98\x80");
+
+    Fixture lone;
+    EXPECT_EQ(lone.writer->writeUtf16Unit(0xDE00, 3), kErrIllegalSequence);
+    EXPECT_EQ(lone.flushed(), "\xEF\xBF\xBD");  // once, whatever the count
+
+    Fixture broken;
+    EXPECT_EQ(broken.writer->writeUtf16Unit(0xD800, 1), 0);
+    EXPECT_EQ(broken.writer->writeUtf16Unit('A', 2), kErrIllegalSequence);
+    EXPECT_EQ(broken.flushed(), "\xEF\xBF\xBD" "AA");
+}
+
+TEST(TextWriter, LineOrientedStreamFlushesOncePerText) {
+    Fixture f(kStreamCapabilityLineOriented);
+    EXPECT_EQ(f.writer->flags() & kWriterFlushAtNewline, uint32_t(kWriterFlushAtNewline));
+    EXPECT_EQ(f.writer->writeText("no newline "), 0);
+    EXPECT_TRUE(f.stream->writeSizes.empty());
+    EXPECT_EQ(f.writer->writeText("a\nb\nc"), 0);
+    ASSERT_EQ(f.stream->writeSizes.size(), 1u);
+    EXPECT_EQ(f.stream->content, "no newline a\nb\nc");
+    EXPECT_EQ(f.writer->writeBytes('\n', 1), 0);
+    EXPECT_EQ(f.stream->writeSizes.size(), 2u);
+    EXPECT_EQ(writerPrintf(f.writer.get(), "%d\n", 7), 0);
+    EXPECT_EQ(f.stream->content, "no newline a\nb\nc\n7\n");
+
+    Fixture plain;  // streams that do not ask for it are written in blocks
+    EXPECT_EQ(plain.writer->writeText("a\nb\n"), 0);
+    EXPECT_TRUE(plain.stream->writeSizes.empty());
+}
+
+TEST(TextWriter, LongTextIsWrittenInWholeBlocks) {
+    Fixture f;
+    std::string text(10000, 'x');
+    text[5000] = 'y';
+    EXPECT_EQ(f.writer->writeText(text.c_str(), static_cast<uint32_t>(text.size())), 0);
+    EXPECT_EQ(f.stream->writeSizes, (std::vector<size_t>{4096, 4096}));
+    EXPECT_EQ(f.writer->buffered(), 10000u - 8192u);
+    EXPECT_EQ(f.flushed(), text);
+
+    Fixture fill;
+    EXPECT_EQ(fill.writer->writeBytes('-', 5000), 0);
+    EXPECT_EQ(fill.writer->writeCodePoint(0x20AC, 2000), 0);
+    EXPECT_EQ(fill.flushed().size(), 5000u + 6000u);
+}
+
+TEST(TextWriter, FailedDrainKeepsUnwrittenBytes) {
+    Fixture f;
+    f.stream->acceptBeforeFailure = 3;
+    EXPECT_EQ(f.writer->writeText("abcdefgh"), 0);
+    EXPECT_EQ(f.writer->flush(), kErrNoSpace);
+    EXPECT_EQ(f.stream->content, "abc");
+    EXPECT_EQ(f.writer->buffered(), 5u);
+    f.stream->acceptBeforeFailure = 0;  // nothing taken: buffer unchanged
+    EXPECT_EQ(f.writer->flush(), kErrNoSpace);
+    EXPECT_EQ(f.writer->buffered(), 5u);
+    f.stream->acceptBeforeFailure = SIZE_MAX;
+    EXPECT_EQ(f.flushed(), "abcdefgh");
+}
+
+TEST(TextWriter, SingleByteEncodingReencodesNarrowText) {
+    Fixture f;
+    EXPECT_EQ(f.writer->setEncoding(850), 0);
+    EXPECT_EQ(f.writer->flags() & kWriterPassThrough, 0u);
+    EXPECT_EQ(f.writer->writeText("\xC3\xA9|"), 0);             // U+00E9 is 0x82 in 850
+    EXPECT_EQ(f.writer->writeBytes(0xC3, 1), 0);                // collected...
+    EXPECT_EQ(f.writer->writeBytes(0xA9, 2), 0);                // ...then written twice
+    EXPECT_EQ(f.writer->writeCodePoint(0xE9, 2), 0);
+    EXPECT_EQ(f.writer->writeText16(u"\u00e9"), 0);
+    EXPECT_EQ(f.writer->writeText32(U"\u00e9"), 0);
+    EXPECT_EQ(f.flushed(), "\x82|\x82\x82\x82\x82\x82\x82");
+    EXPECT_EQ(f.writer->setEncoding(65001), 0);
+    EXPECT_EQ(f.writer->flags() & kWriterPassThrough, uint32_t(kWriterPassThrough));
+    EXPECT_EQ(f.writer->setEncoding(424242), kErrObjectNotFound);
+    EXPECT_EQ(f.writer->encoder()->codePage(), 65001u);  // the old encoder stays
+}
+
+TEST(TextWriter, ByteOrderMarkOnlyAtPositionZero) {
+    Fixture f;
+    EXPECT_EQ(f.writer->setEncoding(1200), 0);
+    EXPECT_EQ(f.writer->writeBom(), 0);
+    EXPECT_EQ(f.stream->content, std::string("\xFF\xFE", 2));  // straight to the stream
+    EXPECT_EQ(f.writer->writeBom(), 0);                         // position now 2
+    EXPECT_EQ(f.writer->writeText("A"), 0);
+    EXPECT_EQ(f.flushed(), std::string("\xFF\xFE" "A\0", 4));
+
+    Fixture unknown;
+    unknown.stream->positionFails = true;
+    EXPECT_EQ(unknown.writer->writeBom(), 0);
+    EXPECT_EQ(unknown.flushed(), "");
+
+    TempDir dir;
+    std::string path = dir.file("bom.txt");
+    for (int run = 0; run < 2; ++run) {  // new file, then append to non-empty
+        XpHolder<XpTextWriter> w;
+        ASSERT_EQ(openTextWriterOnFile(path.c_str(), run == 1, &w), 0);
+        EXPECT_EQ(w->writeBom(), 0);
+        EXPECT_EQ(w->writeText("x"), 0);
+        EXPECT_EQ(w->close(), 0);
+    }
+    EXPECT_EQ(readFile(path), "\xEF\xBB\xBFxx");
+
+    std::string empty = dir.file("empty.txt");
+    { std::ofstream touch(empty); }
+    XpHolder<XpTextWriter> w;
+    ASSERT_EQ(openTextWriterOnFile(empty.c_str(), true, &w), 0);
+    EXPECT_EQ(w->writeBom(), 0);  // appending to an empty file still starts it
+    EXPECT_EQ(w->close(), 0);
+    EXPECT_EQ(readFile(empty), "\xEF\xBB\xBF");
+}
+
+TEST(TextWriter, EscapingModes) {
+    struct Case {
+        bool json;
+        const char* expected;
+    };
+    const char text[] = "a\\\"'\x01\b\t\n\x0B\f\r\x1B\x7F\xC3\xA9";
+    for (Case c : {Case{true, "a\\\\\\\"'\\u0001\\b\\t\\n\\u000b\\f\\r\\u001b\x7F\xC3\xA9"},
+                   Case{false, "a\\\\\\\"\\'\\001\\b\\t\\n\\v\\f\\r\\e\x7F\xC3\xA9"}}) {
+        SCOPED_TRACE(c.json);
+        Fixture n, w16, w32;
+        EXPECT_EQ(n.writer->writeEscaped(text, kTextToTerminator, c.json), 0);
+        EXPECT_EQ(w16.writer->writeEscaped(u"a\\\"'\x01\b\t\n\x0B\f\r\x1B\x7F\u00e9", kTextToTerminator, c.json), 0);
+        EXPECT_EQ(w32.writer->writeEscaped(U"a\\\"'\x01\b\t\n\x0B\f\r\x1B\x7F\u00e9", kTextToTerminator, c.json), 0);
+        EXPECT_EQ(n.flushed(), c.expected);
+        EXPECT_EQ(w16.flushed(), c.expected);
+        EXPECT_EQ(w32.flushed(), c.expected);
+    }
+    Fixture nul;
+    EXPECT_EQ(nul.writer->writeEscaped("x\0y", 3, false), 0);  // explicit length crosses a zero
+    EXPECT_EQ(nul.flushed(), "x\\0y");
+
+    Fixture q;
+    EXPECT_EQ(q.writer->writeQuoted("say \"hi\"\n"), 0);
+    EXPECT_EQ(q.writer->writeQuoted(u"'"), 0);
+    EXPECT_EQ(q.flushed(), "\"say \\\"hi\\\"\\n\"\"'\"");
+}
+
+TEST(TextWriter, MarkupEscaping) {
+    const char32_t text[] = U"<a href=\"x\">&'\u00a0\u00a9\u00ae\x01\t</a>";
+    Fixture attribute, body;
+    EXPECT_EQ(attribute.writer->writeEscapedMarkup(text, kTextToTerminator, true), 0);
+    EXPECT_EQ(body.writer->writeEscapedMarkup(text, kTextToTerminator, false), 0);
+    EXPECT_EQ(attribute.flushed(), "&lt;a href=&quot;x&quot;&gt;&amp;&apos;\xC2\xA0\xC2\xA9\xC2\xAE&#x01;\t&lt;/a&gt;");
+    EXPECT_EQ(body.flushed(), "&lt;a href=&quot;x&quot;&gt;&amp;'&nbsp;&copy;&reg;&#x01;\t&lt;/a&gt;");
+}
+
+TEST(TextWriter, FailuresAreCodes) {
+    XpHolder<XpTextWriter> w;
+    ASSERT_EQ(XpTextWriter::create(&w), 0);
+    EXPECT_EQ(w->writeText("x"), kErrInvalidState);  // no stream yet
+    EXPECT_EQ(w->writeBom(), kErrInvalidState);
+    EXPECT_EQ(w->flush(), kErrInvalidState);
+    EXPECT_EQ(writerPrintf(w.get(), "%d", 1), kErrInvalidState);
+    EXPECT_EQ(writerPrintf(nullptr, "%d", 1), kErrInvalidArgument);
+    EXPECT_EQ(XpTextWriter::create(nullptr), kErrInvalidArgument);
+
+    Fixture f;
+    EXPECT_EQ(f.writer->writeText(nullptr, 3), kErrInvalidArgument);
+    EXPECT_EQ(f.writer->writeText16(nullptr, kTextToTerminator), kErrInvalidArgument);
+    EXPECT_EQ(f.writer->writeText(nullptr, 0), 0);
+    EXPECT_EQ(f.writer->writeQuoted(static_cast<const char*>(nullptr)), kErrInvalidArgument);
+}
+
+TEST(TextWriter, AttachAndClose) {
+    Fixture f;
+    EXPECT_EQ(f.writer->writeText("pending"), 0);
+    EXPECT_EQ(f.writer->attach(f.stream.get()), 0);  // same stream: nothing happens
+    EXPECT_EQ(f.stream->content, "");
+    uint32_t refs = f.stream->referenceCount();
+
+    XpHolder<MemoryStream> other;
+    other.adopt(new MemoryStream);
+    EXPECT_EQ(f.writer->attach(other.get()), 0);  // closes: the old stream gets the text
+    EXPECT_EQ(f.stream->content, "pending");
+    EXPECT_EQ(f.stream->referenceCount(), refs - 1);
+    EXPECT_EQ(f.writer->stream(), other.get());
+
+    EXPECT_EQ(f.writer->writeText("more"), 0);
+    EXPECT_EQ(f.writer->close(), 0);
+    EXPECT_EQ(other->content, "more");
+    EXPECT_EQ(f.writer->stream(), nullptr);
+    EXPECT_EQ(other->referenceCount(), 1u);
+}
+
+TEST(TextWriter, FullDeviceFailsOnCloseAndReleases) {
+    XpHolder<XpTextWriter> w;
+    ASSERT_EQ(openTextWriterOnFile("/dev/full", false, &w), 0);
+    EXPECT_EQ(writerPrintf(w.get(), "%s\n", "buffered"), 0);
+    EXPECT_EQ(w->close(), kErrNoSpace);
+    EXPECT_EQ(w->buffered(), 0u);
+    EXPECT_EQ(w->writeText("x"), kErrInvalidState);
+    w.reset();
+    EXPECT_FALSE(w);
+
+    XpHolder<XpTextWriter> big;
+    ASSERT_EQ(openTextWriterOnFile("/dev/full", false, &big), 0);
+    std::string text(5000, 'z');
+    EXPECT_EQ(big->writeText(text.c_str()), kErrNoSpace);  // the first full buffer fails
+    big.reset();                                          // closes and frees without a crash
+}
+
+TEST(TextWriter, OpeningFunctions) {
+    TempDir dir;
+    XpHolder<XpTextWriter> w;
+    EXPECT_EQ(openTextWriterOnFile(dir.file("x").c_str(), false, nullptr), kErrInvalidArgument);
+    EXPECT_EQ(openTextWriterOnFile(dir.file("no/such/dir").c_str(), false, &w), kErrNoSuchFile);
+    EXPECT_FALSE(w);
+    EXPECT_EQ(openTextWriterOnStdio(nullptr, 0, &w), kErrInvalidArgument);
+    EXPECT_FALSE(w);
+
+    std::string path = dir.file("printf.txt");
+    ASSERT_EQ(openTextWriterOnFile(path.c_str(), false, &w), 0);
+    EXPECT_EQ(w->encoder()->codePage(), 65001u);
+    EXPECT_EQ(writerPrintf(w.get(), "[%5s][%-5s][%#x][%#x]", "ab", "ab", 255, 0), 0);
+    EXPECT_EQ(writerPrintf16(w.get(), u"[%ls %d]", u"\u00e9", 3), 0);
+    EXPECT_EQ(w->close(), 0);
+    EXPECT_EQ(readFile(path), "[   ab][ab   ][0xff][0][\xC3\xA9 3]");
+
+    // A terminal gets the OEM code page.
+    int master = posix_openpt(O_RDWR | O_NOCTTY);
+    if (master < 0 || grantpt(master) != 0 || unlockpt(master) != 0) GTEST_SKIP() << "no pseudo terminal";
+    FILE* terminal = fopen(ptsname(master), "w");
+    ASSERT_NE(terminal, nullptr);
+    ASSERT_EQ(openTextWriterOnStdio(terminal, 0, &w), 0);
+    EXPECT_EQ(w->encoder()->codePage(), 850u);
+    w.reset();
+    fclose(terminal);
+    close(master);
+}
+
+}  // namespace
