@@ -5,6 +5,8 @@
 
 #include "app/command_line.h"
 #include "foundation/framework.h"
+#include "foundation/logging.h"
+#include "foundation/text_writer.h"
 
 int main(int argc, char** argv) {
     // Locale from the user's environment, with UTF-8 character handling.
@@ -13,11 +15,11 @@ int main(int argc, char** argv) {
 
     setApplicationVersion(kApplicationVersion);
 
-    // PENDING (logging component): the log set-up and the two start-up lines
-    // go here, before the framework starts:
-    //   logSetUpForProgram();
-    //   logStartupLines(kProductDescription, kFullVersion, kPlatform);
-    // The host identification (uname) is taken by the "Running on" line itself.
+    // Log to standard error (notice and above) and the log file (info and
+    // above); a log that cannot be set up never stops the run. The host
+    // identification (uname) is taken by the "Running on" line itself.
+    logSetUpForProgram();
+    logStartupLines(kProductDescription, kFullVersion, kPlatform);
 
     // From here every return from main shuts the framework down first.
     XpFrameworkScope framework;
@@ -27,10 +29,19 @@ int main(int argc, char** argv) {
     const CommandLineOutcome outcome = parseCommandLine(argc, argv, program, options, stdout, stderr);
     if (outcome.exitNow) return outcome.exitStatus;
 
-    // PENDING (text writer component): open the standard writers here:
-    //   openTextWriterOnStdio(stdout, 0, &options.standardOutput), on failure
-    //   "%s: cannot open stdout: %s\n" on stderr and exit 1; then the same for
-    //   stderr with "%s: cannot open stderr: %s\n".
+    // The standard writers live as long as the process: the job's lines on
+    // standard error are buffered and drained when the holders are released
+    // at exit.
+    options.standardOutput.reset();
+    if (const ResultCode code = openTextWriterOnStdio(stdout, 0, &options.standardOutput)) {
+        std::fprintf(stderr, "%s: cannot open stdout: %s\n", program, resultMessage(code));
+        return 1;
+    }
+    options.standardError.reset();
+    if (const ResultCode code = openTextWriterOnStdio(stderr, 0, &options.standardError)) {
+        std::fprintf(stderr, "%s: cannot open stderr: %s\n", program, resultMessage(code));
+        return 1;
+    }
 
     // PENDING (metrics job): runMetricsJob(options.inputPath,
     // options.outputArgument), exit 1 on a non-zero code. Until the job is part

@@ -1,8 +1,8 @@
 # The command line and the program entry.
-varo_component(vro_app SOURCES app/command_line.cpp DEPS vro_results)
+varo_component(vro_app SOURCES app/command_line.cpp DEPS vro_text_writer vro_results)
 
 add_executable(varometrics app/main.cpp)
-target_link_libraries(varometrics PRIVATE vro_app)
+target_link_libraries(varometrics PRIVATE vro_app vro_logging)
 
 varo_test(vro_app_tests SOURCES tests/command_line_test.cpp DEPS vro_app)
 
