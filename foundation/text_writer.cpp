@@ -479,11 +479,9 @@ ResultCode finishOpen(Stream* stream, XpHolder<XpTextWriter>* holder) noexcept {
     if (rc != 0) return rc;
     rc = writer->attach(stream);
     if (rc != 0) return rc;
-    // A console takes the OEM code page (pseudo code page 1).
-    if (stream->isConsole()) {
-        rc = writer->setEncoding(1);
-        if (rc != 0) return rc;
-    }
+    // A console takes the OEM code page (pseudo code page 1); should that
+    // encoder be missing, the console still gets a working UTF-8 writer.
+    if (stream->isConsole()) (void)writer->setEncoding(kCodePageOem);
     *holder = std::move(writer);
     return kResultOk;
 }
