@@ -1,0 +1,90 @@
+// Field handlers: the one catalogue that turns an imported value into
+// publication fields. Every binding table of every importer points here, so a
+// value means the same whichever format it comes from.
+//
+// Contract (all handlers have the VroFieldHandler signature of
+// import/importer.h and never fail; a value they cannot use is dropped):
+// - Trimming removes leading and trailing codes 9-13 and 32, in place; text
+//   handlers trim first and do nothing when the value is then empty.
+// - "Append" adds the handler's separator first when the field already holds
+//   text; "replace" makes the field the value. Text handlers set their field's
+//   mask bit; setSource, setTitle, addAuthorName and setSemicolonAuthors do
+//   nothing while bit 19, 20, 18 and 18 respectively is set in the mask (no
+//   handler sets bits 18-20 itself).
+// - Signed number handlers read the value like strtol (leading white space
+//   and a sign allowed, stop at the first non-digit, no digits = 0), clamp
+//   to the 32-bit range, always store, and set their bit only for values of
+//   1 or more. Unsigned counts use the 64-bit unsigned conversion capped at
+//   4,294,967,295 (so "-5" gives 4,294,967,295).
+// - Citation invariant: setCites stores CitesCount, copies it to ECC unless
+//   bit 17 is already set, then Cites = ECC. setEstimatedCites stores ECC
+//   (also 0); a non-zero estimate sets bit 17 and Cites = ECC. The note
+//   handlers set CitesCount, ECC and Cites together.
+// - Author list handlers build their joined text in a buffer bounded by the
+//   value's length plus one plus two characters per piece; longer results
+//   are cut, never overflow.
+#pragma once
+
+#include <cstdint>
+
+#include "import/importer.h"
+
+// Removes leading and trailing import white space from the zero-terminated
+// text in place (the text moves to the start of the buffer) and returns its
+// new length.
+uint32_t trimValue(char16_t* text) noexcept;
+
+// strtol-like signed parse clamped to [INT32_MIN, INT32_MAX].
+int32_t parseSignedValue(const char16_t* text) noexcept;
+// strtoull-like unsigned parse, a sign allowed (negated modulo 2^64), then
+// capped at 4,294,967,295.
+uint32_t parseUnsignedValue(const char16_t* text) noexcept;
+
+// Turns "before<sep>after" into "after before" (leading white space of the
+// part after the last separator skipped; "before" alone when that part is
+// empty; no blank when "before" is empty). Without the separator the name is
+// copied as it is. Writes at most outCapacity - 1 units plus a terminator to
+// out and returns the units written.
+uint32_t reverseName(const char16_t* name, uint32_t length, char16_t separator, char16_t* out,
+                     uint32_t outCapacity) noexcept;
+
+bool ignoreField(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setAbstract(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setArticleUrl(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool addAuthorsText(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setCitationUrl(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setCitesUrl(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setDoi(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setIssn(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setPublisher(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setSource(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setTitle(VroPublication& pub, char16_t* value, uint32_t& mask);
+// One-character codes B, C, J, S (any case) become "Book", "Proceedings
+// paper", "Journal article" and "Review"; other values are stored as given.
+bool setType(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setRank(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setYear(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setVolume(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setIssue(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setStartPage(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setEndPage(VroPublication& pub, char16_t* value, uint32_t& mask);
+// Use = signed value; an empty value gives 0. Sets no bit.
+bool setInUse(VroPublication& pub, char16_t* value, uint32_t& mask);
+// "%d-%d" into StartPage and EndPage; only what the scan reached is stored.
+bool setPages(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setCites(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setEstimatedCites(VroPublication& pub, char16_t* value, uint32_t& mask);
+// "<n> cites: <link>" notes; values starting "Query date:" (any case) are
+// dropped.
+bool setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask);
+// "... Cited By (since <year>): <n>" or "... Cited By : <n>" notes.
+bool setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask);
+// One author per value, "Surname, Given" reversed at the comma, added to the
+// author list (the importer joins the list into Authors).
+bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask);
+// "Surname, Given; Surname, Given" (at most 100 pieces), appended to Authors.
+bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+// "Surname Initials, ..." or "Surname, Initials, ..." (at most 100 pieces),
+// appended to Authors.
+bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
