@@ -29,10 +29,10 @@
 
 #include "import/importer.h"
 
-// Removes leading and trailing import white space from the zero-terminated
-// text in place (the text moves to the start of the buffer) and returns its
-// new length.
-uint32_t trimValue(char16_t* text) noexcept;
+// Trims the zero-terminated text in place: a zero is written after its last
+// non-white-space unit, and the returned pointer is its first one. *length
+// (optional) receives the trimmed length.
+char16_t* trimValue(char16_t* text, uint32_t* length = nullptr) noexcept;
 
 // strtol-like signed parse clamped to [INT32_MIN, INT32_MAX].
 int32_t parseSignedValue(const char16_t* text) noexcept;

@@ -49,7 +49,7 @@ inline constexpr uint32_t kImportLineLimit = 65536;
 constexpr bool isImportWhiteSpace(char16_t c) noexcept { return c == 32 || (c >= 9 && c <= 13); }
 
 // Lower-casing of lookups and case-blind matches: ASCII letters only.
-constexpr char16_t asciiLower(char16_t c) noexcept { return (c >= u'A' && c <= u'Z') ? char16_t(c + 32) : c; }
+constexpr char16_t importLower(char16_t c) noexcept { return (c >= u'A' && c <= u'Z') ? char16_t(c + 32) : c; }
 
 // Packs four ASCII characters into a format code, first character lowest.
 constexpr uint32_t makeFormatCode(const char (&code)[5]) noexcept {

@@ -28,4 +28,13 @@ struct NoteScanResult {
     uint32_t values[kNoteScanSlots] = {};
 };
 
+// Number readers shared by the scanner and the number handlers. Both skip
+// leading white space and accept one sign. They return the position after
+// the last digit, or null when no digit follows (*out then untouched).
+// Unsigned: accumulated in 64 bits saturating at the 64-bit maximum, negated
+// modulo 2^64 after a minus (unless saturated), then capped at 4,294,967,295.
+const char16_t* readUnsignedNumber(const char16_t* text, uint32_t* out) noexcept;
+// Signed: clamped to the 32-bit range after every digit.
+const char16_t* readSignedNumber(const char16_t* text, int32_t* out) noexcept;
+
 NoteScanResult scanNote(const char16_t* input, const char* pattern) noexcept;

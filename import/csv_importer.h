@@ -1,0 +1,53 @@
+// Delimited-text importing: the in-place line splitter and VroImportCsv, the
+// generic reader behind the four CSV dialects.
+//
+// Contract:
+// - splitCsvLine rewrites a zero-terminated line in place into at most
+//   maxFields zero-terminated fields and returns how many it produced (0 only
+//   for a null array, a null text or maxFields 0). A double quote opens a
+//   quoted stretch in which separators are plain text and two quotes stand
+//   for one; the enclosing quotes are dropped and text after a closing quote
+//   joins the same field; an unclosed stretch runs to the end. An empty line
+//   is one empty field; nothing is trimmed. Once maxFields fields exist, the
+//   last one ends at its separator and the rest of the line is dropped.
+// - VroImportCsv::importData binds the header's first 64 columns once
+//   (unknown titles to ignoreField, titles compared without regard to ASCII
+//   case), then makes one publication per following line, blank lines
+//   included: Rank = its 1-based line number after the header, Use = 1,
+//   running mask 0x20, each field given to its column's handler from left to
+//   right, the mask OR'd into *fieldMaskOut, then splitAuthors and deriveAge.
+//   A null reader or an empty header gives 22; the end of the input (or any
+//   read failure after the header) ends the import with 0.
+#pragma once
+
+#include <cstdint>
+
+#include "import/importer.h"
+
+// Columns an importer considers; the rest of a line is dropped.
+inline constexpr uint32_t kMaxCsvFields = 64;
+
+uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uint32_t maxFields) noexcept;
+
+class VroImportCsv : public VroImporter {
+public:
+    ~VroImportCsv() override;
+    uint32_t formatCode() const noexcept override { return formatCode_; }
+    const char* name() const noexcept override { return name_.data(); }
+    [[nodiscard]] ResultCode importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
+                                        uint32_t* fieldMaskOut) noexcept override;
+
+protected:
+    VroImportCsv() noexcept = default;
+    // The five values a dialect's constructor sets. The name is copied; a
+    // failed copy leaves it empty.
+    void configure(const char* name, uint32_t formatCode, const VroFieldBinding* table, uint32_t count,
+                   char16_t separator) noexcept;
+
+private:
+    XpString name_;
+    uint32_t formatCode_ = 0;
+    const VroFieldBinding* bindings_ = nullptr;
+    uint32_t bindingCount_ = 0;
+    char16_t separator_ = u',';
+};
