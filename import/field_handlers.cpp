@@ -1,0 +1,399 @@
+#include "import/field_handlers.h"
+
+#include <new>
+
+#include "import/note_scanner.h"
+#include "metrics/publication.h"
+
+namespace {
+
+// Field-presence bits set or tested by the handlers.
+constexpr uint32_t kBitArticleUrl = 1u << 0;
+constexpr uint32_t kBitAuthors = 1u << 1;
+constexpr uint32_t kBitCitesCount = 1u << 2;
+constexpr uint32_t kBitCitesUrl = 1u << 3;
+constexpr uint32_t kBitPublisher = 1u << 4;
+constexpr uint32_t kBitRank = 1u << 5;
+constexpr uint32_t kBitSource = 1u << 6;
+constexpr uint32_t kBitTitle = 1u << 7;
+constexpr uint32_t kBitYear = 1u << 8;
+constexpr uint32_t kBitType = 1u << 9;
+constexpr uint32_t kBitDoi = 1u << 10;
+constexpr uint32_t kBitIssn = 1u << 11;
+constexpr uint32_t kBitCitationUrl = 1u << 12;
+constexpr uint32_t kBitVolume = 1u << 13;
+constexpr uint32_t kBitIssue = 1u << 14;
+constexpr uint32_t kBitStartPage = 1u << 15;
+constexpr uint32_t kBitEndPage = 1u << 16;
+constexpr uint32_t kBitEcc = 1u << 17;
+constexpr uint32_t kBitLocalAuthors = 1u << 18;
+constexpr uint32_t kBitLocalSource = 1u << 19;
+constexpr uint32_t kBitLocalTitle = 1u << 20;
+constexpr uint32_t kBitAbstract = 1u << 21;
+
+// Pieces the author list handlers split a value into; the last keeps the rest.
+constexpr uint32_t kMaxAuthorPieces = 100;
+
+// Handlers never fail: a string that cannot grow keeps what it had.
+void keep(ResultCode) noexcept {}
+
+// Appends value to field, separator first when the field already holds text.
+void appendText(XpString16& field, const char16_t* value, uint32_t length, const char16_t* separator) {
+    if (!field.empty()) keep(field.append(separator));
+    keep(field.append(value, length));
+}
+
+// Trim, then replace the field and set the bit; empty values change nothing.
+bool replaceText(XpString16& field, char16_t* value, uint32_t& mask, uint32_t bit) {
+    uint32_t length = 0;
+    const char16_t* text = trimValue(value, &length);
+    if (length == 0) return false;
+    keep(field.assign(text, length));
+    mask |= bit;
+    return true;
+}
+
+bool appendTrimmed(XpString16& field, char16_t* value, uint32_t& mask, uint32_t bit, const char16_t* separator) {
+    uint32_t length = 0;
+    const char16_t* text = trimValue(value, &length);
+    if (length == 0) return false;
+    appendText(field, text, length, separator);
+    mask |= bit;
+    return true;
+}
+
+// Number handlers store even 0; the bit only marks values of 1 or more.
+bool storeSigned(int32_t& field, const char16_t* value, uint32_t& mask, uint32_t bit) {
+    field = parseSignedValue(value);
+    if (field >= 1) mask |= bit;
+    return true;
+}
+
+bool containsWhiteSpace(const char16_t* text) noexcept {
+    for (; *text != 0; ++text)
+        if (isImportWhiteSpace(*text)) return true;
+    return false;
+}
+
+uint32_t textLength(const char16_t* text) noexcept {
+    uint32_t n = 0;
+    while (text[n] != 0) ++n;
+    return n;
+}
+
+// Bounded output of the author list handlers: every copy stops at the end,
+// so an over-long result is cut rather than overflowing.
+struct BoundedText {
+    char16_t* data;
+    uint32_t capacity;  // units, terminator included
+    uint32_t length = 0;
+
+    char16_t* tail() noexcept { return data + length; }
+    uint32_t room() const noexcept { return capacity - 1 - length; }
+    void put(const char16_t* text, uint32_t n) noexcept {
+        if (n > room()) n = room();
+        for (uint32_t i = 0; i < n; ++i) data[length + i] = text[i];
+        length += n;
+        data[length] = 0;
+    }
+    void putReversed(const char16_t* name, char16_t separator) noexcept {
+        length += reverseName(name, textLength(name), separator, tail(), room() + 1);
+    }
+};
+
+// Splits text in place at every occurrence of separator into at most
+// kMaxAuthorPieces pieces; the last piece keeps the rest of the text.
+uint32_t splitPieces(char16_t* text, char16_t separator, char16_t** pieces) noexcept {
+    uint32_t count = 0;
+    pieces[count++] = text;
+    for (char16_t* p = text; *p != 0 && count < kMaxAuthorPieces; ++p) {
+        if (*p == separator) {
+            *p = 0;
+            pieces[count++] = p + 1;
+        }
+    }
+    return count;
+}
+
+// Joined author text goes to Authors with ", " as separator; bit 1 tells
+// whether Authors then holds anything.
+void appendAuthors(VroPublication& pub, const BoundedText& joined, uint32_t& mask) {
+    appendText(pub.Authors, joined.data, joined.length, u", ");
+    if (!pub.Authors.empty()) mask |= kBitAuthors;
+}
+
+void setAllCounts(VroPublication& pub, uint32_t count) noexcept {
+    pub.CitesCount = count;
+    pub.ECC = count;
+    pub.Cites = count;
+}
+
+bool startsWithNoCase(const char16_t* text, const char* prefix) noexcept {
+    for (; *prefix != 0; ++prefix, ++text) {
+        if (importLower(*text) != importLower(char16_t(static_cast<unsigned char>(*prefix)))) return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+char16_t* trimValue(char16_t* text, uint32_t* length) noexcept {
+    while (isImportWhiteSpace(*text)) ++text;
+    uint32_t n = textLength(text);
+    while (n > 0 && isImportWhiteSpace(text[n - 1])) --n;
+    text[n] = 0;
+    if (length != nullptr) *length = n;
+    return text;
+}
+
+int32_t parseSignedValue(const char16_t* text) noexcept {
+    int32_t value = 0;
+    return readSignedNumber(text, &value) != nullptr ? value : 0;
+}
+
+uint32_t parseUnsignedValue(const char16_t* text) noexcept {
+    uint32_t value = 0;
+    return readUnsignedNumber(text, &value) != nullptr ? value : 0;
+}
+
+uint32_t reverseName(const char16_t* name, uint32_t length, char16_t separator, char16_t* out,
+                     uint32_t outCapacity) noexcept {
+    if (out == nullptr || outCapacity == 0) return 0;
+    BoundedText result{out, outCapacity};
+    out[0] = 0;
+    uint32_t cut = length;
+    for (uint32_t i = length; i > 0; --i) {
+        if (name[i - 1] == separator) {
+            cut = i - 1;
+            break;
+        }
+    }
+    if (cut == length) {
+        result.put(name, length);
+        return result.length;
+    }
+    uint32_t after = cut + 1;
+    while (after < length && isImportWhiteSpace(name[after])) ++after;
+    result.put(name + after, length - after);
+    if (cut > 0) {
+        if (result.length > 0) result.put(u" ", 1);
+        result.put(name, cut);
+    }
+    return result.length;
+}
+
+bool ignoreField(VroPublication&, char16_t*, uint32_t&) { return true; }
+
+bool setAbstract(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return appendTrimmed(pub.Abstract, value, mask, kBitAbstract, u" ");
+}
+
+bool setArticleUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return replaceText(pub.ArticleURL, value, mask, kBitArticleUrl);
+}
+
+bool addAuthorsText(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return appendTrimmed(pub.Authors, value, mask, kBitAuthors, u", ");
+}
+
+bool setCitationUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return replaceText(pub.CitationURL, value, mask, kBitCitationUrl);
+}
+
+bool setCitesUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return replaceText(pub.CitesURL, value, mask, kBitCitesUrl);
+}
+
+bool setDoi(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return replaceText(pub.DOI, value, mask, kBitDoi);
+}
+
+bool setIssn(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (!replaceText(pub.ISSN, value, mask, kBitIssn)) return false;
+    keep(pub.normaliseIssn());  // a value that is no ISSN is kept as given
+    return true;
+}
+
+bool setPublisher(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return appendTrimmed(pub.Publisher, value, mask, kBitPublisher, u" ");
+}
+
+bool setSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kBitLocalSource) != 0) return false;
+    return appendTrimmed(pub.Source, value, mask, kBitSource, u" ");
+}
+
+bool setTitle(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kBitLocalTitle) != 0) return false;
+    return appendTrimmed(pub.Title, value, mask, kBitTitle, u" ");
+}
+
+// "S" stands for "Review" in the sources that use one-letter codes; kept so.
+bool setType(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    uint32_t length = 0;
+    char16_t* text = trimValue(value, &length);
+    if (length == 0) return false;
+    const char16_t* stored = text;
+    if (length == 1) {
+        switch (importLower(text[0])) {
+            case u'b': stored = u"Book"; break;
+            case u'c': stored = u"Proceedings paper"; break;
+            case u'j': stored = u"Journal article"; break;
+            case u's': stored = u"Review"; break;
+            default: break;
+        }
+    }
+    keep(pub.Type.assign(stored));
+    mask |= kBitType;
+    return true;
+}
+
+bool setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return replaceText(pub.Type, value, mask, kBitType);
+}
+
+bool setRank(VroPublication& pub, char16_t* value, uint32_t& mask) { return storeSigned(pub.Rank, value, mask, kBitRank); }
+bool setYear(VroPublication& pub, char16_t* value, uint32_t& mask) { return storeSigned(pub.Year, value, mask, kBitYear); }
+bool setVolume(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return storeSigned(pub.Volume, value, mask, kBitVolume);
+}
+bool setIssue(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return storeSigned(pub.Issue, value, mask, kBitIssue);
+}
+bool setStartPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return storeSigned(pub.StartPage, value, mask, kBitStartPage);
+}
+bool setEndPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return storeSigned(pub.EndPage, value, mask, kBitEndPage);
+}
+
+bool setInUse(VroPublication& pub, char16_t* value, uint32_t&) {
+    pub.Use = parseSignedValue(value);
+    return true;
+}
+
+bool setPages(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    const NoteScanResult scan = scanNote(value, "%d-%d");
+    if (scan.converted >= 1) pub.StartPage = int32_t(scan.values[0]);
+    if (scan.converted >= 2) pub.EndPage = int32_t(scan.values[1]);
+    if (pub.StartPage > 0) mask |= kBitStartPage;
+    if (pub.EndPage >= 1) mask |= kBitEndPage;
+    return scan.converted > 0;
+}
+
+bool setCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    pub.CitesCount = parseUnsignedValue(value);
+    if (pub.CitesCount != 0) mask |= kBitCitesCount;
+    // A source's own non-zero estimate, read earlier in the row, stands.
+    if ((mask & kBitEcc) == 0) pub.ECC = pub.CitesCount;
+    pub.Cites = pub.ECC;
+    return true;
+}
+
+bool setEstimatedCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    pub.ECC = parseUnsignedValue(value);
+    if (pub.ECC != 0) {
+        mask |= kBitEcc;
+        pub.Cites = pub.ECC;
+    }
+    return true;
+}
+
+bool setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (startsWithNoCase(value, "Query date:")) return false;
+    const NoteScanResult scan = scanNote(value, "%u cites:");
+    if (!scan.matched) return false;
+    setAllCounts(pub, scan.values[0]);
+    mask |= kBitCitesCount;
+    const char16_t* link = scan.stop;
+    while (isImportWhiteSpace(*link)) ++link;
+    if (*link != 0) {
+        keep(pub.CitesURL.assign(link));
+        mask |= kBitCitesUrl;
+    }
+    return true;
+}
+
+bool setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    NoteScanResult scan = scanNote(value, "%~(Cited By) (since %u): %u");
+    if (!scan.matched) scan = scanNote(value, "%~(Cited By) : %u");
+    if (!scan.matched) return false;
+    setAllCounts(pub, scan.values[scan.converted - 1]);
+    mask |= kBitCitesCount;
+    return true;
+}
+
+bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kBitLocalAuthors) != 0) return false;
+    uint32_t length = 0;
+    const char16_t* text = trimValue(value, &length);
+    if (length == 0) return false;
+    char16_t* name = new (std::nothrow) char16_t[length + 2];
+    if (name == nullptr) return false;
+    const uint32_t n = reverseName(text, length, u',', name, length + 2);
+    pub.addAuthor(name, n);
+    delete[] name;
+    mask |= kBitAuthors;
+    return true;
+}
+
+bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kBitLocalAuthors) != 0) return false;
+    uint32_t length = 0;
+    char16_t* text = trimValue(value, &length);
+    if (length == 0) return false;
+    char16_t* pieces[kMaxAuthorPieces];
+    uint32_t count = splitPieces(text, u';', pieces);
+    while (count > 0) {
+        uint32_t pieceLength = 0;
+        pieces[count - 1] = trimValue(pieces[count - 1], &pieceLength);
+        if (pieceLength != 0) break;
+        --count;
+    }
+    const uint32_t capacity = length + 1 + 2 * count;
+    char16_t* buffer = new (std::nothrow) char16_t[capacity];
+    if (buffer == nullptr) return false;
+    BoundedText joined{buffer, capacity};
+    buffer[0] = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (i > 0) joined.put(u", ", 2);
+        joined.putReversed(trimValue(pieces[i]), u',');
+    }
+    appendAuthors(pub, joined, mask);
+    delete[] buffer;
+    return true;
+}
+
+// Scopus writes "Surname Initials" per author, or "Surname, Initials" with the
+// same comma that separates authors; two neighbouring pieces that both hold a
+// blank are whole names, otherwise a piece and the next form one name.
+bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    const uint32_t length = textLength(value);
+    char16_t* pieces[kMaxAuthorPieces];
+    const uint32_t count = splitPieces(value, u',', pieces);
+    for (uint32_t i = 0; i < count; ++i) pieces[i] = trimValue(pieces[i]);
+    const uint32_t capacity = length + 1 + 2 * count;
+    char16_t* buffer = new (std::nothrow) char16_t[capacity];
+    if (buffer == nullptr) return false;
+    BoundedText joined{buffer, capacity};
+    buffer[0] = 0;
+    for (uint32_t i = 0; i < count;) {
+        if (i > 0) joined.put(u", ", 2);
+        const bool last = i + 1 == count;
+        if (!last && containsWhiteSpace(pieces[i]) && containsWhiteSpace(pieces[i + 1])) {
+            joined.putReversed(pieces[i], u' ');
+            i += 1;
+        } else if (!last) {
+            joined.put(pieces[i + 1], textLength(pieces[i + 1]));
+            joined.put(u" ", 1);
+            joined.put(pieces[i], textLength(pieces[i]));
+            i += 2;
+        } else {
+            joined.putReversed(pieces[i], u' ');
+            i += 1;
+        }
+    }
+    appendAuthors(pub, joined, mask);
+    delete[] buffer;
+    return true;
+}
