@@ -1,0 +1,41 @@
+#include "import/importer.h"
+
+#include "foundation/text_reader.h"
+
+VroImporter::~VroImporter() = default;
+
+int compareFieldKey(const char16_t* key, const char* entry) noexcept {
+    for (;; ++key, ++entry) {
+        const int a = importLower(*key);
+        const int b = importLower(char16_t(static_cast<unsigned char>(*entry)));
+        if (a != b) return a - b;
+        if (a == 0) return 0;
+    }
+}
+
+// The search is kept exactly as a halving walk over the stored order, so a
+// table that is not sorted loses the entries the walk cannot reach.
+VroFieldHandler findFieldHandler(uint32_t count, const char16_t* key, const VroFieldBinding* table) noexcept {
+    if (key == nullptr || key[0] == 0 || table == nullptr || count == 0) return nullptr;
+    uint32_t low = 0;
+    uint32_t high = count;
+    while (low < high) {
+        const uint32_t middle = (low + high) / 2;
+        const int order = compareFieldKey(key, table[middle].key);
+        if (order == 0) return table[middle].handler;
+        if (order > 0) low = middle + 1;
+        else high = middle;
+    }
+    return nullptr;
+}
+
+ResultCode readTrimmedLine(XpTextReader* reader, XpString16& line) noexcept {
+    if (reader == nullptr) return kErrInvalidArgument;
+    const ResultCode rc = reader->readLine(line, kImportLineLimit, u'\n');
+    if (rc != kResultOk) return rc;
+    uint32_t length = line.length();
+    const char16_t* text = line.data();
+    while (length > 0 && isImportWhiteSpace(text[length - 1])) --length;
+    line.setLength(length);
+    return kResultOk;
+}
