@@ -1,0 +1,7 @@
+# Publication record and list, metrics record and schema, metrics calculation.
+varo_component(vro_metrics
+  SOURCES metrics/publication.cpp metrics/metrics_record.cpp metrics/metrics_calc.cpp
+  DEPS vro_strings vro_results)
+varo_test(vro_metrics_tests
+  SOURCES tests/publication_test.cpp tests/metrics_calc_test.cpp
+  DEPS vro_metrics)

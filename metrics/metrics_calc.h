@@ -1,0 +1,34 @@
+// The metrics calculation: one publication list in, one metrics record out.
+//
+// Contract: computeMetrics zeroes the record, sets metricsVersion 20210310
+// and, for a non-empty list, fills every metric from the publications whose
+// Use is at least 1 (the others are invisible, but their inHCore bit is still
+// cleared). It rewrites each used publication's derived fields (sc100,
+// citesPerAuthor, citesPerYear100, age, inHCore), stores the reference year
+// (the UTC year of `now`) in the list and the record, and leaves the list
+// sorted by Rank with sortKey 6. Nothing can fail; a null record does nothing.
+// All arithmetic is 32-bit unsigned as the record's fields are, wrapping where
+// a sum overflows; fractions are rounded half up through mulDivRound.
+#pragma once
+
+#include <cstdint>
+
+#include "metrics/metrics_record.h"
+
+class VroPublicationList;
+
+struct MetricsCalcOptions {
+    uint32_t maxAuthors;  // cap on the authors counted per paper; 0 means 50
+};
+
+// (x * m + d / 2) / d computed in 64 bits: rounded half up; 0xFFFFFFFF when d
+// is 0 or the quotient does not fit in 32 bits.
+uint32_t mulDivRound(uint32_t x, uint32_t m, uint32_t d) noexcept;
+
+// A double rounded to the nearest integer, ties to even (the floating-point
+// unit's default mode), negatives raised to 0; a value beyond 32 bits keeps
+// the low 32 bits of its 64-bit form.
+uint32_t roundToUnsigned(double value) noexcept;
+
+void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
+                    int64_t now) noexcept;

@@ -1,0 +1,171 @@
+// The publication record and the list that owns every publication of a run.
+//
+// Contract:
+// - VroPublication holds one imported record: texts as UTF-16 framework
+//   strings, 32-bit numbers starting at zero, the parsed authors (at most 50)
+//   and the per-paper values the calculation derives. Import filters fill it
+//   field by field and set the matching fieldMask bits (VroFieldBit).
+// - Citation invariant (kept by the field handlers): setting the citation
+//   count stores it in CitesCount and, unless a non-zero estimate was already
+//   given (bit 17), in ECC; Cites always equals ECC afterwards.
+// - VroPublicationList owns its publications; clear() and destruction destroy
+//   them. add() returns a new zeroed publication or null when it cannot be
+//   allocated; a failure to grow the list is deliberately not reported (the
+//   publication is then returned but not listed, and never freed).
+// - sort() reorders with one of the comparators; ties are broken by each
+//   comparator itself, so the order does not depend on the sort's stability.
+#pragma once
+
+#include <cstdint>
+
+#include "foundation/result_codes.h"
+#include "foundation/strings.h"
+
+class VroPublicationList;
+
+// Field-presence bits of fieldMask.
+enum VroFieldBit : uint32_t {
+    kFieldArticleUrl = 1u << 0,
+    kFieldAuthors = 1u << 1,
+    kFieldCitesCount = 1u << 2,
+    kFieldCitesUrl = 1u << 3,
+    kFieldPublisher = 1u << 4,
+    kFieldRank = 1u << 5,
+    kFieldSource = 1u << 6,
+    kFieldTitle = 1u << 7,
+    kFieldYear = 1u << 8,
+    kFieldType = 1u << 9,
+    kFieldDoi = 1u << 10,
+    kFieldIssn = 1u << 11,
+    kFieldCitationUrl = 1u << 12,
+    kFieldVolume = 1u << 13,
+    kFieldIssue = 1u << 14,
+    kFieldStartPage = 1u << 15,
+    kFieldEndPage = 1u << 16,
+    kFieldEcc = 1u << 17,
+    kFieldLocalAuthors = 1u << 18,
+    kFieldLocalSource = 1u << 19,
+    kFieldLocalTitle = 1u << 20,
+    kFieldAbstract = 1u << 21,
+};
+
+// The name of every fieldMask bit, in bit order ("F22" to "F31" reserved).
+extern const char* const kFieldMaskBitNames[32];
+
+inline constexpr uint32_t kMaxAuthors = 50;
+// Years below this are no year at all.
+inline constexpr int32_t kFirstCountedYear = 1600;
+// status bit: the publication lies in the Hirsch core.
+inline constexpr uint32_t kStatusInHCore = 1u;
+
+// One parsed author: an owned name and a second text this program leaves null.
+struct VroAuthorEntry {
+    char16_t* name;
+    char16_t* extra;
+};
+
+class VroPublication {
+public:
+    VroPublication() = default;
+    ~VroPublication();
+    VroPublication(const VroPublication&) = delete;
+    VroPublication& operator=(const VroPublication&) = delete;
+
+    XpString16 spareText1;
+    XpString16 Type;
+    XpString16 Title;
+    XpString16 Authors;
+    XpString16 Source;
+    XpString16 ISSN;
+    XpString16 Publisher;
+    XpString16 DOI;
+    XpString16 ArticleURL;
+    XpString16 CitationURL;
+    XpString16 CitesURL;
+    XpString16 spareText12;
+    XpString16 spareText13;
+    XpString16 Abstract;
+    int32_t Rank = 0;
+    int32_t Year = 0;
+    int32_t Volume = 0;
+    int32_t Issue = 0;
+    int32_t StartPage = 0;
+    int32_t EndPage = 0;
+    uint32_t authorCount = 0;
+    uint32_t CitesCount = 0;
+    uint32_t ECC = 0;
+    uint32_t Cites = 0;
+    int32_t Use = 0;
+    uint32_t sc100 = 0;
+    uint32_t citesPerAuthor = 0;
+    uint32_t citesPerYear100 = 0;
+    int32_t age = 0;
+    VroPublication* firstChild = nullptr;   // owned chain of subordinate records
+    VroPublication* nextSibling = nullptr;
+    VroAuthorEntry* authorList = nullptr;   // owned, authorCount entries used
+    uint32_t authorCapacity = 0;
+    uint32_t status = 0;
+
+    // Copies exactly `length` units of name (0xFFFFFFFF: up to its zero) as a
+    // new author; null, and nothing added, for a null name, a length of 0, 50
+    // authors already, or when the list cannot grow.
+    const char16_t* addAuthor(const char16_t* name, uint32_t length) noexcept;
+    // Fills the author list from Authors (split at every comma); returns the count.
+    uint32_t splitAuthors() noexcept;
+    // Rebuilds Authors from the author list, names joined by ", "; returns the count.
+    uint32_t joinAuthors() noexcept;
+    // "12345678" and "1234 5678" become "1234-5678"; "1234-5678" stays; anything
+    // else stays as it is and gives 522.
+    ResultCode normaliseIssn() noexcept;
+    // Provisional age and citations per year against the list's reference
+    // year; false when Year is below 1600 or citesPerYear100 did not change.
+    bool deriveAge(const VroPublicationList& list) noexcept;
+
+private:
+    void clearAuthors() noexcept;
+};
+
+using VroPublicationComparator = int (*)(const VroPublication*, const VroPublication*);
+
+// Keyed orders 1..10 (index 0 is unused: "unsorted").
+inline constexpr uint32_t kSortKeyCount = 10;
+inline constexpr uint32_t kSortKeyRank = 6;
+extern const VroPublicationComparator kAscendingOrders[kSortKeyCount + 1];
+extern const VroPublicationComparator kDescendingOrders[kSortKeyCount + 1];
+
+// The five orders of the calculation.
+int compareCitesRising(const VroPublication* a, const VroPublication* b);   // ties: larger Rank first
+int compareScoreFalling(const VroPublication* a, const VroPublication* b);
+int compareCitesPerAuthorFalling(const VroPublication* a, const VroPublication* b);
+int compareCitesPerYearFalling(const VroPublication* a, const VroPublication* b);
+int compareRankRising(const VroPublication* a, const VroPublication* b);
+
+class VroPublicationList {
+public:
+    VroPublicationList() = default;
+    ~VroPublicationList() { clear(); }
+    VroPublicationList(const VroPublicationList&) = delete;
+    VroPublicationList& operator=(const VroPublicationList&) = delete;
+
+    VroPublication* add() noexcept;
+    void sort(VroPublicationComparator comparator) noexcept;
+    void clear() noexcept;
+
+    uint32_t count() const noexcept { return count_; }
+    uint32_t capacity() const noexcept { return capacity_; }
+    VroPublication* at(uint32_t index) const noexcept { return index < count_ ? items_[index] : nullptr; }
+
+    int32_t referenceYear = 0;
+    uint32_t sortKey = 0;
+
+private:
+    [[nodiscard]] ResultCode append(VroPublication* publication) noexcept;
+
+    VroPublication** items_ = nullptr;
+    uint32_t capacity_ = 0;
+    uint32_t count_ = 0;
+    uint32_t spare_[2] = {0, 0};
+};
+
+// Largest number of list slots.
+inline constexpr uint32_t kMaxPublications = 0x7FFFFFF;
