@@ -5,3 +5,7 @@ varo_component(vro_metrics
 varo_test(vro_metrics_tests
   SOURCES tests/publication_test.cpp tests/metrics_calc_test.cpp
   DEPS vro_metrics)
+
+# Time per publication at 10k, 100k and 1M papers; built, never run by CTest.
+add_executable(metrics_bench bench/metrics_bench.cpp)
+target_link_libraries(metrics_bench PRIVATE vro_metrics)
