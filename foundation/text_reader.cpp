@@ -1,0 +1,298 @@
+#include "foundation/text_reader.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <new>
+
+namespace {
+
+constexpr char16_t kReplacement = 0xFFFD;
+
+}  // namespace
+
+ResultCode XpTextReader::create(XpHolder<XpTextReader>* holder, XpByteStream* stream) noexcept {
+    if (holder == nullptr) return kErrInvalidArgument;
+    holder->reset();
+    auto* reader = new (std::nothrow) XpTextReader();
+    if (reader == nullptr) return kErrNoMemory;
+    reader->buffer_ = static_cast<uint8_t*>(std::calloc(kTextReaderBufferSize, 1));
+    reader->encoding_ = defaultEncoding();
+    if (reader->buffer_ == nullptr || reader->encoding_ == nullptr) {
+        reader->release();
+        return kErrNoMemory;
+    }
+    reader->noteEncoding();
+    if (stream != nullptr) {
+        stream->retain();
+        reader->stream_ = stream;
+    }
+    holder->adopt(reader);
+    return kResultOk;
+}
+
+XpTextReader::~XpTextReader() {
+    if (stream_) stream_->release();
+    releaseEncoding(encoding_);
+    std::free(buffer_);
+}
+
+ResultCode XpTextReader::reset() noexcept {
+    if (stream_) {
+        stream_->release();
+        stream_ = nullptr;
+    }
+    readPos_ = endPos_ = kTextReaderHeadroom;
+    spare_ = 0;
+    pending_ = 0;
+    flags_ &= 1u;
+    return kResultOk;
+}
+
+void XpTextReader::noteEncoding() noexcept {
+    if (encoding_->passThroughKind() == 0)
+        flags_ |= 1u;
+    else
+        flags_ &= ~1u;
+    // Decode the 128 ASCII bytes once: when each comes out as itself the fast
+    // line path may copy them without the encoding.
+    asciiTransparent_ = false;
+    if (encoding_->minBytesPerChar() != 1) return;
+    uint8_t bytes[128];
+    char16_t units[128];
+    for (uint32_t i = 0; i < 128; ++i) bytes[i] = uint8_t(i);
+    uint32_t size = 128;
+    uint32_t count = 128;
+    if (encoding_->decodeToUtf16(bytes, &size, units, &count) != kResultOk || size != 128 || count != 128) return;
+    for (uint32_t i = 0; i < 128; ++i)
+        if (units[i] != i) return;
+    asciiTransparent_ = true;
+}
+
+ResultCode XpTextReader::setEncoding(uint32_t codePage) noexcept {
+    if (encoding_ != nullptr && encoding_->codePage() == codePage) return kResultOk;
+    charenc* next = nullptr;
+    const ResultCode rc = getEncoding(codePage, &next);
+    if (rc != kResultOk) return rc;
+    if (!replaceEncoding(&encoding_, next)) releaseEncoding(next);
+    noteEncoding();
+    return kResultOk;
+}
+
+// Fill rules:
+// - at least `bytes` bytes are made available at the read position; when they
+//   would pass the end of the buffer the unread bytes move back to the
+//   headroom's end first;
+// - the stream is asked for the missing bytes at least and the free space at
+//   most; a short read reports what the stream reported.
+ResultCode XpTextReader::fill(uint32_t bytes) noexcept {
+    if (readPos_ > endPos_ || stream_ == nullptr || buffer_ == nullptr) return 258;  // "Invalid state"
+    if (bytes > kTextReaderMaxFill) return kErrDataLimit;
+    const uint32_t available = endPos_ - readPos_;
+    if (available >= bytes) return kResultOk;
+    if (readPos_ + bytes > kTextReaderBufferSize) {
+        std::memmove(buffer_ + kTextReaderHeadroom, buffer_ + readPos_, available);
+        readPos_ = kTextReaderHeadroom;
+        endPos_ = kTextReaderHeadroom + available;
+    }
+    size_t got = 0;
+    const ResultCode rc =
+        stream_->read(buffer_ + endPos_, bytes - available, kTextReaderBufferSize - endPos_, &got);
+    endPos_ += uint32_t(got);
+    return endPos_ - readPos_ >= bytes ? kResultOk : rc;
+}
+
+// Marks: EF BB BF (UTF-8), FF FE 00 00 (UTF-32LE) before FF FE (UTF-16LE),
+// FE FF (UTF-16BE), 00 00 FE FF (UTF-32BE). Without a mark the caller's code
+// page stands when bytes are there and none of the first four is zero.
+ResultCode XpTextReader::detectEncoding(uint32_t* codePage) noexcept {
+    if (codePage == nullptr) return kErrInvalidArgument;
+    if (buffer_ == nullptr) return 258;
+    ResultCode fillResult = kResultOk;
+    if (endPos_ - readPos_ < 4) fillResult = fill(4);
+    const uint32_t available = endPos_ - readPos_;
+    const uint8_t* b = buffer_ + readPos_;
+    auto consume = [&](uint32_t n, uint32_t page) {
+        readPos_ += n;
+        *codePage = page;
+        return kResultOk;
+    };
+    if (available >= 3 && b[0] == 0xEF && b[1] == 0xBB && b[2] == 0xBF) return consume(3, kCodePageUtf8);
+    if (available >= 2 && b[0] == 0xFF && b[1] == 0xFE) {
+        if (available >= 4 && b[2] == 0 && b[3] == 0) return consume(4, 12000);
+        return consume(2, 1200);
+    }
+    if (available >= 2 && b[0] == 0xFE && b[1] == 0xFF) return consume(2, 1201);
+    if (available >= 4 && b[0] == 0 && b[1] == 0 && b[2] == 0xFE && b[3] == 0xFF) return consume(4, 12001);
+    bool zero = false;
+    for (uint32_t i = 0; i < available && i < 4; ++i) zero = zero || b[i] == 0;
+    if (available > 0 && !zero) {
+        if (*codePage == 0xFFFFFFFEu) *codePage = 0;
+        return kResultOk;
+    }
+    if (*codePage == 0xFFFFFFFEu) *codePage = 0xFFFFFFFFu;
+    return fillResult;
+}
+
+ResultCode XpTextReader::checkEncoding(uint32_t defaultCodePage) noexcept {
+    uint32_t page = defaultCodePage;
+    const ResultCode rc = detectEncoding(&page);
+    if (rc != kResultOk) return rc;
+    return setEncoding(page);
+}
+
+// One character: a failure to decode leaves the read position where it is,
+// so the same failure shows again on the next read.
+ResultCode XpTextReader::readCharacter(char32_t* c) noexcept {
+    if (endPos_ <= readPos_) {
+        const ResultCode rc = fill(1);
+        if (rc != kResultOk) return rc;
+    }
+    uint32_t length = encoding_->sequenceLength(buffer_[readPos_]);
+    if (length == 0) length = 1;
+    if (length > 1) {
+        const ResultCode rc = fill(length);
+        if (rc != kResultOk) return rc;
+    }
+    uint32_t size = length;
+    uint32_t count = 1;
+    const ResultCode rc = encoding_->decodeToUtf32(buffer_ + readPos_, &size, c, &count);
+    if (rc != kResultOk) return rc;
+    if (count == 0) return kErrIncompleteInput;
+    readPos_ += length;
+    return kResultOk;
+}
+
+ResultCode XpTextReader::readUnit(char16_t* unit) noexcept {
+    if (unit == nullptr) return kErrInvalidArgument;
+    if (pending_ != 0) {
+        *unit = pending_;
+        pending_ = 0;
+        return kResultOk;
+    }
+    char32_t c = 0;
+    const ResultCode rc = readCharacter(&c);
+    if (rc != kResultOk) return rc;
+    if ((c >= 0xD800 && c <= 0xDFFF) || c > 0x10FFFF) {
+        *unit = kReplacement;
+        return kErrIllegalSequence;
+    }
+    if (c > 0xFFFF) {
+        *unit = char16_t((((c - 0x10000) >> 10) & 0x3FF) | 0xD800);
+        pending_ = char16_t((c & 0x3FF) | 0xDC00);
+        return kResultOk;
+    }
+    *unit = char16_t(c);
+    return kResultOk;
+}
+
+ResultCode XpTextReader::unreadUnit(char16_t unit) noexcept {
+    const uint32_t length = encoding_->encodedLengthFromUtf16(&unit, 1);
+    if (readPos_ < length) return kErrNoBufferSpace;
+    readPos_ -= length;
+    uint32_t count = 1;
+    uint32_t size = length;
+    return encoding_->encodeFromUtf16(&unit, &count, buffer_ + readPos_, &size);
+}
+
+ResultCode XpTextReader::readLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
+    line.clear();
+    if (maxUnits == 0) return kResultOk;
+    const ResultCode rc = terminator != 0 ? readUntilTerminator(line, maxUnits, terminator) : readBlock(line, maxUnits);
+    return line.length() > 0 ? kResultOk : rc;
+}
+
+bool XpTextReader::copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
+    uint32_t room = maxUnits - line.length();
+    const uint32_t available = endPos_ - readPos_;
+    if (room > available) room = available;
+    if (room == 0 || line.grow(room) != kResultOk) return false;
+    const uint8_t* in = buffer_ + readPos_;
+    char16_t* out = line.end();
+    uint32_t n = 0;
+    bool ended = false;
+    while (n < room && in[n] < 0x80) {
+        out[n] = in[n];
+        if (in[n++] == terminator) {
+            ended = true;
+            break;
+        }
+    }
+    readPos_ += n;
+    line.commitAppended(n);
+    return ended;
+}
+
+// Reading up to the terminator: each unit is appended; the terminator ends
+// the line and stays in it; maxUnits units end it without one. Buffered ASCII
+// runs of an ASCII-transparent encoding are copied in one pass with exactly
+// the same result as unit by unit.
+ResultCode XpTextReader::readUntilTerminator(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
+    while (line.length() < maxUnits) {
+        if (asciiTransparent_ && pending_ == 0 && endPos_ > readPos_ && buffer_[readPos_] < 0x80) {
+            if (copyAsciiRun(line, maxUnits, terminator)) return kResultOk;
+            continue;
+        }
+        char16_t unit = 0;
+        ResultCode rc = readUnit(&unit);
+        if (rc != kResultOk) return rc;
+        rc = line.appendUnit(unit);
+        if (rc != kResultOk) {
+            (void)unreadUnit(unit);
+            return rc;
+        }
+        if (unit == terminator) return kResultOk;
+    }
+    return kResultOk;
+}
+
+// Reading without a terminator: decode whole buffers into the line's
+// reserved end, at most 4,096 units at a time.
+ResultCode XpTextReader::readBlock(XpString16& line, uint32_t maxUnits) noexcept {
+    if (encoding_ == nullptr) return 258;
+    while (line.length() < maxUnits) {
+        ResultCode rc = kResultOk;
+        if (endPos_ <= readPos_) {
+            rc = fill(1);
+            if (rc != kResultOk) return rc;
+        }
+        uint32_t room = maxUnits - line.length();
+        if (room > 4096) room = 4096;
+        rc = line.grow(room);
+        if (rc != kResultOk) return rc;
+        uint32_t size = endPos_ - readPos_;
+        uint32_t count = room;
+        rc = encoding_->decodeToUtf16(buffer_ + readPos_, &size, line.end(), &count);
+        line.commitAppended(count);
+        readPos_ += size;
+        if (rc == kErrNoBufferSpace) return rc;
+        if (rc == kErrIllegalSequence) {
+            if (count == 0) return rc;
+            continue;
+        }
+        if (rc == kErrIncompleteInput) {
+            const ResultCode filled = fill(encoding_->sequenceLength(buffer_[readPos_]));
+            if (filled != kResultOk) return filled;
+            continue;
+        }
+        if (rc != kResultOk) return rc;
+        if (count == 0) return kErrIncompleteInput;
+    }
+    return kResultOk;
+}
+
+ResultCode openTextReader(const char* path, XpHolder<XpTextReader>* out) noexcept {
+    if (out == nullptr) return kErrInvalidArgument;
+    out->reset();
+    XpHolder<XpFileStream> stream;
+    ResultCode rc = XpFileStream::create(&stream);
+    if (rc != kResultOk) return rc;
+    rc = stream->open(path, kStreamModeReadInput);
+    if (rc != kResultOk) return rc;
+    XpHolder<XpTextReader> reader;
+    rc = XpTextReader::create(&reader, stream.get());
+    if (rc != kResultOk) return rc;
+    // A terminal types in the OEM code page.
+    if (stream->isConsole()) (void)reader->setEncoding(1);
+    *out = std::move(reader);
+    return kResultOk;
+}

@@ -1,0 +1,93 @@
+// Text reader: decoded UTF-16 text, unit by unit or line by line, from a
+// byte stream.
+//
+// Contract:
+// - A reader owns a 5,120-byte buffer whose first 1,024 bytes are headroom,
+//   so one character read but not stored can be put back (unreadUnit). It
+//   decodes through an encoding object, UTF-8 until checkEncoding or
+//   setEncoding installs another.
+// - checkEncoding(fallback) recognises a byte-order mark (UTF-8, UTF-16 and
+//   UTF-32 in both orders) and consumes it; text without a mark is read in
+//   the fallback code page. There is no guessing.
+// - readUnit delivers one UTF-16 unit; a character above U+FFFF comes as a
+//   surrogate pair over two calls. A surrogate or a value above U+10FFFF out
+//   of the decoder gives U+FFFD with 85.
+// - readLine(line, max, terminator) empties the line and fills it up to and
+//   including the terminator (a carriage return before it stays; callers
+//   trim), or until max units, which delivers a long line in pieces. Only
+//   the terminator ends a line: a bare carriage return does not.
+// - A partly read line is always delivered with 0; whatever ended it (the
+//   end of data, 768, or a character that cannot be decoded, which leaves the
+//   read position where it is) shows on the next call with an empty line.
+#pragma once
+
+#include <cstdint>
+
+#include "foundation/byte_streams.h"
+#include "foundation/encodings.h"
+#include "foundation/object.h"
+#include "foundation/result_codes.h"
+#include "foundation/strings.h"
+
+inline constexpr uint32_t kTextReaderBufferSize = 5120;
+inline constexpr uint32_t kTextReaderHeadroom = 1024;
+// The most bytes one fill may ask for.
+inline constexpr uint32_t kTextReaderMaxFill = 4096;
+
+class XpTextReader final : public XpObject {
+public:
+    // Creates a reader on stream (which may be null; the reader takes its own
+    // reference) into holder; 12 when it cannot be allocated, 22 without holder.
+    [[nodiscard]] static ResultCode create(XpHolder<XpTextReader>* holder, XpByteStream* stream = nullptr) noexcept;
+
+    uint32_t typeTag() const noexcept override { return xpTypeTag("txtr"); }
+
+    // Detaches from the stream; positions back to the headroom; keeps flag bit 0.
+    ResultCode reset() noexcept;
+
+    // Installs the encoding of a code page (nothing when it is installed already).
+    [[nodiscard]] ResultCode setEncoding(uint32_t codePage) noexcept;
+    // Looks for a byte-order mark at the read position and consumes it; on a
+    // mark *codePage becomes its code page, else it stays (0xFFFFFFFE becomes
+    // 0, or 0xFFFFFFFF when no bytes or a zero byte among the first four).
+    [[nodiscard]] ResultCode detectEncoding(uint32_t* codePage) noexcept;
+    // detectEncoding on defaultCodePage, then setEncoding with the result.
+    [[nodiscard]] ResultCode checkEncoding(uint32_t defaultCodePage) noexcept;
+
+    [[nodiscard]] ResultCode readUnit(char16_t* unit) noexcept;
+    [[nodiscard]] ResultCode unreadUnit(char16_t unit) noexcept;
+    [[nodiscard]] ResultCode readLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
+
+    const charenc* encoding() const noexcept { return encoding_; }
+    uint32_t flags() const noexcept { return flags_; }
+
+private:
+    XpTextReader() noexcept = default;
+    ~XpTextReader() override;
+
+    [[nodiscard]] ResultCode fill(uint32_t bytes) noexcept;
+    [[nodiscard]] ResultCode readCharacter(char32_t* c) noexcept;
+    void noteEncoding() noexcept;
+    // Copies buffered ASCII bytes straight into line, up to the terminator or
+    // room; true when the terminator was copied.
+    bool copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
+    [[nodiscard]] ResultCode readUntilTerminator(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
+    [[nodiscard]] ResultCode readBlock(XpString16& line, uint32_t maxUnits) noexcept;
+
+    XpByteStream* stream_ = nullptr;
+    charenc* encoding_ = nullptr;
+    uint8_t* buffer_ = nullptr;
+    uint32_t readPos_ = kTextReaderHeadroom;
+    uint32_t endPos_ = kTextReaderHeadroom;
+    uint32_t flags_ = 1;
+    uint64_t spare_ = 0;
+    char16_t pending_ = 0;
+    // Bytes 0x00-0x7F decode to the same code points one byte each, so runs
+    // of them can be copied without asking the encoding.
+    bool asciiTransparent_ = false;
+};
+
+// Opens path for reading (absent, empty or "-": standard input) and creates a
+// reader on it; a console gets the OEM code page. 22 without out, 12 when
+// nothing can be allocated, an open failure as it stands.
+[[nodiscard]] ResultCode openTextReader(const char* path, XpHolder<XpTextReader>* out) noexcept;
