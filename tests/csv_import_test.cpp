@@ -313,6 +313,35 @@ TEST(CsvImport, DialectRows) {
     }
 }
 
+TEST(CsvImport, ByteOrderMarksAndOverlongLines) {
+    {  // UTF-16LE with its mark: the header binds after the mark is consumed
+        const std::string utf8 = "Title,Cites\r\n\xC3\xA9t\xC3\xA9,4\r\n";
+        std::string bytes = "\xFF\xFE";
+        for (char16_t c : std::u16string(u"Title,Cites\r\n\u00E9t\u00E9,4\r\n")) {
+            bytes += char(c & 0xFF);
+            bytes += char(c >> 8);
+        }
+        for (const std::string& input : {bytes, "\xEF\xBB\xBF" + utf8}) {
+            VroImportVroCsv importer;
+            Imported out;
+            importBytes(importer, input, out);
+            ASSERT_EQ(out.list.count(), 1u);
+            EXPECT_EQ(text(out.at(0).Title), u"\u00E9t\u00E9");
+            EXPECT_EQ(out.at(0).Cites, 4u);
+        }
+    }
+    {  // a physical line past 65,536 characters arrives as pieces, each a record
+        VroImportVroCsv importer;
+        Imported out;
+        importBytes(importer, "Cites,Title\n7," + std::string(70000, 'x') + "\n", out);
+        ASSERT_EQ(out.list.count(), 2u);
+        EXPECT_EQ(out.at(0).Cites, 7u);
+        EXPECT_EQ(out.at(0).Title.length(), 65534u);
+        EXPECT_EQ(out.at(1).Cites, 0u);  // the rest of the x's went to the Cites column
+        EXPECT_EQ(out.at(1).Rank, 2);
+    }
+}
+
 // ---------------------------------------------------------------------------
 // Real exports
 
