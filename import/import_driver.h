@@ -32,9 +32,11 @@ class VroPublicationList;
 class XpString;
 class XpString16;
 
-// Creates the importer when firstLine carries one of its signatures, else
-// returns null (also when memory runs out). The caller deletes the importer.
-using VroImporterProbe = VroImporter* (*)(const XpString16& firstLine);
+// A probe creates its importer into *out when firstLine carries one of the
+// importer's signatures, and leaves *out null otherwise. It returns 0, or 12
+// when the line matched but the importer could not be made. The caller
+// deletes the importer.
+using VroImporterProbe = ResultCode (*)(const XpString16& firstLine, VroImporter** out);
 
 struct VroProbeEntry {
     const char* importerName;  // the class the probe creates, for diagnostics
@@ -49,8 +51,10 @@ extern const VroProbeEntry kImportProbes[8];
 // byte by ASCII lower-casing.
 bool lineStartsWithSignature(const XpString16& line, const char* signature) noexcept;
 
-// Walks the probe table; null when no probe accepts the line.
-VroImporter* findImporterFor(const XpString16& firstLine) noexcept;
+// Walks the probe table from its first entry and stops at the first probe that
+// creates an importer (0, *out set) or fails (12); 774 when none accepts the
+// line. *out is null unless the result is 0.
+[[nodiscard]] ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out) noexcept;
 
 [[nodiscard]] ResultCode importPublications(const char* inputName, VroPublicationList& list,
                                             uint32_t* formatCodeOut, XpString& filterNameOut,

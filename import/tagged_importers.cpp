@@ -1,0 +1,339 @@
+// Tagged importers: tag splitting, the four binding tables and the line walks.
+#include "import/tagged_importers.h"
+
+#include "import/field_handlers.h"
+#include "metrics/publication.h"
+
+namespace {
+
+// Four ASCII characters, the first in the lowest byte.
+constexpr uint32_t fourCharacterCode(const char (&s)[5]) {
+    return uint32_t(uint8_t(s[0])) | (uint32_t(uint8_t(s[1])) << 8) | (uint32_t(uint8_t(s[2])) << 16) |
+           (uint32_t(uint8_t(s[3])) << 24);
+}
+
+constexpr char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; }
+
+// Case-insensitive order of two ASCII keys, as the binary search sees them.
+constexpr int compareKeysNoCase(const char* a, const char* b) {
+    for (;; ++a, ++b) {
+        const int d = int(uint8_t(asciiLower(*a))) - int(uint8_t(asciiLower(*b)));
+        if (d != 0 || *a == '\0') return d;
+    }
+}
+
+template <size_t N>
+constexpr bool sortedNoCase(const VroFieldBinding (&table)[N]) {
+    for (size_t i = 1; i < N; ++i)
+        if (compareKeysNoCase(table[i - 1].key, table[i].key) >= 0) return false;
+    return true;
+}
+
+char16_t* skipTagWhiteSpace(char16_t* p) noexcept {
+    while (isTagWhiteSpace(*p)) ++p;
+    return p;
+}
+
+char16_t* endOf(char16_t* p) noexcept {
+    while (*p) ++p;
+    return p;
+}
+
+}  // namespace
+
+char16_t* splitTagAtColon(char16_t* line) noexcept {
+    for (char16_t* p = line; *p; ++p)
+        if (*p == u':') {
+            *p = 0;
+            return skipTagWhiteSpace(p + 1);
+        }
+    return endOf(line);
+}
+
+char16_t* splitTagAtWhiteSpace(char16_t* line) noexcept {
+    for (char16_t* p = line; *p; ++p)
+        if (isTagWhiteSpace(*p)) {
+            *p = 0;
+            return skipTagWhiteSpace(p + 1);
+        }
+    return endOf(line);
+}
+
+char16_t* splitTagAtDash(char16_t* line) noexcept {
+    for (char16_t* p = line; *p; ++p)
+        if (p[0] == u' ' && p[1] == u' ' && p[2] == u'-') {
+            *p = 0;
+            return skipTagWhiteSpace(p + 3);
+        }
+    return endOf(line);
+}
+
+bool tagIs(const char16_t* tag, const char* ascii) noexcept {
+    for (; *ascii; ++tag, ++ascii)
+        if (*tag != char16_t(uint8_t(*ascii))) return false;
+    return *tag == 0;
+}
+
+// ---------------------------------------------------------------------------
+// Tables. Each is searched by findFieldHandler's binary search, which needs
+// case-insensitive order; the start tags stand in the tables too, and are
+// reached only by a start tag spelled in another letter case.
+
+constexpr VroFieldBinding kEndNoteSafTags[14] = {
+    {"Abstract", setAbstract},   {"Author", addAuthorsText},       {"Book Title", setSource},
+    {"DOI", setDoi},             {"ISSN", setIssn},                {"Issue", setIssue},
+    {"Journal", setSource},      {"Pages", setPages},              {"Publisher", setPublisher},
+    {"Reference Type", setType}, {"Title", setTitle},              {"URL", setArticleUrl},
+    {"Volume", setVolume},       {"Year", setYear},
+};
+static_assert(sortedNoCase(kEndNoteSafTags));
+
+// Deliberately NOT sorted: "%@" stands first (below "%0" in code order) and
+// "%X" before "%V". The binary search therefore never finds "%@" (ISSN) or
+// "%V" (volume), and EndNote tagged exports yield neither. Imports of this
+// format have always behaved so; keep the order and the search as they are.
+constexpr VroFieldBinding kEndNoteTaggedTags[15] = {
+    {"%@", setIssn},   {"%0", setType},      {"%1", setCitesNote}, {"%A", addAuthorName}, {"%B", setSource},
+    {"%D", setYear},   {"%I", setPublisher}, {"%J", setSource},    {"%N", setIssue},      {"%P", setPages},
+    {"%R", setDoi},    {"%T", setTitle},     {"%U", setArticleUrl}, {"%X", setAbstract},  {"%V", setVolume},
+};
+static_assert(!sortedNoCase(kEndNoteTaggedTags));
+
+constexpr VroFieldBinding kIsiTaggedTags[16] = {
+    {"AB", setAbstract},  {"AU", addAuthorName}, {"BP", setStartPage}, {"DI", setDoi},
+    {"DT", setType},      {"EP", setEndPage},    {"IS", setIssue},     {"PT", setType},
+    {"PU", setPublisher}, {"PY", setYear},       {"SN", setIssn},      {"SO", setSource},
+    {"TC", setCites},     {"TI", setTitle},      {"UR", setArticleUrl}, {"VL", setVolume},
+};
+static_assert(sortedNoCase(kIsiTaggedTags));
+
+constexpr VroFieldBinding kRisTaggedTags[23] = {
+    {"A1", addAuthorName}, {"AB", setAbstract},    {"AU", addAuthorName}, {"DO", setDoi},
+    {"EP", setEndPage},    {"IS", setIssue},       {"JF", setSource},     {"JO", setSource},
+    {"M1", setCitesNote},  {"M3", setTypeText},    {"N1", setCitedByNote}, {"N2", setAbstract},
+    {"PB", setPublisher},  {"PY", setYear},        {"SN", setIssn},       {"SP", setStartPage},
+    {"T1", setTitle},      {"T2", setSource},      {"TI", setTitle},      {"TY", setType},
+    {"UR", setArticleUrl}, {"VL", setVolume},      {"Y1", setYear},
+};
+static_assert(sortedNoCase(kRisTaggedTags));
+
+namespace {
+
+template <size_t N>
+VroFieldHandler lookUp(const VroFieldBinding (&table)[N], const char16_t* tag) noexcept {
+    return findFieldHandler(uint32_t(N), tag, table);
+}
+
+// The record being filled and the bookkeeping every tagged walk shares.
+class TaggedRecords {
+public:
+    // authorsAsText: the format appends its authors to the Authors text (split
+    // into the list at close); otherwise it adds one name per line to the list
+    // (joined into the text at close).
+    TaggedRecords(VroPublicationList& list, uint32_t* fieldMaskOut, bool authorsAsText) noexcept
+        : list_(list), fieldMaskOut_(fieldMaskOut), authorsAsText_(authorsAsText) {}
+
+    VroPublication* current() const noexcept { return open_; }
+    uint32_t& mask() noexcept { return mask_; }
+
+    // At a start tag: the previous record's bits go out, the previous record
+    // closes, and a new one starts with the next rank and the start tag's
+    // value as its type. 12 when the list cannot take it.
+    [[nodiscard]] ResultCode open(char16_t* typeValue) noexcept {
+        collectMask();
+        close();
+        open_ = list_.add();
+        if (open_ == nullptr) return kErrNoMemory;
+        open_->Rank = int32_t(++records_);
+        open_->Use = 1;
+        mask_ = 0x20;
+        setType(*open_, typeValue, mask_);
+        return kResultOk;
+    }
+
+    // At an end tag, a start tag or the end: both author forms, then the age.
+    void close() noexcept {
+        if (open_ == nullptr) return;
+        if (authorsAsText_)
+            open_->splitAuthors();
+        else
+            open_->joinAuthors();
+        open_->deriveAge(list_);
+        open_ = nullptr;
+    }
+
+    // At the end of the input or an end-of-file tag.
+    void finish() noexcept {
+        collectMask();
+        close();
+    }
+
+    // Lets a looked-up handler fill the open record.
+    void handle(VroFieldHandler handler, char16_t* value) noexcept {
+        if (handler != nullptr && open_ != nullptr) handler(*open_, value, mask_);
+    }
+
+private:
+    void collectMask() noexcept {
+        if (fieldMaskOut_ != nullptr) *fieldMaskOut_ |= mask_;
+    }
+
+    VroPublicationList& list_;
+    uint32_t* fieldMaskOut_;
+    bool authorsAsText_;
+    VroPublication* open_ = nullptr;
+    uint32_t records_ = 0;
+    uint32_t mask_ = 0;
+};
+
+using TagSplitter = char16_t* (*)(char16_t* line) noexcept;
+
+// The EndNote walk, used by both EndNote layouts:
+// - every line from the first one on; an empty line is skipped;
+// - the start tag opens a record; any other tag inside a record goes to its
+//   handler; tags before the first start tag are ignored;
+// - there are no continuation lines: a wrapped value's next line is split
+//   like any other and lost unless its first word is a known tag.
+template <size_t N>
+ResultCode importEndNoteLines(XpTextReader* reader, XpString16& line, VroPublicationList& list,
+                              uint32_t* fieldMaskOut, TagSplitter split, const char* startTag,
+                              const VroFieldBinding (&table)[N], bool authorsAsText) noexcept {
+    if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
+    if (reader == nullptr || line.empty()) return kErrInvalidArgument;
+    TaggedRecords records(list, fieldMaskOut, authorsAsText);
+    ResultCode rc = kResultOk;
+    do {
+        if (line.empty()) continue;
+        char16_t* tag = line.data();
+        char16_t* value = split(tag);
+        if (tagIs(tag, startTag)) {
+            rc = records.open(value);
+            if (rc != kResultOk) break;
+        } else if (records.current() != nullptr) {
+            records.handle(lookUp(table, tag), value);
+        }
+    } while (readTrimmedLine(reader, line) == kResultOk);
+    records.finish();
+    return rc;
+}
+
+}  // namespace
+
+// ---------------------------------------------------------------------------
+
+uint32_t VroImportEndNoteSaf::formatCode() const noexcept { return fourCharacterCode("EndS"); }
+const char* VroImportEndNoteSaf::name() const noexcept { return "EndNote (Show All Fields)"; }
+
+ResultCode VroImportEndNoteSaf::importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
+                                           uint32_t* fieldMaskOut) noexcept {
+    return importEndNoteLines(reader, line, list, fieldMaskOut, splitTagAtColon, "Reference Type", kEndNoteSafTags,
+                              true);
+}
+
+uint32_t VroImportEndNoteTagged::formatCode() const noexcept { return fourCharacterCode("EndT"); }
+const char* VroImportEndNoteTagged::name() const noexcept { return "EndNote (tagged)"; }
+
+ResultCode VroImportEndNoteTagged::importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
+                                              uint32_t* fieldMaskOut) noexcept {
+    return importEndNoteLines(reader, line, list, fieldMaskOut, splitTagAtWhiteSpace, "%0", kEndNoteTaggedTags,
+                              false);
+}
+
+// ---------------------------------------------------------------------------
+
+VroImportIsiTagged::VroImportIsiTagged() noexcept {
+    // A name that cannot be stored reads as empty; the import still works.
+    (void)name_.assign("ISI/WoS (tagged)");
+}
+
+uint32_t VroImportIsiTagged::formatCode() const noexcept { return fourCharacterCode("IsiT"); }
+const char* VroImportIsiTagged::name() const noexcept { return name_.data(); }
+
+// - The first two lines must carry the tags "FN" and "VR"; the second line is
+//   taken as it is read, so an empty second line has an empty tag (774).
+// - Empty lines are skipped.
+// - A line starting with white space continues the last tag: its value (the
+//   line without that white space) goes to the last tag's handler, if the
+//   tag had one, unless it is empty. Each further AU line adds one author;
+//   further TI, SO or AB lines are appended with one blank.
+// - "PT" opens a record (the type handler becomes the last handler), "ER"
+//   closes it and forgets the last handler, "EF" ends the input: lines after
+//   it are never read.
+// - Any other tag outside a record is ignored; inside one its handler (or
+//   none, for an unknown tag) becomes the last handler and takes the value.
+ResultCode VroImportIsiTagged::importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
+                                          uint32_t* fieldMaskOut) noexcept {
+    if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
+    if (reader == nullptr || line.empty()) return kErrInvalidArgument;
+    (void)splitTagAtWhiteSpace(line.data());
+    if (!tagIs(line.data(), "FN")) return kErrInvalidFileType;
+    ResultCode rc = readTrimmedLine(reader, line);
+    if (rc != kResultOk) return rc;
+    (void)splitTagAtWhiteSpace(line.data());
+    if (!tagIs(line.data(), "VR")) return kErrInvalidFileType;
+
+    TaggedRecords records(list, fieldMaskOut, false);
+    VroFieldHandler lastHandler = nullptr;
+    while (readTrimmedLine(reader, line) == kResultOk) {
+        if (line.empty()) continue;
+        char16_t* tag = line.data();
+        if (isTagWhiteSpace(tag[0])) {
+            char16_t* value = skipTagWhiteSpace(tag);
+            if (*value != 0) records.handle(lastHandler, value);
+            continue;
+        }
+        char16_t* value = splitTagAtWhiteSpace(tag);
+        if (tagIs(tag, "PT")) {
+            rc = records.open(value);
+            if (rc != kResultOk) break;
+            lastHandler = setType;
+        } else if (tagIs(tag, "ER")) {
+            records.close();
+            lastHandler = nullptr;
+        } else if (tagIs(tag, "EF")) {
+            break;
+        } else if (records.current() != nullptr) {
+            lastHandler = lookUp(kIsiTaggedTags, tag);
+            records.handle(lastHandler, value);
+        }
+    }
+    records.finish();
+    return rc;
+}
+
+// ---------------------------------------------------------------------------
+
+uint32_t VroImportRisTagged::formatCode() const noexcept { return fourCharacterCode("RisT"); }
+const char* VroImportRisTagged::name() const noexcept { return "RIS/RefManager"; }
+
+// - Every line from the first one on; empty lines are skipped; no line
+//   continues another.
+// - "TY" opens a record, "ER" closes it, "EF" ends the input; any other tag
+//   inside a record goes to its handler.
+// - Tags compare whole: a line "\rTY  - JOUR" (a stray carriage return before
+//   the tag) has the tag "\rTY", which starts nothing, so that record's lines
+//   fall outside any record.
+ResultCode VroImportRisTagged::importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
+                                          uint32_t* fieldMaskOut) noexcept {
+    if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
+    if (reader == nullptr || line.empty()) return kErrInvalidArgument;
+    TaggedRecords records(list, fieldMaskOut, false);
+    ResultCode rc = kResultOk;
+    do {
+        if (line.empty()) continue;
+        char16_t* tag = line.data();
+        char16_t* value = splitTagAtDash(tag);
+        if (tagIs(tag, "TY")) {
+            rc = records.open(value);
+            if (rc != kResultOk) break;
+        } else if (tagIs(tag, "ER")) {
+            records.close();
+        } else if (tagIs(tag, "EF")) {
+            break;
+        } else if (records.current() != nullptr) {
+            records.handle(lookUp(kRisTaggedTags, tag), value);
+        }
+    } while (readTrimmedLine(reader, line) == kResultOk);
+    records.finish();
+    return rc;
+}
