@@ -4,6 +4,7 @@
 #include <cstdio>
 
 #include "app/command_line.h"
+#include "app/metrics_job.h"
 #include "foundation/framework.h"
 #include "foundation/logging.h"
 #include "foundation/text_writer.h"
@@ -43,11 +44,5 @@ int main(int argc, char** argv) {
         return 1;
     }
 
-    // PENDING (metrics job): runMetricsJob(options.inputPath,
-    // options.outputArgument), exit 1 on a non-zero code. Until the job is part
-    // of the build the program stops here and says so.
-    std::fprintf(stderr, "%s: cannot run: the metrics job is not part of this build (input %s, output %s)\n",
-                 program, options.inputPath ? options.inputPath : "<stdin>",
-                 options.outputArgument ? options.outputArgument : "<stdout>");
-    return 1;
+    return runMetricsJob(options.inputPath, options.outputArgument) == kResultOk ? 0 : 1;
 }

@@ -2,7 +2,7 @@
 varo_component(vro_app SOURCES app/command_line.cpp DEPS vro_text_writer vro_results)
 
 add_executable(varometrics app/main.cpp)
-target_link_libraries(varometrics PRIVATE vro_app vro_logging)
+target_link_libraries(varometrics PRIVATE vro_job vro_app vro_logging)
 
 varo_test(vro_app_tests SOURCES tests/command_line_test.cpp DEPS vro_app)
 
