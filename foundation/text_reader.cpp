@@ -201,11 +201,11 @@ ResultCode XpTextReader::readLine(XpString16& line, uint32_t maxUnits, char16_t 
     return line.length() > 0 ? kResultOk : rc;
 }
 
-bool XpTextReader::copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
+XpTextReader::AsciiRun XpTextReader::copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
     uint32_t room = maxUnits - line.length();
     const uint32_t available = endPos_ - readPos_;
     if (room > available) room = available;
-    if (room == 0 || line.grow(room) != kResultOk) return false;
+    if (room == 0 || line.grow(room) != kResultOk) return AsciiRun::kNoRoom;
     const uint8_t* in = buffer_ + readPos_;
     char16_t* out = line.end();
     uint32_t n = 0;
@@ -219,25 +219,39 @@ bool XpTextReader::copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t te
     }
     readPos_ += n;
     line.commitAppended(n);
-    return ended;
+    return ended ? AsciiRun::kEnded : AsciiRun::kCopied;
 }
 
 // Reading up to the terminator: each unit is appended; the terminator ends
 // the line and stays in it; maxUnits units end it without one. Buffered ASCII
 // runs of an ASCII-transparent encoding are copied in one pass with exactly
-// the same result as unit by unit.
+// the same result as unit by unit; when the line cannot grow for a run, the
+// unit path takes over and reports the failure.
+// A unit that cannot be appended goes back: an owed low surrogate stays owed,
+// and a high surrogate takes its whole character back with it, so nothing is
+// lost or decoded twice.
 ResultCode XpTextReader::readUntilTerminator(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
     while (line.length() < maxUnits) {
         if (asciiTransparent_ && pending_ == 0 && endPos_ > readPos_ && buffer_[readPos_] < 0x80) {
-            if (copyAsciiRun(line, maxUnits, terminator)) return kResultOk;
-            continue;
+            const AsciiRun run = copyAsciiRun(line, maxUnits, terminator);
+            if (run == AsciiRun::kEnded) return kResultOk;
+            if (run == AsciiRun::kCopied) continue;
         }
+        const bool owed = pending_ != 0;
         char16_t unit = 0;
         ResultCode rc = readUnit(&unit);
         if (rc != kResultOk) return rc;
         rc = line.appendUnit(unit);
         if (rc != kResultOk) {
-            (void)unreadUnit(unit);
+            if (owed) {
+                pending_ = unit;
+            } else if (pending_ != 0) {
+                const char16_t pair[2] = {unit, pending_};
+                readPos_ -= encoding_->encodedLengthFromUtf16(pair, 2);
+                pending_ = 0;
+            } else {
+                (void)unreadUnit(unit);
+            }
             return rc;
         }
         if (unit == terminator) return kResultOk;
@@ -270,12 +284,21 @@ ResultCode XpTextReader::readBlock(XpString16& line, uint32_t maxUnits) noexcept
             continue;
         }
         if (rc == kErrIncompleteInput) {
-            const ResultCode filled = fill(encoding_->sequenceLength(buffer_[readPos_]));
+            // The rest of a sequence is missing. Should the decoder still
+            // lack bytes although the sequence's length is buffered, one byte
+            // more is asked for, so that every round reads more or stops.
+            const uint32_t available = endPos_ - readPos_;
+            uint32_t need = available > 0 ? encoding_->sequenceLength(buffer_[readPos_]) : 1;
+            if (need <= available) need = available + 1;
+            const ResultCode filled = fill(need);
             if (filled != kResultOk) return filled;
             continue;
         }
         if (rc != kResultOk) return rc;
-        if (count == 0) return kErrIncompleteInput;
+        // Nothing produced: fewer bytes than one unit are buffered (a stream
+        // may hand over an odd number of UTF-16 bytes). One byte more is
+        // asked for; when none comes the input ends incomplete.
+        if (count == 0 && fill(endPos_ - readPos_ + 1) != kResultOk) return kErrIncompleteInput;
     }
     return kResultOk;
 }

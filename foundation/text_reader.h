@@ -68,9 +68,11 @@ private:
     [[nodiscard]] ResultCode fill(uint32_t bytes) noexcept;
     [[nodiscard]] ResultCode readCharacter(char32_t* c) noexcept;
     void noteEncoding() noexcept;
+    enum class AsciiRun { kCopied, kEnded, kNoRoom };
     // Copies buffered ASCII bytes straight into line, up to the terminator or
-    // room; true when the terminator was copied.
-    bool copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
+    // room: kEnded when the terminator was copied, kNoRoom when the line
+    // could not grow (nothing copied).
+    AsciiRun copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
     [[nodiscard]] ResultCode readUntilTerminator(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
     [[nodiscard]] ResultCode readBlock(XpString16& line, uint32_t maxUnits) noexcept;
 

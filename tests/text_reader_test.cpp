@@ -4,6 +4,10 @@
 
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <stdlib.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstring>
 #include <random>
@@ -161,6 +165,79 @@ TEST(TextReaderLines, Utf16LoneSurrogates) {
     EXPECT_EQ(low->checkEncoding(1252), 0);
     EXPECT_EQ(low->readLine(line, 100, u'\n'), 0);
     EXPECT_EQ(low->readLine(line, 100, u'\n'), kErrIllegalSequence);
+}
+
+std::string utf16le(const std::u16string& text) {
+    std::string bytes = "\xFF\xFE";
+    for (char16_t c : text) {
+        bytes += char(c & 0xFF);
+        bytes += char(c >> 8);
+    }
+    return bytes;
+}
+
+TEST(TextReaderLines, Utf16SurrogatePairs) {
+    // Unit by unit the decoder sees a high surrogate alone, so a line read to
+    // its terminator ends the input at the pair.
+    auto reader = readerOn(utf16le(u"ab\U0001F600c\n"));
+    EXPECT_EQ(reader->checkEncoding(1252), 0);
+    EXPECT_EQ(allLines(reader.get()), (std::vector<Line>{{0, u"ab"}, {kErrIncompleteInput, u""}}));
+
+    // Read without a terminator the same bytes come whole, also when a pair
+    // straddles the end of what the stream has handed over so far.
+    const std::u16string text = u"\U0001F600x\U0001F600\U0001F600yz\U0001F600";
+    for (size_t chunk = 1; chunk <= 9; ++chunk) {
+        auto block = readerOn(utf16le(text), chunk);
+        EXPECT_EQ(block->checkEncoding(1252), 0);
+        XpString16 line;
+        EXPECT_EQ(block->readLine(line, 100, 0), 0) << chunk;
+        EXPECT_EQ(std::u16string(line.data(), line.length()), text) << chunk;
+        EXPECT_EQ(block->readLine(line, 100, 0), kErrEndOfFile);
+    }
+    // Half a unit at the very end: the input ends incomplete.
+    auto cut = readerOn(utf16le(u"ab") + "c", 1);
+    EXPECT_EQ(cut->checkEncoding(1252), 0);
+    XpString16 line;
+    EXPECT_EQ(cut->readLine(line, 100, 0), 0);
+    EXPECT_EQ(std::u16string(line.data(), line.length()), u"ab");
+    EXPECT_EQ(cut->readLine(line, 100, 0), kErrIncompleteInput);
+}
+
+TEST(TextReaderLines, WithoutTerminatorInPiecesOfMaxUnits) {
+    auto reader = readerOn("\xEF\xBB\xBF" + std::string(10000, 'a') + "\xC3\xA9\n", 3000);
+    EXPECT_EQ(reader->checkEncoding(1252), 0);
+    XpString16 line;
+    std::vector<uint32_t> lengths;
+    std::u16string all;
+    while (reader->readLine(line, 6000, 0) == 0) {
+        lengths.push_back(line.length());
+        all.append(line.data(), line.length());
+    }
+    EXPECT_EQ(lengths, (std::vector<uint32_t>{6000, 4002}));
+    EXPECT_EQ(all, std::u16string(10000, u'a') + u"\u00E9\n");
+}
+
+TEST(TextReaderOpen, ConsoleGetsTheOemCodePageAndResetDetaches) {
+    XpHolder<XpTextReader> reader;
+    EXPECT_EQ(openTextReader("/tmp/no/such/dir/file.csv", &reader), resultFromErrno(ENOENT));
+    EXPECT_EQ(reader.get(), nullptr);
+    EXPECT_EQ(openTextReader("x", nullptr), kErrInvalidArgument);
+
+    const int master = posix_openpt(O_RDWR | O_NOCTTY);
+    ASSERT_GE(master, 0);
+    ASSERT_EQ(grantpt(master), 0);
+    ASSERT_EQ(unlockpt(master), 0);
+    ASSERT_EQ(openTextReader(ptsname(master), &reader), 0);
+    EXPECT_EQ(reader->encoding()->codePage(), 850u);
+    EXPECT_EQ(reader->flags() & 1u, 0u);
+    EXPECT_EQ(reader->reset(), 0);
+    char16_t unit = 0;
+    EXPECT_EQ(reader->readUnit(&unit), 258);  // no stream any more
+    close(master);
+
+    auto plain = readerOn("abc");
+    EXPECT_EQ(plain->encoding()->codePage(), 65001u);
+    EXPECT_EQ(plain->flags(), 1u);
 }
 
 TEST(TextReaderUnits, UnreadPutsTheUnitBack) {
