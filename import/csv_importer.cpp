@@ -73,13 +73,15 @@ ResultCode VroImportCsv::importData(XpTextReader* reader, XpString16& line, VroP
         handlers[i] = handler != nullptr ? handler : ignoreField;
     }
 
-    int32_t records = 0;
+    // Counted unsigned so that an absurdly long input wraps instead of
+    // overflowing; the rank is the count as the signed field holds it.
+    uint32_t records = 0;
     while (readTrimmedLine(reader, line) == kResultOk) {
         const uint32_t count = splitCsvLine(line.data(), separator_, fields, kMaxCsvFields);
         if (count == 0) continue;
         VroPublication* pub = list.add();
         if (pub == nullptr) return kErrNoMemory;
-        pub->Rank = ++records;
+        pub->Rank = int32_t(++records);
         pub->Use = 1;
         uint32_t mask = kInitialRowMask;
         for (uint32_t i = 0; i < count; ++i) {
