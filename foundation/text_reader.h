@@ -40,10 +40,10 @@ public:
     // reference) into holder; 12 when it cannot be allocated, 22 without holder.
     [[nodiscard]] static ResultCode create(XpHolder<XpTextReader>* holder, XpByteStream* stream = nullptr) noexcept;
 
+    // Detaches from the stream for reuse; positions back to the headroom;
+    // keeps flag bit 0.
+    virtual ResultCode reset() noexcept;
     uint32_t typeTag() const noexcept override { return xpTypeTag("txtr"); }
-
-    // Detaches from the stream; positions back to the headroom; keeps flag bit 0.
-    ResultCode reset() noexcept;
 
     // Installs the encoding of a code page (nothing when it is installed already).
     [[nodiscard]] ResultCode setEncoding(uint32_t codePage) noexcept;
