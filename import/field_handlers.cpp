@@ -101,6 +101,25 @@ struct BoundedText {
     }
 };
 
+// Working room of the author handlers: on the stack for the usual short
+// values, from the heap beyond that; data() is null when the heap has none.
+class ScratchText {
+public:
+    explicit ScratchText(uint32_t units) noexcept
+        : data_(units <= kLocalUnits ? local_ : new (std::nothrow) char16_t[units]) {}
+    ~ScratchText() {
+        if (data_ != local_) delete[] data_;
+    }
+    ScratchText(const ScratchText&) = delete;
+    ScratchText& operator=(const ScratchText&) = delete;
+    char16_t* data() noexcept { return data_; }
+
+private:
+    static constexpr uint32_t kLocalUnits = 512;
+    char16_t local_[kLocalUnits];
+    char16_t* data_;
+};
+
 // Splits text in place at every occurrence of separator into at most
 // kMaxAuthorPieces pieces; the last piece keeps the rest of the text.
 uint32_t splitPieces(char16_t* text, char16_t separator, char16_t** pieces) noexcept {
@@ -328,11 +347,10 @@ bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
     uint32_t length = 0;
     const char16_t* text = trimValue(value, &length);
     if (length == 0) return false;
-    char16_t* name = new (std::nothrow) char16_t[length + 2];
-    if (name == nullptr) return false;
-    const uint32_t n = reverseName(text, length, u',', name, length + 2);
-    pub.addAuthor(name, n);
-    delete[] name;
+    ScratchText name(length + 2);
+    if (name.data() == nullptr) return false;
+    const uint32_t n = reverseName(text, length, u',', name.data(), length + 2);
+    pub.addAuthor(name.data(), n);
     mask |= kBitAuthors;
     return true;
 }
@@ -351,16 +369,15 @@ bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
         --count;
     }
     const uint32_t capacity = length + 1 + 2 * count;
-    char16_t* buffer = new (std::nothrow) char16_t[capacity];
-    if (buffer == nullptr) return false;
-    BoundedText joined{buffer, capacity};
-    buffer[0] = 0;
+    ScratchText buffer(capacity);
+    if (buffer.data() == nullptr) return false;
+    BoundedText joined{buffer.data(), capacity};
+    buffer.data()[0] = 0;
     for (uint32_t i = 0; i < count; ++i) {
         if (i > 0) joined.put(u", ", 2);
         joined.putReversed(trimValue(pieces[i]), u',');
     }
     appendAuthors(pub, joined, mask);
-    delete[] buffer;
     return true;
 }
 
@@ -373,10 +390,10 @@ bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     const uint32_t count = splitPieces(value, u',', pieces);
     for (uint32_t i = 0; i < count; ++i) pieces[i] = trimValue(pieces[i]);
     const uint32_t capacity = length + 1 + 2 * count;
-    char16_t* buffer = new (std::nothrow) char16_t[capacity];
-    if (buffer == nullptr) return false;
-    BoundedText joined{buffer, capacity};
-    buffer[0] = 0;
+    ScratchText buffer(capacity);
+    if (buffer.data() == nullptr) return false;
+    BoundedText joined{buffer.data(), capacity};
+    buffer.data()[0] = 0;
     for (uint32_t i = 0; i < count;) {
         if (i > 0) joined.put(u", ", 2);
         const bool last = i + 1 == count;
@@ -394,6 +411,5 @@ bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
         }
     }
     appendAuthors(pub, joined, mask);
-    delete[] buffer;
     return true;
 }
