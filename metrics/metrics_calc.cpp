@@ -27,6 +27,15 @@ namespace {
 
 bool isUsed(const VroPublication* p) { return p != nullptr && p->Use >= 1; }
 
+// The calculation's five orders: by citations rising (ties: larger Rank
+// first, so the walk from the end meets the smaller rank first), by score,
+// citations per author and citations per year falling, and by Rank.
+uint32_t citesOf(const VroPublication& p) { return p.Cites; }
+uint32_t scoreOf(const VroPublication& p) { return p.sc100; }
+uint32_t citesPerAuthorOf(const VroPublication& p) { return p.citesPerAuthor; }
+uint32_t citesPerYearOf(const VroPublication& p) { return p.citesPerYear100; }
+uint32_t rankOf(const VroPublication& p) { return uint32_t(p.Rank); }
+
 int32_t utcYear(int64_t now) {
     const std::time_t t = std::time_t(now);
     std::tm parts{};
@@ -133,7 +142,7 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
     list.referenceYear = year;
     m.referenceYear = year;
 
-    list.sort(compareCitesRising);
+    list.sortByKey(citesOf, VroSortDirection::rising, VroRankTies::largerFirst);
 
     // Main walk: most cited first; among equal counts the smaller Rank first.
     uint32_t n = 0;
@@ -213,11 +222,11 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
     citationMedianAndMode(list, n, m);
     authorStatistics(m);
 
-    list.sort(compareScoreFalling);
+    list.sortByKey(scoreOf, VroSortDirection::falling, VroRankTies::none);
     m.hcIndex = rankIndex(list, [](const VroPublication& p, uint32_t k) { return p.sc100 >= 100 * k; });
-    list.sort(compareCitesPerAuthorFalling);
+    list.sortByKey(citesPerAuthorOf, VroSortDirection::falling, VroRankTies::none);
     m.hINormalized = rankIndex(list, [](const VroPublication& p, uint32_t k) { return p.citesPerAuthor >= k; });
-    list.sort(compareCitesPerYearFalling);
+    list.sortByKey(citesPerYearOf, VroSortDirection::falling, VroRankTies::none);
     m.hAIndex =
         rankIndex(list, [](const VroPublication& p, uint32_t k) { return p.citesPerYear100 >= 100 * k - 50; });
 
@@ -245,6 +254,6 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
         m.citesPerAuthorYear100 = m.citesPerAuthor100 / years;
         m.hIAnnual100 = mulDivRound(m.hINormalized, 100, years);
     }
-    list.sort(compareRankRising);
+    list.sortByKey(rankOf, VroSortDirection::rising, VroRankTies::none);
     list.sortKey = kSortKeyRank;
 }

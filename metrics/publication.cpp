@@ -209,19 +209,6 @@ const VroPublicationComparator kDescendingOrders[kSortKeyCount + 1] = {
     falling<byYear>,
 };
 
-int compareCitesRising(const VroPublication* a, const VroPublication* b) {
-    const int d = diff(a->Cites, b->Cites);
-    return d != 0 ? d : diff(b->Rank, a->Rank);
-}
-int compareScoreFalling(const VroPublication* a, const VroPublication* b) { return diff(b->sc100, a->sc100); }
-int compareCitesPerAuthorFalling(const VroPublication* a, const VroPublication* b) {
-    return diff(b->citesPerAuthor, a->citesPerAuthor);
-}
-int compareCitesPerYearFalling(const VroPublication* a, const VroPublication* b) {
-    return diff(b->citesPerYear100, a->citesPerYear100);
-}
-int compareRankRising(const VroPublication* a, const VroPublication* b) { return diff(a->Rank, b->Rank); }
-
 // ---------------------------------------------------------------------------
 // List
 
@@ -261,6 +248,50 @@ void VroPublicationList::sort(VroPublicationComparator comparator) noexcept {
     tSortComparator = comparator;
     std::qsort(items_, count_, sizeof(VroPublication*), qsortThunk);
     tSortComparator = nullptr;
+}
+
+namespace {
+
+struct SortEntry {
+    uint32_t key;
+    int32_t rank;
+    VroPublication* publication;
+};
+
+thread_local VroSortDirection tDirection = VroSortDirection::rising;
+thread_local VroRankTies tTies = VroRankTies::none;
+thread_local VroPublicationKey tKey = nullptr;
+
+int compareKeyed(uint32_t keyA, int32_t rankA, uint32_t keyB, int32_t rankB) {
+    const int d = tDirection == VroSortDirection::rising ? diff(keyA, keyB) : diff(keyB, keyA);
+    if (d != 0 || tTies == VroRankTies::none) return d;
+    return tTies == VroRankTies::smallerFirst ? diff(rankA, rankB) : diff(rankB, rankA);
+}
+int entryThunk(const void* a, const void* b) {
+    const auto* x = static_cast<const SortEntry*>(a);
+    const auto* y = static_cast<const SortEntry*>(b);
+    return compareKeyed(x->key, x->rank, y->key, y->rank);
+}
+int recordThunk(const VroPublication* a, const VroPublication* b) {
+    return compareKeyed(tKey(*a), a->Rank, tKey(*b), b->Rank);
+}
+
+}  // namespace
+
+void VroPublicationList::sortByKey(VroPublicationKey key, VroSortDirection direction, VroRankTies ties) noexcept {
+    if (key == nullptr || count_ < 2) return;
+    tDirection = direction;
+    tTies = ties;
+    auto* entries = static_cast<SortEntry*>(std::malloc(size_t(count_) * sizeof(SortEntry)));
+    if (entries == nullptr) {
+        tKey = key;
+        sort(recordThunk);
+        return;
+    }
+    for (uint32_t i = 0; i < count_; ++i) entries[i] = {key(*items_[i]), items_[i]->Rank, items_[i]};
+    std::qsort(entries, count_, sizeof(SortEntry), entryThunk);
+    for (uint32_t i = 0; i < count_; ++i) items_[i] = entries[i].publication;
+    std::free(entries);
 }
 
 void VroPublicationList::clear() noexcept {

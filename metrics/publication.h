@@ -133,12 +133,11 @@ inline constexpr uint32_t kSortKeyRank = 6;
 extern const VroPublicationComparator kAscendingOrders[kSortKeyCount + 1];
 extern const VroPublicationComparator kDescendingOrders[kSortKeyCount + 1];
 
-// The five orders of the calculation.
-int compareCitesRising(const VroPublication* a, const VroPublication* b);   // ties: larger Rank first
-int compareScoreFalling(const VroPublication* a, const VroPublication* b);
-int compareCitesPerAuthorFalling(const VroPublication* a, const VroPublication* b);
-int compareCitesPerYearFalling(const VroPublication* a, const VroPublication* b);
-int compareRankRising(const VroPublication* a, const VroPublication* b);
+// The orders of the calculation compare one 32-bit field, as a 32-bit
+// difference read as signed; some break ties by Rank.
+using VroPublicationKey = uint32_t (*)(const VroPublication&);
+enum class VroSortDirection { rising, falling };
+enum class VroRankTies { none, smallerFirst, largerFirst };
 
 class VroPublicationList {
 public:
@@ -149,6 +148,11 @@ public:
 
     VroPublication* add() noexcept;
     void sort(VroPublicationComparator comparator) noexcept;
+    // The same as sort() with the comparator "key, then Rank as ties says",
+    // but the keys are read once into a compact array first, so that large
+    // lists are not sorted by chasing record pointers. An array that cannot
+    // be allocated falls back to sorting the records themselves.
+    void sortByKey(VroPublicationKey key, VroSortDirection direction, VroRankTies ties) noexcept;
     void clear() noexcept;
 
     uint32_t count() const noexcept { return count_; }

@@ -167,8 +167,12 @@ TEST(PublicationOrders, TiesGoToTheSmallerRankAndDifferencesAreSigned) {
     list.sort(kDescendingOrders[kSortKeyRank]);
     EXPECT_EQ(ranks(), (std::vector<int32_t>{4, 3, 2, 1}));
     // The calculation's rising order puts the larger rank first among ties.
-    list.sort(compareCitesRising);
+    list.sortByKey([](const VroPublication& p) { return p.Cites; }, VroSortDirection::rising,
+                   VroRankTies::largerFirst);
     EXPECT_EQ(ranks(), (std::vector<int32_t>{4, 3, 1, 2}));
+    list.sortByKey([](const VroPublication& p) { return p.Cites; }, VroSortDirection::falling,
+                   VroRankTies::smallerFirst);
+    EXPECT_EQ(ranks(), (std::vector<int32_t>{2, 1, 3, 4}));
 }
 
 TEST(FieldMaskNames, NameEveryBitInOrder) {
