@@ -6,7 +6,3 @@ target_link_libraries(varometrics PRIVATE vro_job vro_app vro_logging)
 
 varo_test(vro_app_tests SOURCES tests/command_line_test.cpp DEPS vro_app)
 
-# Runs the built program as a user would.
-varo_test(varometrics_cli_tests SOURCES tests/varometrics_cli_test.cpp)
-target_compile_definitions(varometrics_cli_tests PRIVATE VARO_EXE="$<TARGET_FILE:varometrics>")
-add_dependencies(varometrics_cli_tests varometrics)

@@ -1,0 +1,146 @@
+#include "tests/support/support.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+extern char** environ;
+
+namespace vt {
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+void spill(const std::string& path, const std::string& bytes) {
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+bool exists(const std::string& path) {
+    struct stat st;
+    return stat(path.c_str(), &st) == 0;
+}
+
+std::vector<std::string> linesOf(const std::string& text) {
+    std::vector<std::string> lines;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) lines.push_back(line);
+    return lines;
+}
+
+std::string dataPath(const std::string& relative) { return std::string(VARO_SOURCE_DIR) + "/tests/data/" + relative; }
+
+TempDir::TempDir() {
+    char pattern[] = "/tmp/vro_test_XXXXXX";
+    if (mkdtemp(pattern) == nullptr) std::abort();
+    path = pattern;
+}
+
+TempDir::~TempDir() {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+}
+
+Run runProgram(const std::string& exe, const std::vector<std::string>& args, const std::string& dir,
+               const std::string& stdinPath, const std::string& stdoutPath, bool append) {
+    Run run;
+    const std::string errPath = dir + "/.stderr";
+    int pipeFds[2] = {-1, -1};
+    if (stdoutPath.empty() && pipe(pipeFds) != 0) return run;
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addchdir_np(&actions, dir.c_str());
+    posix_spawn_file_actions_addopen(&actions, 0, stdinPath.c_str(), O_RDONLY, 0);
+    if (stdoutPath.empty()) {
+        posix_spawn_file_actions_adddup2(&actions, pipeFds[1], 1);
+        posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
+        posix_spawn_file_actions_addclose(&actions, pipeFds[1]);
+    } else {
+        posix_spawn_file_actions_addopen(&actions, 1, stdoutPath.c_str(),
+                                         O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC), 0644);
+    }
+    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+
+    std::vector<std::string> copies(args);
+    std::vector<char*> argv{const_cast<char*>(exe.c_str())};
+    for (std::string& a : copies) argv.push_back(a.data());
+    argv.push_back(nullptr);
+    std::string tmpdir = "TMPDIR=" + dir;
+    std::vector<char*> env{tmpdir.data()};
+    for (char** e = environ; *e; ++e)
+        if (std::strncmp(*e, "TMPDIR=", 7) != 0) env.push_back(*e);
+    env.push_back(nullptr);
+
+    pid_t pid = -1;
+    const int spawned = posix_spawn(&pid, exe.c_str(), &actions, nullptr, argv.data(), env.data());
+    posix_spawn_file_actions_destroy(&actions);
+    if (stdoutPath.empty()) {
+        close(pipeFds[1]);
+        char buffer[4096];
+        for (ssize_t n; (n = read(pipeFds[0], buffer, sizeof buffer)) > 0;) run.out.append(buffer, size_t(n));
+        close(pipeFds[0]);
+    }
+    int status = 0;
+    if (spawned != 0 || waitpid(pid, &status, 0) != pid) return run;
+    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    run.err = slurp(errPath);
+    return run;
+}
+
+std::u16string wide(const std::string& latin1) {
+    std::u16string out;
+    for (char c : latin1) out += char16_t(uint8_t(c));
+    return out;
+}
+
+std::string narrow(const std::u16string& text) {
+    std::string out;
+    for (char16_t c : text) out += c < 0x80 ? char(c) : '?';
+    return out;
+}
+
+ResultCode MemoryStream::position(int64_t* out) noexcept {
+    *out = positionFails ? 0 : int64_t(at + content.size());
+    return positionFails ? kErrInvalidArgument : 0;
+}
+
+ResultCode MemoryStream::read(void* destination, size_t minimum, size_t maximum, size_t* bytesRead) noexcept {
+    size_t got = 0;
+    ResultCode rc = 0;
+    while (got < maximum) {
+        const size_t n = std::min({chunk, maximum - got, input.size() - at});
+        if (n == 0) {
+            rc = kErrEndOfFile;
+            break;
+        }
+        std::memcpy(static_cast<char*>(destination) + got, input.data() + at, n);
+        at += n;
+        got += n;
+        if (got >= minimum) break;
+    }
+    if (bytesRead) *bytesRead = got;
+    return got >= minimum ? 0 : rc;
+}
+
+ResultCode MemoryStream::write(const void* buffer, size_t length, size_t* written) noexcept {
+    writeSizes.push_back(length);
+    const size_t n = std::min(length, acceptBeforeFailure);
+    content.append(static_cast<const char*>(buffer), n);
+    if (acceptBeforeFailure != SIZE_MAX) acceptBeforeFailure -= n;
+    if (written) *written = n;
+    return n == length ? 0 : kErrNoSpace;
+}
+
+}  // namespace vt
