@@ -14,11 +14,13 @@ struct Parsed {
     CommandLineOutcome outcome{};
     CommandLineOptions options;
     std::string out, err;
+    std::vector<std::string> args;  // the options point into these
 };
 
 void parse(Parsed& run, std::vector<std::string> args, const LongOption* table = kLongOptions) {
+    run.args = std::move(args);
     std::vector<char*> argv{const_cast<char*>("vm")};
-    for (std::string& a : args) argv.push_back(a.data());
+    for (std::string& a : run.args) argv.push_back(a.data());
     argv.push_back(nullptr);
     char *outText = nullptr, *errText = nullptr;
     size_t outSize = 0, errSize = 0;
