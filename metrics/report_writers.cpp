@@ -1,6 +1,10 @@
 // Metrics report writers: the plain report and the CSV line.
 #include "metrics/report_writers.h"
 
+#include <sys/file.h>
+
+#include <cerrno>
+
 #include "foundation/logging.h"
 #include "foundation/printf_engine.h"
 #include "foundation/string_sinks.h"
@@ -55,6 +59,24 @@ ResultCode csvBody(const VroMetrics& m, XpTextWriter* w, const char16_t* label, 
     return formatCsvReport(m, w, label, withHeader);
 }
 
+// Runs appending to one file take turns: each holds an exclusive lock on the
+// file from the byte-order-mark decision until its report is closed (closing
+// the stream's descriptor releases it), and decides at the file's end as it
+// is once the lock is held. So a new file gets one mark in all and reports
+// follow one another whole. Only a file opened by path is locked; without a
+// lock the report is written all the same.
+void takeTurnToAppend(XpTextWriter* writer) {
+    XpByteStream* stream = writer->stream();
+    if (!stream || stream->typeTag() != xpTypeTag("fils")) return;
+    auto* file = static_cast<XpFileStream*>(stream);
+    if (!(file->stateFlags() & kStreamFlagOwned)) return;
+    int locked;
+    do {
+        locked = flock(file->descriptor(), LOCK_EX);
+    } while (locked == -1 && errno == EINTR);
+    if (locked == 0) (void)file->seek(0, kSeekEnd, nullptr);
+}
+
 // The frame both writers share: open, UTF-8 with a mark at position 0, body,
 // close; each failure logged with the path and returned, the writer released
 // on every path (by the holder).
@@ -66,6 +88,7 @@ ResultCode writeReport(const VroMetrics& metrics, const char* outputPath, const 
         logMessage(kLogError, rc, openFailedFormat, outputPath);
         return rc;
     }
+    if (append) takeTurnToAppend(writer.get());
     (void)writer->setEncoding(kUtf8CodePage);
     (void)writer->writeBom();
     rc = body(metrics, writer.get(), label, withHeader);
