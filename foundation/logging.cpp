@@ -1,9 +1,12 @@
 // The process-wide logger: one state, four targets, per-call stack buffers.
 #include "foundation/logging.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstdlib>
@@ -194,26 +197,60 @@ ResultCode rotateFiles(const char* path, uint32_t keep) noexcept {
     return rename(path, lastUsed) == 0 ? kResultOk : resultFromErrno(errno);
 }
 
-ResultCode logRotate(uint32_t maxKiB, uint32_t keep) noexcept {
-    const char* path = g_log.path.load();
-    FILE* file = g_log.file.load();
-    if (!path || !file) return kResultOk;
-    if (maxKiB != 0) {
-        struct stat info;
-        if (stat(path, &info) == 0 && static_cast<uint64_t>(info.st_size) / 1024 <= maxKiB) return kResultOk;
-    }
-    ResultCode rc = rotateFiles(path, keep);
-    if (rc != 0) return rc;
+namespace {
+
+// Re-opens the log-file stream on path for appending; on failure the stream
+// is none (freopen closed the old one either way).
+ResultCode reopenLogFile(const char* path, FILE* file) noexcept {
     FILE* reopened = freopen(path, "a", file);
     if (!reopened) {
         int error = errno;
-        g_log.file.store(nullptr);  // freopen closed the old stream either way
+        g_log.file.store(nullptr);
         return resultFromErrno(error);
     }
     setvbuf(reopened, nullptr, _IOLBF, kLogFileBufferSize);
     g_log.file.store(reopened);
-    writeFileLine(reopened, kLogInfo, "Rotated log file");
     return kResultOk;
+}
+
+ResultCode rotateLocked(const char* path, FILE* file, uint32_t maxKiB, uint32_t keep) noexcept {
+    struct stat current;
+    const bool known = stat(path, &current) == 0;
+    // Another run rotated the file this stream still writes to: its lines
+    // belong in the new file at the path, and that needs no rotation.
+    struct stat own;
+    if (known && fstat(fileno(file), &own) == 0 && (own.st_dev != current.st_dev || own.st_ino != current.st_ino))
+        return reopenLogFile(path, file);
+    if (maxKiB != 0 && known && static_cast<uint64_t>(current.st_size) / 1024 <= maxKiB) return kResultOk;
+    ResultCode rc = rotateFiles(path, keep);
+    if (rc != 0) return rc;
+    rc = reopenLogFile(path, file);
+    if (rc != 0) return rc;
+    writeFileLine(g_log.file.load(), kLogInfo, "Rotated log file");
+    return kResultOk;
+}
+
+}  // namespace
+
+// Runs that start together take turns through an exclusive lock on the file
+// their stream has open, held on a duplicate descriptor until the new file
+// exists, and each decides on the file as it finds it once the lock is held:
+// one rotates, the others follow it to the new file. Without a lock the
+// decision is taken all the same.
+ResultCode logRotate(uint32_t maxKiB, uint32_t keep) noexcept {
+    const char* path = g_log.path.load();
+    FILE* file = g_log.file.load();
+    if (!path || !file) return kResultOk;
+    const int lock = fcntl(fileno(file), F_DUPFD_CLOEXEC, 3);
+    if (lock != -1) {
+        int locked;
+        do {
+            locked = flock(lock, LOCK_EX);
+        } while (locked == -1 && errno == EINTR);
+    }
+    const ResultCode rc = rotateLocked(path, file, maxKiB, keep);
+    if (lock != -1) (void)close(lock);
+    return rc;
 }
 
 ResultCode logMessageV(int level, ResultCode code, const char* format, va_list args) noexcept {

@@ -82,7 +82,9 @@ uint32_t logSetLevel(uint32_t targetMask, uint32_t level) noexcept;
 // generations), re-opens the path for appending and writes the line
 // "Rotated log file" at level info to it regardless of thresholds. Returns 0
 // or the failure (the stream is left as it was when the renames fail, and is
-// none when the re-open fails).
+// none when the re-open fails). Processes sharing the log take turns under an
+// exclusive lock on the file: a stream whose file another process already
+// rotated away is re-opened on the path, without rotating again.
 ResultCode logRotate(uint32_t maxKiB, uint32_t keep) noexcept;
 
 // Moves path's generations up by one, keeping at most keep. Generation n is
