@@ -10,35 +10,21 @@
 
 #include <algorithm>
 #include <csignal>
+#include <cstdio>
 #include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <vector>
 
+#include "tests/support/support.h"
+
 namespace {
 
-namespace fs = std::filesystem;
+using vt::linesOf;
+using vt::slurp;
+using vt::spill;
 const std::string kSample = VARO_SOURCE_DIR "/examples/sample.ris";
 const std::string kBom = "\xEF\xBB\xBF";
-
-std::string slurp(const fs::path& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
-
-void spill(const fs::path& path, const std::string& text) { std::ofstream(path, std::ios::binary) << text; }
-
-std::vector<std::string> linesOf(const std::string& text) {
-    std::vector<std::string> lines;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) lines.push_back(line);
-    return lines;
-}
 
 std::string lastLine(const std::string& text) {
     const auto lines = linesOf(text);
@@ -56,13 +42,7 @@ bool isLogLine(const std::string& line) {
 
 class Faults : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/vro_faults_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        dir_ = pattern;
-        setenv("TMPDIR", pattern, 1);  // the log file lives here
-    }
-    void TearDown() override { fs::remove_all(dir_); }
+    void SetUp() override { setenv("TMPDIR", dir_.path.c_str(), 1); }  // the log file lives here
 
     // Forks the program in the test's directory with standard output and
     // error in files; setup adjusts the child's descriptors or limits before
@@ -73,7 +53,7 @@ protected:
         if (pid != 0) return pid;
         signal(SIGPIPE, SIG_DFL);
         signal(SIGXFSZ, SIG_DFL);
-        if (chdir(dir_.c_str()) != 0) _exit(126);
+        if (chdir(dir_.path.c_str()) != 0) _exit(126);
         redirect("/dev/null", O_RDONLY, 0);
         redirect(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 1);
         redirect(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 2);
@@ -116,7 +96,7 @@ protected:
     std::string err() const { return slurp(dir_ / "stderr"); }
     std::string log() const { return slurp(dir_ / "varometrics.log"); }
 
-    fs::path dir_;
+    vt::TempDir dir_;
 };
 
 // A standard descriptor closed by the caller is never mistaken for a file
@@ -140,7 +120,7 @@ TEST_F(Faults, ClosedStandardDescriptorsFailOrStaySilent) {
     const std::string report = slurp(dir_ / "stdout");
     for (const auto& c : cases) {
         SCOPED_TRACE(c.closed);
-        fs::remove(dir_ / "varometrics.log");
+        std::remove((dir_ / "varometrics.log").c_str());
         EXPECT_EQ(finish(start(c.args, [&] { close(c.closed); })), c.status);
         EXPECT_EQ(lastLine(err()), c.lastLine);
         const auto logLines = linesOf(log());
@@ -203,19 +183,19 @@ TEST_F(Faults, ConcurrentAppendsWriteOneMarkAndWholeReports) {
 // Eight runs start against a log just over 256 KiB: exactly one rotates,
 // every generation moves up by one, and the new log holds whole lines only.
 TEST_F(Faults, ConcurrentStartsRotateTheLogOnce) {
-    const fs::path log = dir_ / "varometrics.log";
+    const std::string log = dir_ / "varometrics.log";
     std::string full;
     while (full.size() < 263200) full += "2026-01-01 00:00:00 [info] filler line of an old run\n";
     full.resize(263199);
     full += '\n';
     for (int round = 0; round < 30; ++round) {
-        for (int n = 0; n < 7; ++n) fs::remove(log.string() + "." + std::to_string(n));
-        for (int n = 0; n < 6; ++n) spill(log.string() + "." + std::to_string(n), "generation " + std::to_string(n));
+        for (int n = 0; n < 7; ++n) std::remove((log + "." + std::to_string(n)).c_str());
+        for (int n = 0; n < 6; ++n) spill(log + "." + std::to_string(n), "generation " + std::to_string(n));
         spill(log, full);
         startTogether(std::vector<std::vector<std::string>>(8, {"--version"}));
-        ASSERT_EQ(slurp(log.string() + ".0"), full) << "round " << round;
+        ASSERT_EQ(slurp(log + ".0"), full) << "round " << round;
         for (int n = 1; n < 7; ++n)
-            ASSERT_EQ(slurp(log.string() + "." + std::to_string(n)), "generation " + std::to_string(n - 1));
+            ASSERT_EQ(slurp(log + "." + std::to_string(n)), "generation " + std::to_string(n - 1));
         const auto lines = linesOf(slurp(log));
         ASSERT_EQ(lines.size(), 17u) << "round " << round;
         EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
