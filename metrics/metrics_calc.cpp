@@ -64,7 +64,7 @@ void citationMedianAndMode(const VroPublicationList& list, uint32_t n, VroMetric
         ++k;
         const uint32_t c = p->Cites;
         if (k == first) m.medianCitesPerPaper10 = c * 10;
-        if (k == second) m.medianCitesPerPaper10 = (c * 10 + m.medianCitesPerPaper10) >> 1;
+        if (k == second) m.medianCitesPerPaper10 = uint32_t((uint64_t(c * 10) + m.medianCitesPerPaper10) >> 1);
         if (!runs) continue;
         if (runs[current].count != 0 && runs[current].value != c) ++current;
         if (current >= n) continue;

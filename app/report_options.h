@@ -1,0 +1,86 @@
+// Report options: the command line of varoreport.
+//
+//   varoreport [-f csv|json|papers] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...
+//   varoreport -h | --help, -V | --version
+//
+// Contract: parseReportOptions reads the arguments once and either fills the
+// options and says "go on", or has already written the help or the version
+// (exit 0) or a usage error (exit 2) and says how the process exits.
+// - kReportOptions is the one option table: the parser, the help text and
+//   the man page's OPTIONS list follow it.
+// - Short options may be grouped ("-qj4"); an option's argument is the rest
+//   of its group or the next argument ("-j 4", "-j4"); long options take
+//   "--name=value" or "--name value" and match in full only.
+// - Options and inputs may be mixed; "--" ends the options, and "-" is an
+//   input (standard input).
+// - A later value of the same option replaces an earlier one; --help and
+//   --version act when met, before the rest of the line is examined.
+// - Usage errors: an unknown option, a missing argument, an unknown format,
+//   N not a whole number from 1 to kMaxReportJobs, YEAR not a whole number
+//   from 1 to 9999, no input. Each writes "PROGRAM: MESSAGE" and the usage
+//   line to err.
+#pragma once
+
+#include <cstdint>
+#include <cstdio>
+
+struct VroReportFormat;
+
+inline constexpr uint32_t kMaxReportJobs = 256;
+
+enum : int {
+    kReportOptionFormat,
+    kReportOptionJobs,
+    kReportOptionYear,
+    kReportOptionOutput,
+    kReportOptionQuiet,
+    kReportOptionHelp,
+    kReportOptionVersion,
+};
+
+struct ReportOptionSpec {
+    char shortName;          // 0: long form only
+    const char* longName;
+    const char* argumentName;  // null: takes no argument
+    int id;
+    const char* help;
+};
+
+inline constexpr ReportOptionSpec kReportOptions[] = {
+    {'f', "format", "FORMAT", kReportOptionFormat, "csv (the default), json or papers"},
+    {'j', "jobs", "N", kReportOptionJobs, "process the inputs on N threads (default: the number of processors)"},
+    {0, "year", "YEAR", kReportOptionYear, "calculate as on 1 July of YEAR, 00:00 UTC (default: now)"},
+    {'o', "output", "FILE", kReportOptionOutput, "write the report to FILE instead of standard output"},
+    {'q', "quiet", nullptr, kReportOptionQuiet, "show no progress counter"},
+    {'h', "help", nullptr, kReportOptionHelp, "show this help and exit"},
+    {'V', "version", nullptr, kReportOptionVersion, "show the version and exit"},
+};
+
+struct ReportOptions {
+    const VroReportFormat* format = nullptr;  // csv unless -f names another
+    uint32_t jobs = 0;                        // 0: the number of processors
+    bool yearGiven = false;
+    int32_t year = 0;
+    const char* outputPath = nullptr;  // null: standard output
+    bool quiet = false;
+    // The inputs in the order given, pointing into argv; inputs[count] is
+    // null. The array is owned by the options.
+    const char** inputs = nullptr;
+    uint32_t inputCount = 0;
+
+    ReportOptions() = default;
+    ~ReportOptions();
+    ReportOptions(const ReportOptions&) = delete;
+    ReportOptions& operator=(const ReportOptions&) = delete;
+};
+
+struct ReportOutcome {
+    bool exitNow;
+    int exitStatus;
+};
+
+ReportOutcome parseReportOptions(int argc, char* const* argv, const char* programName, ReportOptions& options,
+                                 FILE* out, FILE* err) noexcept;
+
+void writeReportHelp(FILE* out, const char* programName) noexcept;
+void writeReportVersion(FILE* out, const char* programName) noexcept;

@@ -1,0 +1,55 @@
+// Report rows: how varoreport writes each input, one table row per format.
+//
+// Contract: kReportFormats lists every output format by its -f name. A format
+// writes, to an open text writer, an optional head before the first input,
+// one block per input that imported (given the input's label, the import
+// filter's display name, the publication list as the calculation left it and
+// the metrics record), one block per input that failed (label and message),
+// and an optional tail after the last input. Each writer returns the first
+// failing code of its writer; a replaced character (85, 537) is not a failure
+// and gives 0. Adding a format means adding a row here and its writers.
+//
+// - csv: a header line, then one line per input: file, format, publications
+//   (imported, Use 0 included), the 45 record fields by their schema names in
+//   record order, authors_0..authors_50, error. Integers as stored; a mode of
+//   "none" is empty. A failed input has its file and error, all else empty.
+// - json: one object per input and line, keys as in csv, the histogram as the
+//   array "authors", "none" modes as null; a failed input has only "file" and
+//   "error".
+// - papers: a header line, then one line per publication, in the list's
+//   order: file, rank, year, cites, authors, age, cites_per_year_100,
+//   cites_per_author, in_h_core, use, title (always quoted). A failed input
+//   gives one line with its file and every other column empty.
+// Text columns are quoted (RFC 4180) only when they hold a comma, a quote, CR
+// or LF; the title always. Labels are UTF-16: a file name's invalid bytes
+// arrive here already replaced.
+#pragma once
+
+#include <cstdint>
+
+#include "foundation/result_codes.h"
+
+class VroPublicationList;
+class XpTextWriter;
+struct VroMetrics;
+
+struct VroReportFormat {
+    const char* name;  // as given to -f
+    ResultCode (*writeHead)(XpTextWriter* out) noexcept;  // may be null
+    ResultCode (*writeInput)(const char16_t* label, const char* formatName, const VroPublicationList& list,
+                             const VroMetrics& metrics, XpTextWriter* out) noexcept;
+    ResultCode (*writeFailure)(const char16_t* label, const char* message, XpTextWriter* out) noexcept;
+    ResultCode (*writeTail)(XpTextWriter* out) noexcept;  // may be null
+};
+
+inline constexpr uint32_t kReportFormatCount = 3;
+extern const VroReportFormat kReportFormats[kReportFormatCount];
+
+// The format named exactly name, or null.
+const VroReportFormat* findReportFormat(const char* name) noexcept;
+
+// Shared by the row writers: a code that lost or could not write text, as
+// opposed to one that only replaced a character.
+constexpr bool isWriteFailure(ResultCode code) noexcept {
+    return code != kResultOk && code != kErrIllegalSequence && code != kErrIncompleteInput;
+}

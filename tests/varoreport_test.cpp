@@ -1,0 +1,282 @@
+// Runs the built varoreport over the golden exports, the real exports beside
+// the project and a directory of troublesome entries, and checks every value
+// against the calculation run in this process and against varometrics.
+#include <gtest/gtest.h>
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "app/report_run.h"
+#include "foundation/result_codes.h"
+#include "foundation/strings.h"
+#include "import/import_driver.h"
+#include "metrics/metrics_calc.h"
+#include "metrics/metrics_record.h"
+#include "metrics/publication.h"
+
+namespace fs = std::filesystem;
+namespace {
+
+struct Outcome {
+    int status = -1;
+    std::string out, err;
+};
+
+std::string slurp(const std::string& path) {
+    std::ifstream in(path, std::ios::binary);
+    std::stringstream text;
+    text << in.rdbuf();
+    return text.str();
+}
+
+class Varoreport : public ::testing::Test {
+protected:
+    void SetUp() override {
+        char pattern[] = "/tmp/vro_report_XXXXXX";
+        ASSERT_NE(mkdtemp(pattern), nullptr);
+        dir_ = pattern;
+    }
+    void TearDown() override { fs::remove_all(dir_); }
+
+    // Through the shell, with the log in the test's own directory.
+    Outcome run(const std::string& exe, const std::string& args, const std::string& input = "/dev/null") {
+        const std::string command = "TMPDIR='" + dir_ + "' '" + exe + "' " + args + " <" + input + " >'" + dir_ +
+                                    "/out' 2>'" + dir_ + "/err'";
+        const int raw = std::system(command.c_str());
+        return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(dir_ + "/out"), slurp(dir_ + "/err")};
+    }
+    Outcome report(const std::string& args, const std::string& input = "/dev/null") { return run(VARO_EXE, args, input); }
+
+    std::string dir_;
+};
+
+std::vector<std::string> split(const std::string& text, char separator) {
+    std::vector<std::string> parts(1);
+    for (char c : text) {
+        if (c == separator)
+            parts.emplace_back();
+        else
+            parts.back().push_back(c);
+    }
+    return parts;
+}
+
+// Rows of a CSV report by file, each a map from column name to value. File
+// names and messages here hold no commas, so no quoting is expected.
+std::map<std::string, std::map<std::string, std::string>> rowsByFile(const std::string& csv) {
+    std::vector<std::string> lines = split(csv, '\n');
+    std::map<std::string, std::map<std::string, std::string>> rows;
+    const std::vector<std::string> header = split(lines.at(0), ',');
+    for (size_t i = 1; i + 1 < lines.size(); ++i) {
+        const std::vector<std::string> cells = split(lines[i], ',');
+        EXPECT_EQ(cells.size(), header.size()) << lines[i];
+        for (size_t c = 0; c < header.size() && c < cells.size(); ++c) rows[cells[0]][header[c]] = cells[c];
+    }
+    return rows;
+}
+
+std::vector<std::string> goldenExports() {
+    std::vector<std::string> files;
+    for (const auto& dir : fs::directory_iterator(VARO_SOURCE_DIR "/tests/data"))
+        if (dir.is_directory() && dir.path().filename() != "reports")
+            for (const auto& file : fs::directory_iterator(dir.path()))
+                if (file.path().extension() != ".expected") files.push_back(file.path().string());
+    return files;
+}
+
+std::string joined(const std::vector<std::string>& files) {
+    std::string text;
+    for (const std::string& f : files) text += "'" + f + "' ";
+    return text;
+}
+
+// Every column of every row against the record computed here.
+void expectRowsMatchCalculation(const std::string& csv, const std::vector<std::string>& files, int64_t now) {
+    auto rows = rowsByFile(csv);
+    ASSERT_EQ(rows.size(), files.size());
+    for (const std::string& file : files) {
+        SCOPED_TRACE(file);
+        std::map<std::string, std::string>& row = rows[file];
+        VroPublicationList list;
+        XpString filter;
+        const ResultCode rc = importPublications(file.c_str(), list, nullptr, filter, nullptr);
+        if (rc != kResultOk) {
+            EXPECT_EQ(row["error"], resultMessage(rc));
+            EXPECT_EQ(row["h"], "");
+            continue;
+        }
+        VroMetrics m;
+        const MetricsCalcOptions options{50};
+        computeMetrics(list, &m, &options, now);
+        EXPECT_EQ(row["format"], filter.data());
+        EXPECT_EQ(row["publications"], std::to_string(list.count()));
+        EXPECT_EQ(row["error"], "");
+        for (const VroMetricsSchemaRow& field : kMetricsSchema) {
+            const uint32_t word = metricsWord(m, field.position);
+            const bool none = word == kNoMode && std::string(field.snakeName).ends_with("_mode");
+            const std::string value = none ? ""
+                                      : field.type() == kSchemaTypeInt32 ? std::to_string(int32_t(word))
+                                                                         : std::to_string(word);
+            EXPECT_EQ(row[field.snakeName], value) << field.snakeName;
+        }
+        for (uint32_t b = 0; b < kAuthorHistogramSize; ++b)
+            EXPECT_EQ(row["authors_" + std::to_string(b)], std::to_string(m.authorHistogram[b])) << b;
+    }
+}
+
+TEST_F(Varoreport, EveryFieldOfGoldenExportsIsTheCalculatedRecord) {
+    const std::vector<std::string> files = goldenExports();
+    ASSERT_GE(files.size(), 8u);  // one export of each format at least
+    const Outcome result = report("-q --year 2026 -j 3 " + joined(files));
+    EXPECT_EQ(result.status, 0) << result.err;
+    expectRowsMatchCalculation(result.out, files, julyFirstUtc(2026));
+}
+
+TEST_F(Varoreport, EveryFieldOfRealExportsIsTheCalculatedRecord) {
+    if (!fs::exists(VARO_REAL_DATA_DIR)) GTEST_SKIP() << "no real exports at " VARO_REAL_DATA_DIR;
+    std::vector<std::string> files;
+    for (const auto& entry : fs::recursive_directory_iterator(VARO_REAL_DATA_DIR))
+        if (entry.is_regular_file() && entry.path().filename() != "PROVENANCE.md")
+            files.push_back(entry.path().string());
+    const Outcome result = report("-q --year 1999 " + joined(files));
+    EXPECT_LE(result.status, 1) << result.err;
+    expectRowsMatchCalculation(result.out, files, julyFirstUtc(1999));
+}
+
+// The 22 values varometrics prints, as it formats them, for the same time.
+TEST_F(Varoreport, AgreesWithVarometricsCsvLine) {
+    const std::vector<std::pair<std::string, std::string>> columns = {
+        {"p", "papers_total"}, {"c", "cites_total"}, {"y", "years"}, {"cpp", "cites_per_paper_mean_100"},
+        {"cpa", "cites_per_author_100"}, {"ppa", "papers_per_author_100"}, {"app", "authors_per_paper_mean_100"},
+        {"app_med", "authors_per_paper_median_10"}, {"app_mode", "authors_per_paper_mode"}, {"h", "h"},
+        {"a", "a_100"}, {"m", "m_100"}, {"g", "g"}, {"g_h", "g_h_100"}, {"hc", "hc"}, {"ac", "ac_100"},
+        {"hI", "hI_100"}, {"hI_norm", "hI_norm"}, {"star_count", "acc10"}, {"year_first", "year_first"},
+        {"year_last", "year_last"}, {"est_c", "est_cites_total"}};
+    for (const std::string& file : goldenExports()) {
+        SCOPED_TRACE(file);
+        const Outcome mine = report("-q '" + file + "'");
+        const Outcome theirs = run(VARO_METRICS_EXE, "--format csvh '" + file + "'");
+        const std::vector<std::string> lines = split(theirs.out, '\n');
+        ASSERT_GE(lines.size(), 2u) << theirs.err;
+        const auto head = split(lines[0].substr(lines[0].find("label,") + 6), ',');
+        const auto values = split(lines[1].substr(lines[1].find(',') + 1), ',');  // past the label
+        auto row = rowsByFile(mine.out)[file];
+        ASSERT_EQ(head.size(), columns.size());
+        for (size_t i = 0; i < columns.size(); ++i) {
+            ASSERT_EQ(head[i], columns[i].first);
+            std::string expected = row[columns[i].second];
+            const std::string& name = columns[i].second;
+            if (name.ends_with("_100") || name.ends_with("_10")) {
+                const unsigned scale = name.ends_with("_100") ? 100 : 10;
+                const unsigned long v = std::stoul(expected);
+                char text[32];
+                std::snprintf(text, sizeof text, scale == 100 ? "%lu.%02lu" : "%lu.%01lu", v / scale, v % scale);
+                expected = text;
+            } else if (name.ends_with("_mode") && expected.empty()) {
+                expected = "multi";
+            }
+            EXPECT_EQ(values[i], expected) << columns[i].first;
+        }
+    }
+}
+
+// Unreadable, empty and foreign files, a subdirectory and a pipe beside one
+// export of every format: every regular file has its row, in name order,
+// each failure its line on standard error, and the pipe is never opened.
+TEST_F(Varoreport, DirectoryOfTroubleLosesNoRow) {
+    const std::string data = dir_ + "/data";
+    fs::create_directories(data + "/sub");
+    std::ofstream(data + "/sub/inner.ris") << "TY  - JOUR\nER  -\n";
+    std::ofstream(data + "/empty.txt");
+    std::ofstream(data + "/locked.ris") << "not an export\n";
+    ::chmod((data + "/locked.ris").c_str(), 0);
+    ASSERT_EQ(::mkfifo((data + "/pipe").c_str(), 0644), 0);
+    std::vector<std::string> expected = {data + "/empty.txt", data + "/locked.ris"};
+    for (const std::string& file : goldenExports()) {
+        const std::string copy = data + "/" + fs::path(file).filename().string();
+        fs::copy_file(file, copy);
+        expected.push_back(copy);
+    }
+    std::sort(expected.begin(), expected.end());
+    const Outcome one = report("-q -j 1 --year 2026 '" + data + "'");
+    const Outcome many = report("-qj4 --year=2026 '" + data + "/'");
+    EXPECT_EQ(one.status, 1);
+    EXPECT_EQ(many.status, 1);
+    std::vector<std::string> lines = split(one.out, '\n');
+    ASSERT_EQ(lines.size(), expected.size() + 2);  // header and final newline
+    for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(split(lines[i + 1], ',')[0], expected[i]);
+    EXPECT_EQ(split(one.err, '\n').size(), 3u) << one.err;  // two failures
+    EXPECT_NE(one.err.find("varoreport: " + data + "/empty.txt: "), std::string::npos) << one.err;
+    expectRowsMatchCalculation(one.out, expected, julyFirstUtc(2026));
+    EXPECT_EQ(many.out, one.out);  // "dir/" names its files as "dir" does
+}
+
+// Many inputs on several threads come out in input order, byte for byte the
+// same as on one thread; under ThreadSanitizer a race fails the run.
+TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
+    std::vector<std::string> files = goldenExports();
+    files.push_back(dir_ + "/missing.ris");
+    std::string args;
+    for (int i = 0; i < 12; ++i) args += joined(files);
+    for (const char* format : {"csv", "json", "papers"}) {
+        const Outcome one = report(std::string("-q -j 1 --year 2026 -f ") + format + " " + args);
+        const Outcome four = report(std::string("-q -j 4 --year 2026 -f ") + format + " " + args);
+        EXPECT_EQ(one.status, 1) << one.err;
+        EXPECT_EQ(four.status, 1) << four.err;
+        EXPECT_EQ(one.out, four.out);
+        EXPECT_EQ(one.err, four.err);
+        EXPECT_EQ(split(four.err, '\n').size(), 13u);
+    }
+}
+
+TEST_F(Varoreport, StandardInputAndOutputFile) {
+    const std::string file = VARO_SOURCE_DIR "/examples/sample.ris";
+    const Outcome named = report("--year 2026 -f papers '" + file + "'");
+    const Outcome piped = report("--year 2026 -f papers -o '" + dir_ + "/report.csv' -", file);
+    EXPECT_EQ(piped.status, 0) << piped.err;
+    EXPECT_EQ(piped.out, "");
+    std::string expected = named.out;
+    for (size_t at; (at = expected.find(file)) != std::string::npos;) expected.replace(at, file.size(), "-");
+    EXPECT_EQ(slurp(dir_ + "/report.csv"), expected);
+}
+
+TEST_F(Varoreport, UsageErrorsExitTwoAndWriteNothing) {
+    for (const char* args : {"", "-x a", "--bogus a", "-f xml a", "-j 0 a", "-j x a", "-j 257 a", "--year 0 a",
+                             "--year 2026x a", "-o", "--quiet=1 a", "-f"}) {
+        const Outcome result = report(args);
+        EXPECT_EQ(result.status, 2) << args;
+        EXPECT_EQ(result.out, "") << args;
+        EXPECT_NE(result.err.find("Usage: varoreport"), std::string::npos) << args;
+    }
+}
+
+// The odd-count median is the middle paper's count times ten, also when that
+// no longer fits in 31 bits; the even-count mean of two such values too.
+TEST(CitationMedian, HoldsCountsOfThirtyTwoBits) {
+    const struct {
+        std::vector<uint32_t> cites;
+        uint32_t median10;
+    } cases[] = {{{300000000}, 3000000000u}, {{1, 300000000, 400000000}, 3000000000u},
+                 {{300000000, 400000000}, 3500000000u}, {{3, 8}, 55u}};
+    for (const auto& c : cases) {
+        VroPublicationList list;
+        for (uint32_t cites : c.cites) {
+            VroPublication* p = list.add();
+            p->Cites = p->ECC = p->CitesCount = cites;
+            p->Use = 1;
+        }
+        VroMetrics m;
+        computeMetrics(list, &m, nullptr, julyFirstUtc(2026));
+        EXPECT_EQ(m.medianCitesPerPaper10, c.median10) << c.cites.size();
+    }
+}
+
+}  // namespace
