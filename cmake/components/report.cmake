@@ -20,3 +20,16 @@ varo_test(varoreport_tests SOURCES tests/varoreport_test.cpp
 target_compile_definitions(varoreport_tests PRIVATE
   VARO_EXE="$<TARGET_FILE:varoreport>" VARO_METRICS_EXE="$<TARGET_FILE:varometrics>")
 add_dependencies(varoreport_tests varoreport varometrics)
+
+# JSON, CSV and the per-paper table read back by strict parsers, for file
+# names and titles with quotes, backslashes, controls and non-ASCII text.
+# Exit code 77 (no python3) shows as skipped.
+find_program(VARO_PYTHON3 python3)
+if(VARO_PYTHON3)
+  add_test(NAME varoreport_strict_parsers
+    COMMAND ${VARO_PYTHON3} ${CMAKE_SOURCE_DIR}/tests/varoreport_json_check.py
+            $<TARGET_FILE:varoreport> ${CMAKE_SOURCE_DIR}/man/varoreport.1)
+else()
+  add_test(NAME varoreport_strict_parsers COMMAND sh -c "echo 'SKIPPED: python3 not found'; exit 77")
+endif()
+set_tests_properties(varoreport_strict_parsers PROPERTIES SKIP_RETURN_CODE 77)
