@@ -4,6 +4,3 @@ varo_component(vro_import
   SOURCES import/importer.cpp import/note_scanner.cpp import/field_handlers.cpp
           import/csv_importer.cpp import/csv_dialects.cpp
   DEPS vro_text_reader vro_metrics vro_strings vro_results)
-varo_test(vro_import_tests
-  SOURCES tests/note_scanner_test.cpp tests/field_handlers_test.cpp tests/csv_import_test.cpp
-  DEPS vro_import)

@@ -5,8 +5,9 @@ varo_component(vro_import_driver SOURCES import/import_driver.cpp
 varo_component(vro_job SOURCES app/metrics_job.cpp
   DEPS vro_import_driver vro_metrics vro_reports vro_app vro_text_writer)
 
-varo_test(vro_import_tagged_tests SOURCES tests/tagged_import_test.cpp DEPS vro_import_tagged)
-varo_test(vro_import_driver_tests SOURCES tests/import_driver_test.cpp DEPS vro_import_driver)
+varo_test(vro_import_tests
+  SOURCES tests/import_test.cpp tests/field_handlers_test.cpp tests/note_scanner_test.cpp
+  DEPS vro_import_driver)
 
 # Throughput and peak memory of a whole import; built, never run by CTest.
 add_executable(import_bench bench/import_bench.cpp)

@@ -1,0 +1,240 @@
+// Import of every format, from the bytes of a file to the records: the cases
+// under tests/data/import, the in-place line splitters and the table lookup.
+//
+// Each tests/data/import/<name>.<ext> is imported through the driver (which
+// recognises the format from the first line), or, when it lies in a folder
+// named after a format code, by that importer alone after the driver's first
+// steps; tests/data/import/<name>.pubs beside it holds the result: the
+// result code, importer name and code, the field mask by bit names, what was
+// logged, then one line per record with every field that is not zero or empty.
+#include <gtest/gtest.h>
+
+#include <dirent.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "foundation/logging.h"
+#include "foundation/text_reader.h"
+#include "import/csv_dialects.h"
+#include "import/field_handlers.h"
+#include "import/import_driver.h"
+#include "import/importer.h"
+#include "import/tagged_importers.h"
+#include "metrics/publication.h"
+#include "tests/support/support.h"
+
+namespace {
+
+std::string shown(const XpString16& s) {
+    // Long texts show their first 20 and last 34 units.
+    std::string out = "\"";
+    for (uint32_t i = 0; i < s.length(); ++i) {
+        if (i == 20 && s.length() > 60) {
+            out += "...(" + std::to_string(s.length()) + " units)...";
+            i = s.length() - 34;
+        }
+        const char16_t c = s.data()[i];
+        char escaped[12];
+        std::snprintf(escaped, sizeof escaped, "\\u%04X", unsigned(c));
+        out += c == '"' || c == '\\' ? std::string("\\") + char(c) : c >= 0x20 && c < 0x7F ? std::string(1, char(c)) : escaped;
+    }
+    return out + "\"";
+}
+
+std::string dump(const VroPublication& p) {
+    const std::pair<const char*, XpString16 VroPublication::*> texts[] = {
+        {"Type", &VroPublication::Type}, {"Title", &VroPublication::Title}, {"Authors", &VroPublication::Authors},
+        {"Source", &VroPublication::Source}, {"ISSN", &VroPublication::ISSN},
+        {"Publisher", &VroPublication::Publisher}, {"DOI", &VroPublication::DOI},
+        {"ArticleURL", &VroPublication::ArticleURL}, {"CitationURL", &VroPublication::CitationURL},
+        {"CitesURL", &VroPublication::CitesURL}, {"Abstract", &VroPublication::Abstract}};
+    const std::pair<const char*, int64_t> numbers[] = {
+        {"Rank", p.Rank}, {"Use", p.Use}, {"Year", p.Year}, {"Volume", p.Volume}, {"Issue", p.Issue},
+        {"StartPage", p.StartPage}, {"EndPage", p.EndPage}, {"authors", p.authorCount},
+        {"CitesCount", p.CitesCount}, {"ECC", p.ECC}, {"Cites", p.Cites}};
+    std::string line;
+    for (const auto& [name, value] : numbers)
+        if (value != 0) line += std::string(line.empty() ? "" : " ") + name + "=" + std::to_string(value);
+    for (const auto& [name, field] : texts)
+        if (!(p.*field).empty()) line += std::string(" ") + name + "=" + shown(p.*field);
+    return line + "\n";
+}
+
+using MakeImporter = std::function<VroImporter*()>;
+const std::pair<const char*, MakeImporter> kImporters[] = {
+    {"Vroc", [] { return new VroImportVroCsv; }},     {"GSCc", [] { return new VroImportGScholarCsv; }},
+    {"Isic", [] { return new VroImportIsiCsv; }},     {"Scoc", [] { return new VroImportScopusCsv; }},
+    {"EndS", [] { return new VroImportEndNoteSaf; }}, {"EndT", [] { return new VroImportEndNoteTagged; }},
+    {"IsiT", [] { return new VroImportIsiTagged; }},  {"RisT", [] { return new VroImportRisTagged; }},
+};
+
+std::string importAndDump(const std::string& path, const std::string& code, const std::string& logPath) {
+    VroPublicationList list;
+    XpString name;
+    (void)name.assign("stale");
+    uint32_t format = 1, mask = 1;
+    ResultCode rc = -1;
+    if (code.empty()) {
+        rc = importPublications(path.c_str(), list, &format, name, &mask);
+    } else {
+        std::unique_ptr<VroImporter> importer;
+        for (const auto& [c, make] : kImporters)
+            if (code == c) importer.reset(make());
+        XpHolder<XpTextReader> reader;
+        XpString16 line;
+        if (!importer || openTextReader(path.c_str(), &reader) != 0) return "cannot start " + code;
+        (void)reader->checkEncoding(1252);
+        if (readTrimmedLine(reader.get(), line) != 0) return "cannot read the first line";
+        rc = importer->importData(reader.get(), line, list, &mask);
+        format = importer->formatCode();
+        (void)name.assign(importer->name());
+    }
+    std::string out = "rc " + std::to_string(rc) + " [" + name.data() + "] " +
+                      (format ? std::string({char(format), char(format >> 8), char(format >> 16), char(format >> 24)}) : "-") +
+                      " mask";
+    for (int bit = 0; bit < 32; ++bit)
+        if (mask >> bit & 1) out += std::string(" ") + kFieldMaskBitNames[bit];
+    out += "\n";
+    fflush(logState().file.load());
+    for (std::string line : vt::linesOf(vt::slurp(logPath))) {
+        if (size_t at = line.find(path); at != std::string::npos) line.replace(at, path.size(), "<input>");
+        out += "log " + line.substr(20) + "\n";
+    }
+    for (uint32_t i = 0; i < list.count(); ++i) out += dump(*list.at(i));
+    return out;
+}
+
+void collect(const std::string& folder, const std::string& code, std::vector<std::pair<std::string, std::string>>& out) {
+    DIR* dir = opendir(folder.c_str());
+    ASSERT_NE(dir, nullptr) << folder;
+    while (dirent* entry = readdir(dir)) {
+        const std::string name = entry->d_name;
+        if (name[0] == '.') continue;
+        if (entry->d_type == DT_DIR) collect(folder + "/" + name, name, out);
+        else if (name.size() < 5 || name.substr(name.size() - 5) != ".pubs") out.emplace_back(folder + "/" + name, code);
+    }
+    closedir(dir);
+}
+
+TEST(Import, CasesGiveTheirRecords) {
+    std::vector<std::pair<std::string, std::string>> cases;
+    collect(vt::dataPath("import"), "", cases);
+    ASSERT_GT(cases.size(), 20u);
+    vt::TempDir dir;
+    for (const auto& [path, code] : cases) {
+        SCOPED_TRACE(path);
+        const std::string logPath = dir / (std::to_string(&path - &cases[0].first) + ".log");
+        ASSERT_EQ(logOpen(kLogToFile, logPath.c_str()), 0);
+        const std::string got = importAndDump(path, code, logPath);
+        logClose();
+        EXPECT_EQ(got, vt::slurp(path.substr(0, path.rfind('.')) + ".pubs"));
+    }
+}
+
+TEST(Import, ImportersRefuseAnAbsentReaderOrAnEmptyFirstLine) {
+    for (const auto& [code, make] : kImporters) {
+        SCOPED_TRACE(code);
+        std::unique_ptr<VroImporter> importer(make());
+        VroPublicationList list;
+        XpString16 line;
+        uint32_t mask = 7;
+        EXPECT_EQ(importer->importData(nullptr, line, list, &mask), kErrInvalidArgument);
+        EXPECT_EQ(mask, 0u);
+        XpHolder<XpTextReader> reader;
+        ASSERT_EQ(openTextReader("/dev/null", &reader), 0);
+        EXPECT_EQ(importer->importData(reader.get(), line, list, nullptr), kErrInvalidArgument);
+        EXPECT_EQ(list.count(), 0u);
+    }
+}
+
+std::vector<std::u16string> split(const std::string& line, char16_t separator = u',',
+                                  uint32_t maxFields = kMaxCsvFields) {
+    std::u16string buffer = vt::wide(line);
+    char16_t* fields[80];
+    const uint32_t n = splitCsvLine(buffer.data(), separator, fields, maxFields);
+    return std::vector<std::u16string>(fields, fields + n);
+}
+
+TEST(Import, CsvLinesSplitInPlace) {
+    using F = std::vector<std::u16string>;
+    EXPECT_EQ(split(""), F{u""});
+    EXPECT_EQ(split("a,,b"), (F{u"a", u"", u"b"}));
+    EXPECT_EQ(split("a,b,"), (F{u"a", u"b", u""}));
+    EXPECT_EQ(split(" a , b "), (F{u" a ", u" b "}));  // no trimming here
+    EXPECT_EQ(split("\"x, y\",\"say \"\"hi\"\"\",z"), (F{u"x, y", u"say \"hi\"", u"z"}));
+    EXPECT_EQ(split("\"ab\"cd,e"), (F{u"abcd", u"e"}));
+    EXPECT_EQ(split("a\"b,c\"d,e"), (F{u"ab,cd", u"e"}));  // a quote opens a stretch anywhere
+    EXPECT_EQ(split("\"\",\"\"\"\""), (F{u"", u"\""}));
+    EXPECT_EQ(split("a,\"open, never closed"), (F{u"a", u"open, never closed"}));
+    EXPECT_EQ(split("a,b\tc,d", u'\t'), (F{u"a,b", u"c,d"}));
+    EXPECT_EQ(split("a,b,c,d", u',', 2), (F{u"a", u"b"}));  // the rest is dropped
+    EXPECT_EQ(split("a,\"b,c\",d", u',', 2), (F{u"a", u"b,c"}));
+    std::string seventy;
+    for (int i = 0; i < 70; ++i) seventy += (i ? "," : "") + std::to_string(i);
+    const F fields = split(seventy);
+    ASSERT_EQ(fields.size(), 64u);
+    EXPECT_EQ(fields[63], u"63");
+
+    char16_t line[] = u"a,b";
+    char16_t* out[2] = {line, line};
+    EXPECT_EQ(splitCsvLine(line, u',', nullptr, 4), 0u);
+    EXPECT_EQ(splitCsvLine(line, u',', out, 0), 0u);
+    EXPECT_EQ(out[0], line);  // untouched with no room
+    EXPECT_EQ(splitCsvLine(nullptr, u',', out, 2), 0u);
+    EXPECT_EQ(out[0], nullptr);
+}
+
+TEST(Import, TagsSplitInPlaceAndCompareWhole) {
+    using Split = char16_t* (*)(char16_t*) noexcept;
+    const struct {
+        Split split;
+        const char *line, *tag, *value;
+    } cases[] = {
+        {splitTagAtColon, "Reference Type:  Journal Article", "Reference Type", "Journal Article"},
+        {splitTagAtColon, "URL: http://x.org/a:b", "URL", "http://x.org/a:b"},
+        {splitTagAtColon, "Notes", "Notes", ""},
+        {splitTagAtColon, "Year:", "Year", ""},
+        {splitTagAtWhiteSpace, "%A  Smith, John", "%A", "Smith, John"},
+        {splitTagAtWhiteSpace, "PT\tJ", "PT", "J"},
+        {splitTagAtWhiteSpace, "ER", "ER", ""},
+        {splitTagAtDash, "TY  - JOUR", "TY", "JOUR"},
+        {splitTagAtDash, "ER  -", "ER", ""},
+        {splitTagAtDash, "N1  -   Cited By: 3", "N1", "Cited By: 3"},
+        {splitTagAtDash, "AU - Smith", "AU - Smith", ""},  // one blank is no separator
+        {splitTagAtDash, "\rTY  - JOUR", "\rTY", "JOUR"},
+    };
+    for (const auto& c : cases) {
+        std::u16string line = vt::wide(c.line);
+        const char16_t* value = c.split(line.data());
+        EXPECT_EQ(vt::narrow(line.c_str()), c.tag) << c.line;
+        EXPECT_EQ(vt::narrow(value), c.value) << c.line;
+    }
+    EXPECT_TRUE(tagIs(u"TY", "TY"));
+    EXPECT_TRUE(tagIs(u"", ""));
+    for (const char16_t* other : {u"ty", u"TYP", u"T", u"\rTY"}) EXPECT_FALSE(tagIs(other, "TY"));
+}
+
+bool handlerA(VroPublication&, char16_t*, uint32_t&) { return true; }
+bool handlerB(VroPublication&, char16_t*, uint32_t&) { return true; }
+bool handlerC(VroPublication&, char16_t*, uint32_t&) { return true; }
+
+TEST(Import, FieldLookupIsACaseBlindHalvingSearch) {
+    const VroFieldBinding table[] = {{"Cites", handlerA}, {"CitesURL", handlerB}, {"Title", handlerC}};
+    EXPECT_EQ(findFieldHandler(3, u"cites", table), handlerA);
+    EXPECT_EQ(findFieldHandler(3, u"CITESurl", table), handlerB);
+    EXPECT_EQ(findFieldHandler(3, u"TITLE", table), handlerC);
+    for (const char16_t* miss : {u"Cite", u"Titles", u"Title ", u"T\u0130TLE", u"", static_cast<const char16_t*>(nullptr)})
+        EXPECT_EQ(findFieldHandler(3, miss, table), nullptr);
+    EXPECT_EQ(findFieldHandler(0, u"Cites", table), nullptr);
+    EXPECT_EQ(findFieldHandler(3, u"Cites", nullptr), nullptr);
+    // An unsorted table hides what the halving walk cannot reach.
+    const VroFieldBinding unsorted[] = {{"Z", handlerA}, {"A", handlerB}, {"M", handlerC}};
+    EXPECT_EQ(findFieldHandler(3, u"M", unsorted), handlerC);
+    EXPECT_EQ(findFieldHandler(3, u"Z", unsorted), nullptr);
+    EXPECT_EQ(findFieldHandler(3, u"A", unsorted), handlerB);
+}
+
+}  // namespace
