@@ -12,7 +12,7 @@ varo_component(vro_encodings
   DEPS vro_strings vro_results)
 
 varo_test(vro_encodings_tests
-  SOURCES tests/encodings_test.cpp tests/encodings_utf_test.cpp tests/encodings_sbcs_test.cpp
+  SOURCES tests/encodings_test.cpp
   DEPS vro_encodings)
 
 # The committed tables must be exactly what the generator writes today. Exit
