@@ -13,32 +13,16 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/support.h"
+
 namespace {
 
 bool isOpen(int fd) { return fcntl(fd, F_GETFD) != -1; }
 
 class ByteStreams : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/vro_streams_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        dir_ = pattern;
-        ASSERT_EQ(XpFileStream::create(&stream_), kResultOk);
-    }
-    void TearDown() override { (void)std::system(("rm -rf '" + dir_ + "'").c_str()); }
-    std::string path(const std::string& name) const { return dir_ + "/" + name; }
-    void writeFile(const std::string& p, const char* bytes) const {
-        FILE* f = std::fopen(p.c_str(), "wb");
-        std::fputs(bytes, f);
-        std::fclose(f);
-    }
-    std::string readFile(const std::string& p) const {
-        std::string bytes;
-        FILE* f = std::fopen(p.c_str(), "rb");
-        for (int c; f && (c = std::fgetc(f)) != EOF;) bytes += char(c);
-        if (f) std::fclose(f);
-        return bytes;
-    }
+    void SetUp() override { ASSERT_EQ(XpFileStream::create(&stream_), kResultOk); }
+    std::string path(const std::string& name) const { return dir_ / name; }
     // A pipe holding `bytes`, its writing end closed, read by stream_ (owned).
     void attachPipeWith(const char* bytes) {
         int fds[2];
@@ -48,12 +32,12 @@ protected:
         ASSERT_EQ(stream_->attach(fds[0], nullptr, true), kResultOk);
     }
 
-    std::string dir_;
+    vt::TempDir dir_;
     XpHolder<XpFileStream> stream_;
 };
 
 TEST_F(ByteStreams, OpenFailuresAreTranslatedHostErrors) {
-    writeFile(path("exists"), "x");
+    vt::spill(path("exists"), "x");
     ASSERT_EQ(symlink(path("loop").c_str(), path("loop").c_str()), 0);
     const struct {
         std::string path;
@@ -62,8 +46,8 @@ TEST_F(ByteStreams, OpenFailuresAreTranslatedHostErrors) {
     } cases[] = {
         {path("missing"), kStreamModeReadInput, 2},
         {path("missing"), kStreamWrite | kStreamTruncateExisting, 2},
-        {dir_, kStreamModeWriteReport, 21},
-        {dir_, kStreamModeAppendReport, 21},
+        {dir_.path, kStreamModeWriteReport, 21},
+        {dir_.path, kStreamModeAppendReport, 21},
         {path("exists"), kStreamWrite | kStreamCreateNew, 17},
         {path("loop"), kStreamModeReadInput, 63},
         {path(std::string(300, 'n')), kStreamModeWriteReport, 64},
@@ -79,7 +63,7 @@ TEST_F(ByteStreams, OpenFailuresAreTranslatedHostErrors) {
 
 TEST_F(ByteStreams, AppendStartsAtTheEndAndReplaceTruncates) {
     const std::string file = path("report.txt");
-    writeFile(file, "abc");
+    vt::spill(file, "abc");
     ASSERT_EQ(stream_->open(file.c_str(), kStreamModeAppendReport), kResultOk);
     int64_t at = -1;
     ASSERT_EQ(stream_->position(&at), kResultOk);
@@ -87,13 +71,13 @@ TEST_F(ByteStreams, AppendStartsAtTheEndAndReplaceTruncates) {
     ASSERT_EQ(stream_->seek(0, kSeekStart, &at), kResultOk);
     ASSERT_EQ(stream_->writeByte('d'), kResultOk);  // still goes to the end
     ASSERT_EQ(stream_->open(file.c_str(), kStreamModeWriteReport), kResultOk);
-    EXPECT_EQ(readFile(file), "");
+    EXPECT_EQ(vt::slurp(file), "");
     ASSERT_EQ(stream_->position(&at), kResultOk);
     EXPECT_EQ(at, 0);
     ASSERT_EQ(stream_->open(file.c_str(), kStreamModeAppendReport), kResultOk);
     ASSERT_EQ(stream_->write("xyz", 3, nullptr), kResultOk);
     ASSERT_EQ(stream_->close(), kResultOk);
-    EXPECT_EQ(readFile(file), "xyz");
+    EXPECT_EQ(vt::slurp(file), "xyz");
 }
 
 TEST_F(ByteStreams, StandardPathsBorrowStandardDescriptors) {
@@ -139,8 +123,8 @@ TEST_F(ByteStreams, OnlyOwnedHandlesAreClosed) {
 }
 
 TEST_F(ByteStreams, DisplayNames) {
-    writeFile(path("data.csv"), "");
-    const std::string asGiven = dir_ + "/./data.csv";
+    vt::spill(path("data.csv"), "");
+    const std::string asGiven = dir_.path + "/./data.csv";
     ASSERT_EQ(stream_->open(asGiven.c_str(), kStreamModeReadInput), kResultOk);
     EXPECT_EQ(stream_->name(), asGiven);
     const int fd = stream_->descriptor();
@@ -185,7 +169,7 @@ TEST_F(ByteStreams, ReadLoopHonoursMinimumAndReportsEndOfFile) {
     }
     // A directory opens for reading and fails on the first read.
     char byte;
-    ASSERT_EQ(stream_->open(dir_.c_str(), kStreamModeReadInput), kResultOk);
+    ASSERT_EQ(stream_->open(dir_.path.c_str(), kStreamModeReadInput), kResultOk);
     EXPECT_EQ(stream_->read(&byte, 1, 1, nullptr), kErrIsDirectory);
     ASSERT_EQ(stream_->close(), kResultOk);
     EXPECT_EQ(stream_->read(&byte, 1, 1, nullptr), kErrBadDescriptor);
@@ -237,7 +221,7 @@ TEST_F(ByteStreams, WriteFailures) {
 }
 
 TEST_F(ByteStreams, PositionAndSeek) {
-    writeFile(path("f"), "0123456789");
+    vt::spill(path("f"), "0123456789");
     ASSERT_EQ(stream_->open(path("f").c_str(), kStreamModeReadInput), kResultOk);
     int64_t at = -1;
     EXPECT_EQ(stream_->seek(-3, kSeekEnd, &at), kResultOk);

@@ -13,45 +13,19 @@
 #include <vector>
 
 #include "foundation/framework.h"
+#include "tests/support/support.h"
 
 namespace {
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-void writeFile(const std::string& path, const std::string& content) {
-    std::ofstream out(path, std::ios::binary | std::ios::trunc);
-    out << content;
-}
-
-bool exists(const std::string& path) {
-    struct stat info;
-    return stat(path.c_str(), &info) == 0;
-}
-
-std::vector<std::string> lines(const std::string& text) {
-    std::vector<std::string> result;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) result.push_back(line);
-    return result;
-}
 
 // A fresh directory per test, with TMPDIR pointing at it, so that the
 // default log path never reaches the real temporary log.
 class LoggingTest : public ::testing::Test {
 protected:
     void SetUp() override {
-        char pattern[] = "/tmp/vro_logging_test_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        dir_ = pattern;
         const char* old = getenv("TMPDIR");
         hadTmpdir_ = old != nullptr;
         if (old) oldTmpdir_ = old;
-        setenv("TMPDIR", dir_.c_str(), 1);
+        setenv("TMPDIR", dir_.path.c_str(), 1);
     }
     void TearDown() override {
         logClose();
@@ -59,15 +33,13 @@ protected:
             setenv("TMPDIR", oldTmpdir_.c_str(), 1);
         else
             unsetenv("TMPDIR");
-        std::string command = "rm -rf '" + dir_ + "'";
-        (void)system(command.c_str());
     }
 
     // Runs body with the process's standard error sent to a file; returns
     // what was written there.
     template <class Body>
     std::string captureStderr(Body body) {
-        std::string path = dir_ + "/stderr.txt";
+        std::string path = dir_ / "stderr.txt";
         fflush(stderr);
         int saved = dup(2);
         FILE* sink = fopen(path.c_str(), "w");
@@ -77,12 +49,12 @@ protected:
         dup2(saved, 2);
         close(saved);
         fclose(sink);
-        return readFile(path);
+        return vt::slurp(path);
     }
 
-    std::string path(const char* name) const { return dir_ + "/" + name; }
+    std::string path(const char* name) const { return dir_ / name; }
 
-    std::string dir_;
+    vt::TempDir dir_;
     std::string oldTmpdir_;
     bool hadTmpdir_ = false;
 };
@@ -100,10 +72,10 @@ TEST_F(LoggingTest, ProgramConfigurationRoutesByLevel) {
     EXPECT_EQ(err, std::string(programName()) + ": notice 5\n");
     EXPECT_EQ(logState().effectiveLevel.load(), 6u);
 
-    std::string logPath = dir_ + "/" + programName() + ".log";
+    std::string logPath = dir_ / (std::string(programName()) + ".log");
     ASSERT_STREQ(logState().path.load(), logPath.c_str());
     logClose();
-    std::vector<std::string> got = lines(readFile(logPath));
+    std::vector<std::string> got = vt::linesOf(vt::slurp(logPath));
     ASSERT_EQ(got.size(), 4u);
     struct utsname system;
     ASSERT_EQ(uname(&system), 0);
@@ -133,7 +105,7 @@ TEST_F(LoggingTest, EachMessageIsExactlyOneLine) {
     logMessage(kLogError, 0, nullptr);  // no format: nothing
     logMessage(kLogError | 8, 0, "level bits above 7 are ignored");
     logClose();
-    std::vector<std::string> got = lines(readFile(file));
+    std::vector<std::string> got = vt::linesOf(vt::slurp(file));
     ASSERT_EQ(got.size(), 4u);
     const char* expected[] = {"trailing blanks", "in.csv: Cannot open file",
                               "in.csv: no importer: [774] Invalid file type", "level bits above 7 are ignored"};
@@ -157,7 +129,7 @@ TEST_F(LoggingTest, LongMessagesAreCutToTheLineBuffer) {
     EXPECT_EQ(err.substr(0, strlen(programName()) + 2), std::string(programName()) + ": ");
     EXPECT_EQ(err.back(), '\n');
     logClose();
-    std::string content = readFile(file);
+    std::string content = vt::slurp(file);
     ASSERT_EQ(content.size(), 1023u);
     EXPECT_EQ(content.substr(1001), std::string(21, 'x') + "\n");
 }
@@ -207,23 +179,23 @@ TEST_F(LoggingTest, RotatesOnlyAboveTheSizeLimit) {
         SCOPED_TRACE(c.size);
         std::string file = path("r.log");
         std::string old(c.size, 'o');
-        writeFile(file, old);
+        vt::spill(file, old);
         remove((file + ".0").c_str());
         ASSERT_EQ(logOpen(kLogToFile, file.c_str()), 0);
         logSetLevel(255, 0);  // the rotation line ignores thresholds
         EXPECT_EQ(logRotate(256, 7), 0);
         logClose();
-        EXPECT_EQ(exists(file + ".0"), c.rotated);
+        EXPECT_EQ(vt::exists(file + ".0"), c.rotated);
         if (c.rotated) {
-            EXPECT_EQ(readFile(file + ".0"), old);
-            std::vector<std::string> got = lines(readFile(file));
+            EXPECT_EQ(vt::slurp(file + ".0"), old);
+            std::vector<std::string> got = vt::linesOf(vt::slurp(file));
             ASSERT_EQ(got.size(), 1u);
             std::smatch m;
             ASSERT_TRUE(std::regex_match(got[0], m, kFileLine));
             EXPECT_EQ(m[1], "info");
             EXPECT_EQ(m[2], "Rotated log file");
         } else {
-            EXPECT_EQ(readFile(file), old);
+            EXPECT_EQ(vt::slurp(file), old);
         }
     }
 }
@@ -231,45 +203,45 @@ TEST_F(LoggingTest, RotatesOnlyAboveTheSizeLimit) {
 TEST_F(LoggingTest, RotationShiftsGenerationsInSecondaryForm) {
     std::string file = path("g.log");
     for (int run = 0; run < 3; ++run) {
-        writeFile(file, "run" + std::to_string(run) + "\n");
+        vt::spill(file, "run" + std::to_string(run) + "\n");
         ASSERT_EQ(logOpen(kLogToFile, file.c_str()), 0);
         ASSERT_EQ(logRotate(0, 7), 0);
         logMessage(kLogError, 0, "after rotation %d", run);  // lands in the new file
         logClose();
     }
-    EXPECT_EQ(readFile(file + ".2"), "run0\n");
-    EXPECT_EQ(readFile(file + ".1"), "run1\n");
-    EXPECT_EQ(readFile(file + ".0"), "run2\n");
-    EXPECT_FALSE(exists(path("g.0.log")));
-    EXPECT_NE(readFile(file).find("after rotation 2"), std::string::npos);
+    EXPECT_EQ(vt::slurp(file + ".2"), "run0\n");
+    EXPECT_EQ(vt::slurp(file + ".1"), "run1\n");
+    EXPECT_EQ(vt::slurp(file + ".0"), "run2\n");
+    EXPECT_FALSE(vt::exists(path("g.0.log")));
+    EXPECT_NE(vt::slurp(file).find("after rotation 2"), std::string::npos);
 }
 
 TEST_F(LoggingTest, KeepOneReplacesGenerationZero) {
     std::string file = path("k.log");
-    writeFile(file + ".0", "older\n");
-    writeFile(file, "previous\n");
+    vt::spill(file + ".0", "older\n");
+    vt::spill(file, "previous\n");
     ASSERT_EQ(rotateFiles(file.c_str(), 1), 0);
-    EXPECT_EQ(readFile(file + ".0"), "previous\n");
-    EXPECT_FALSE(exists(file));
+    EXPECT_EQ(vt::slurp(file + ".0"), "previous\n");
+    EXPECT_FALSE(vt::exists(file));
 }
 
 TEST_F(LoggingTest, PrimaryNamesAreOnlyRenamedFrom) {
     // Generation 1 exists in the primary form, 0 in the secondary form.
     std::string file = path("x.log");
-    writeFile(file, "current");
-    writeFile(path("x.log.0"), "gen0");
-    writeFile(path("x.1.log"), "gen1");
-    writeFile(path("x.2.log"), "gen2 primary");
-    writeFile(path("x.log.2"), "gen2 secondary");
+    vt::spill(file, "current");
+    vt::spill(path("x.log.0"), "gen0");
+    vt::spill(path("x.1.log"), "gen1");
+    vt::spill(path("x.2.log"), "gen2 primary");
+    vt::spill(path("x.log.2"), "gen2 secondary");
     ASSERT_EQ(rotateFiles(file.c_str(), 3), 0);
     // Generation 2 is deleted in both forms; gen1 moves to the secondary
     // name of 2; gen0 moves to the name last used for 1, which is the
     // primary form that gen1 was renamed from.
-    EXPECT_EQ(readFile(path("x.log.2")), "gen1");
-    EXPECT_EQ(readFile(path("x.1.log")), "gen0");
-    EXPECT_EQ(readFile(path("x.log.0")), "current");
-    EXPECT_FALSE(exists(path("x.2.log")));
-    EXPECT_FALSE(exists(file));
+    EXPECT_EQ(vt::slurp(path("x.log.2")), "gen1");
+    EXPECT_EQ(vt::slurp(path("x.1.log")), "gen0");
+    EXPECT_EQ(vt::slurp(path("x.log.0")), "current");
+    EXPECT_FALSE(vt::exists(path("x.2.log")));
+    EXPECT_FALSE(vt::exists(file));
 }
 
 TEST_F(LoggingTest, RotateFilesEdgeCases) {
@@ -278,19 +250,36 @@ TEST_F(LoggingTest, RotateFilesEdgeCases) {
     EXPECT_EQ(rotateFiles(path("absent.log").c_str(), 3), kErrNoSuchFile);
 
     std::string file = path("gone.log");
-    writeFile(file, "x");
+    vt::spill(file, "x");
     EXPECT_EQ(rotateFiles(file.c_str(), 0), 0);  // keep 0: just delete
-    EXPECT_FALSE(exists(file));
+    EXPECT_FALSE(vt::exists(file));
 
     // A dot that starts the last component is no extension, nor is a dot in
     // a directory name.
     ASSERT_EQ(mkdir(path("d.ir").c_str(), 0700), 0);
     std::string hidden = path("d.ir/.hidden");
-    writeFile(hidden, "h");
-    writeFile(hidden + ".0", "h0");
+    vt::spill(hidden, "h");
+    vt::spill(hidden + ".0", "h0");
     ASSERT_EQ(rotateFiles(hidden.c_str(), 2), 0);
-    EXPECT_EQ(readFile(hidden + ".1"), "h0");
-    EXPECT_EQ(readFile(hidden + ".0"), "h");
+    EXPECT_EQ(vt::slurp(hidden + ".1"), "h0");
+    EXPECT_EQ(vt::slurp(hidden + ".0"), "h");
+}
+
+}  // namespace
+
+namespace {
+
+TEST_F(LoggingTest, ProgramLogRotatesAbove256KiBKeepingSevenGenerations) {
+    const std::string log = dir_ / (std::string(programName()) + ".log");
+    for (int size : {263167, 263168}) {
+        for (int g = 0; g < 7; ++g) vt::spill(log + "." + std::to_string(g), "gen" + std::to_string(g));
+        vt::spill(log, std::string(size_t(size), 'o'));
+        logSetUpForProgram();
+        logClose();
+        EXPECT_EQ(vt::slurp(log + ".0").size(), size == 263168 ? 263168u : 4u) << size;
+    }
+    EXPECT_EQ(vt::slurp(log + ".6"), "gen5");
+    EXPECT_FALSE(vt::exists(log + ".7"));
 }
 
 }  // namespace

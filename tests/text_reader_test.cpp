@@ -14,49 +14,12 @@
 #include <string>
 #include <vector>
 
+#include "tests/support/support.h"
+
 namespace {
 
-class MemoryStream final : public XpByteStream {
-public:
-    MemoryStream(std::string bytes, size_t chunk) : bytes_(std::move(bytes)), chunk_(chunk) {}
-    uint32_t capabilities() const noexcept override { return 0; }
-    const char* name() const noexcept override { return "<memory>"; }
-    bool isConsole() const noexcept override { return false; }
-    ResultCode close() noexcept override { return 0; }
-    ResultCode flush() noexcept override { return 0; }
-    ResultCode position(int64_t* out) noexcept override {
-        *out = int64_t(at_);
-        return 0;
-    }
-    ResultCode seek(int64_t, int, int64_t*) noexcept override { return 29; }
-    ResultCode read(void* destination, size_t minimum, size_t maximum, size_t* bytesRead) noexcept override {
-        size_t got = 0;
-        ResultCode rc = 0;
-        while (got < maximum) {
-            const size_t n = std::min({chunk_, maximum - got, bytes_.size() - at_});
-            if (n == 0) {
-                rc = kErrEndOfFile;
-                break;
-            }
-            std::memcpy(static_cast<char*>(destination) + got, bytes_.data() + at_, n);
-            at_ += n;
-            got += n;
-            if (got >= minimum) break;  // a short read, as pipes give
-        }
-        if (bytesRead) *bytesRead = got;
-        return got >= minimum ? 0 : rc;
-    }
-    ResultCode write(const void*, size_t, size_t*) noexcept override { return 22; }
-    ResultCode writeByte(uint8_t) noexcept override { return 22; }
-
-private:
-    std::string bytes_;
-    size_t chunk_;
-    size_t at_ = 0;
-};
-
 XpHolder<XpTextReader> readerOn(const std::string& bytes, size_t chunk = 4096) {
-    auto* stream = new MemoryStream(bytes, chunk);
+    auto* stream = new vt::MemoryStream(bytes, chunk);
     XpHolder<XpTextReader> reader;
     EXPECT_EQ(XpTextReader::create(&reader, stream), 0);
     stream->release();
@@ -92,6 +55,9 @@ TEST(TextReaderEncoding, MarksAreRecognisedAndConsumed) {
         {std::string("\xFF\xFE\0\0" "A\0\0\0\n\0\0\0", 12), 12000, u"A\n"},
         {std::string("\0\0\xFE\xFF\0\0\0A\0\0\0\n", 12), 12001, u"A\n"},
         {"caf\xE9\n", 1252, u"caf\u00E9\n"},
+        // The marks alone, at exactly their own length.
+        {std::string("\0\0\xFE\xFF", 4), 12001, u""}, {std::string("\xFF\xFE\0\0", 4), 12000, u""},
+        {"\xFE\xFF", 1201, u""}, {"\xFF\xFE", 1200, u""}, {"\xEF\xBB\xBF", 65001, u""},
         // No mark and a zero byte: still the caller's code page.
         {std::string("A\0B\0", 4), 1252, std::u16string(u"A\0B\0", 4)},
     };

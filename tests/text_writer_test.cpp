@@ -11,51 +11,15 @@
 #include <vector>
 
 #include "foundation/encodings.h"
+#include "tests/support/support.h"
 
 namespace {
 
-// A stream that records every write call. It can ask for line-by-line
-// delivery, and can be told to take only a few bytes and then fail.
-class MemoryStream final : public XpByteStream {
-public:
-    std::string content;
-    std::vector<size_t> writeSizes;
-    uint32_t capabilityWord = 0;
-    int64_t positionValue = 0;
-    bool positionFails = false;
-    size_t acceptBeforeFailure = SIZE_MAX;
-    ResultCode failure = kErrNoSpace;
-
-    uint32_t capabilities() const noexcept override { return capabilityWord; }
-    const char* name() const noexcept override { return "<memory>"; }
-    bool isConsole() const noexcept override { return false; }
-    ResultCode close() noexcept override { return 0; }
-    ResultCode flush() noexcept override { return 0; }
-    ResultCode position(int64_t* out) noexcept override {
-        *out = positionFails ? 0 : positionValue + static_cast<int64_t>(content.size());
-        return positionFails ? kErrInvalidArgument : 0;
-    }
-    ResultCode seek(int64_t, int, int64_t*) noexcept override { return kErrInvalidArgument; }
-    ResultCode read(void*, size_t, size_t, size_t* n) noexcept override {
-        if (n) *n = 0;
-        return kErrEndOfFile;
-    }
-    ResultCode write(const void* buffer, size_t length, size_t* written) noexcept override {
-        writeSizes.push_back(length);
-        size_t n = length < acceptBeforeFailure ? length : acceptBeforeFailure;
-        content.append(static_cast<const char*>(buffer), n);
-        if (acceptBeforeFailure != SIZE_MAX) acceptBeforeFailure -= n;
-        if (written) *written = n;
-        return n == length ? 0 : failure;
-    }
-    ResultCode writeByte(uint8_t byte) noexcept override { return write(&byte, 1, nullptr); }
-};
-
 struct Fixture {
-    XpHolder<MemoryStream> stream;
+    XpHolder<vt::MemoryStream> stream;
     XpHolder<XpTextWriter> writer;
     explicit Fixture(uint32_t capabilities = 0) {
-        stream.adopt(new MemoryStream);
+        stream.adopt(new vt::MemoryStream);
         stream->capabilityWord = capabilities;
         EXPECT_EQ(XpTextWriter::create(&writer), 0);
         EXPECT_EQ(writer->attach(stream.get()), 0);
@@ -64,30 +28,6 @@ struct Fixture {
         EXPECT_EQ(writer->flush(), 0);
         return stream->content;
     }
-};
-
-std::string readFile(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream s;
-    s << in.rdbuf();
-    return s.str();
-}
-
-class TempDir {
-public:
-    TempDir() {
-        char pattern[] = "/tmp/vro_text_writer_test_XXXXXX";
-        EXPECT_NE(mkdtemp(pattern), nullptr);
-        path_ = pattern;
-    }
-    ~TempDir() {
-        std::string command = "rm -rf '" + path_ + "'";
-        (void)system(command.c_str());
-    }
-    std::string file(const char* name) const { return path_ + "/" + name; }
-
-private:
-    std::string path_;
 };
 
 TEST(TextWriter, NewWriterIsUtf8PassThrough) {
@@ -194,8 +134,8 @@ TEST(TextWriter, ByteOrderMarkOnlyAtPositionZero) {
     EXPECT_EQ(unknown.writer->writeBom(), 0);
     EXPECT_EQ(unknown.flushed(), "");
 
-    TempDir dir;
-    std::string path = dir.file("bom.txt");
+    vt::TempDir dir;
+    std::string path = (dir / "bom.txt");
     for (int run = 0; run < 2; ++run) {  // new file, then append to non-empty
         XpHolder<XpTextWriter> w;
         ASSERT_EQ(openTextWriterOnFile(path.c_str(), run == 1, &w), 0);
@@ -203,15 +143,15 @@ TEST(TextWriter, ByteOrderMarkOnlyAtPositionZero) {
         EXPECT_EQ(w->writeText("x"), 0);
         EXPECT_EQ(w->close(), 0);
     }
-    EXPECT_EQ(readFile(path), "\xEF\xBB\xBFxx");
+    EXPECT_EQ(vt::slurp(path), "\xEF\xBB\xBFxx");
 
-    std::string empty = dir.file("empty.txt");
+    std::string empty = (dir / "empty.txt");
     { std::ofstream touch(empty); }
     XpHolder<XpTextWriter> w;
     ASSERT_EQ(openTextWriterOnFile(empty.c_str(), true, &w), 0);
     EXPECT_EQ(w->writeBom(), 0);  // appending to an empty file still starts it
     EXPECT_EQ(w->close(), 0);
-    EXPECT_EQ(readFile(empty), "\xEF\xBB\xBF");
+    EXPECT_EQ(vt::slurp(empty), "\xEF\xBB\xBF");
 }
 
 TEST(TextWriter, EscapingModes) {
@@ -274,8 +214,8 @@ TEST(TextWriter, AttachAndClose) {
     EXPECT_EQ(f.stream->content, "");
     uint32_t refs = f.stream->referenceCount();
 
-    XpHolder<MemoryStream> other;
-    other.adopt(new MemoryStream);
+    XpHolder<vt::MemoryStream> other;
+    other.adopt(new vt::MemoryStream);
     EXPECT_EQ(f.writer->attach(other.get()), 0);  // closes: the old stream gets the text
     EXPECT_EQ(f.stream->content, "pending");
     EXPECT_EQ(f.stream->referenceCount(), refs - 1);
@@ -306,21 +246,21 @@ TEST(TextWriter, FullDeviceFailsOnCloseAndReleases) {
 }
 
 TEST(TextWriter, OpeningFunctions) {
-    TempDir dir;
+    vt::TempDir dir;
     XpHolder<XpTextWriter> w;
-    EXPECT_EQ(openTextWriterOnFile(dir.file("x").c_str(), false, nullptr), kErrInvalidArgument);
-    EXPECT_EQ(openTextWriterOnFile(dir.file("no/such/dir").c_str(), false, &w), kErrNoSuchFile);
+    EXPECT_EQ(openTextWriterOnFile((dir / "x").c_str(), false, nullptr), kErrInvalidArgument);
+    EXPECT_EQ(openTextWriterOnFile((dir / "no/such/dir").c_str(), false, &w), kErrNoSuchFile);
     EXPECT_FALSE(w);
     EXPECT_EQ(openTextWriterOnStdio(nullptr, 0, &w), kErrInvalidArgument);
     EXPECT_FALSE(w);
 
-    std::string path = dir.file("printf.txt");
+    std::string path = (dir / "printf.txt");
     ASSERT_EQ(openTextWriterOnFile(path.c_str(), false, &w), 0);
     EXPECT_EQ(w->encoder()->codePage(), 65001u);
     EXPECT_EQ(writerPrintf(w.get(), "[%5s][%-5s][%#x][%#x]", "ab", "ab", 255, 0), 0);
     EXPECT_EQ(writerPrintf16(w.get(), u"[%ls %d]", u"\u00e9", 3), 0);
     EXPECT_EQ(w->close(), 0);
-    EXPECT_EQ(readFile(path), "[   ab][ab   ][0xff][0][\xC3\xA9 3]");
+    EXPECT_EQ(vt::slurp(path), "[   ab][ab   ][0xff][0][\xC3\xA9 3]");
 
     // A terminal gets the OEM code page.
     int master = posix_openpt(O_RDWR | O_NOCTTY);
