@@ -76,17 +76,15 @@ std::string fmtUnchecked(const char* format, ...) {
     return sink.text;
 }
 
-TEST(PrintfEngine, WidthAndJustification) {
-    EXPECT_EQ(fmt("[%5s]", "ab"), "[   ab]");
-    EXPECT_EQ(fmt("[%-5s]", "ab"), "[ab   ]");
-    EXPECT_EQ(fmt("[%5d]", -42), "[  -42]");
-    EXPECT_EQ(fmt("[%-5d]", -42), "[-42  ]");
-    EXPECT_EQ(fmt("[%05d]", -42), "[-0042]");
+TEST(PrintfEngine, WidthJustificationSignsAndBases) {
+    EXPECT_EQ(fmt("[%5s][%-5s][%5d][%-5d][%05d]", "ab", "ab", -42, -42, -42), "[   ab][ab   ][  -42][-42  ][-0042]");
     EXPECT_EQ(fmtUnchecked("[%-05d]", 42), "[42   ]");  // '-' wins over '0'
-    EXPECT_EQ(fmt("[%*d]", 4, 7), "[   7]");
-    EXPECT_EQ(fmt("[%*d]", -4, 7), "[7   ]");  // negative '*' width left-justifies
-    EXPECT_EQ(fmt("[%04d-%02d]", 2021, 3), "[2021-03]");
-    EXPECT_EQ(fmt("[%2s]", "abcdef"), "[abcdef]");  // width never cuts
+    EXPECT_EQ(fmt("[%*d][%*d]", 4, 7, -4, 7), "[   7][7   ]");  // negative '*' width left-justifies
+    EXPECT_EQ(fmt("[%04d-%02d][%2s]", 2021, 3, "abcdef"), "[2021-03][abcdef]");  // width never cuts
+    EXPECT_EQ(fmt("%+d %+d % d % d", 5, -5, 5, -5), "+5 -5  5 -5");
+    EXPECT_EQ(fmt("%#x %#x %#X %x %X %o", 255, 0, 255, 0xBEEFu, 0xBEEFu, 8u), "0xff 0 0XFF beef BEEF 10");
+    EXPECT_EQ(fmt("%#o %#o %#08x %'d", 8u, 0u, 255u, 1234567), "010 0 0x0000ff 1234567");  // grouping not applied
+    EXPECT_EQ(fmtUnchecked("%+u", 5u), "5");  // unsigned conversions take no sign
 
     RecordingSink sink;  // padding is one fill call
     EXPECT_EQ(sinkPrintf(&sink, "%6u", 12u), 0);
@@ -94,68 +92,33 @@ TEST(PrintfEngine, WidthAndJustification) {
     EXPECT_EQ(sink.fills, 1);
 }
 
-TEST(PrintfEngine, SignsAndAlternateForms) {
-    EXPECT_EQ(fmt("%+d %+d % d % d", 5, -5, 5, -5), "+5 -5  5 -5");
-    EXPECT_EQ(fmt("%#x", 255), "0xff");
-    EXPECT_EQ(fmt("%#x", 0), "0");
-    EXPECT_EQ(fmt("%#X", 255), "0XFF");
-    EXPECT_EQ(fmt("%x %X %o", 0xBEEFu, 0xBEEFu, 8u), "beef BEEF 10");
-    EXPECT_EQ(fmt("%#o %#o", 8u, 0u), "010 0");
-    EXPECT_EQ(fmt("%#08x", 255u), "0x0000ff");
-    EXPECT_EQ(fmt("%'d", 1234567), "1234567");  // grouping accepted, not applied
-    EXPECT_EQ(fmtUnchecked("%+u", 5u), "5");             // unsigned conversions take no sign
-}
-
-TEST(PrintfEngine, IntegerPrecision) {
-    EXPECT_EQ(fmt("%.3d", 7), "007");
-    EXPECT_EQ(fmt("%.3d", -7), "-007");
+TEST(PrintfEngine, IntegerPrecisionAndSizes) {
+    EXPECT_EQ(fmt("%.3d %.3d [%.0d] [%#.0o] [%.*d]", 7, -7, 0, 0u, -1, 5), "007 -007 [] [0] [5]");
     EXPECT_EQ(fmtUnchecked("[%08.3d]", 7), "[     007]");  // precision switches zero padding off
-    EXPECT_EQ(fmt("[%.0d]", 0), "[]");
-    EXPECT_EQ(fmt("[%#.0o]", 0u), "[0]");
-    EXPECT_EQ(fmt("[%.*d]", -1, 5), "[5]");  // negative '*' precision counts as none
-
-    std::string cut = fmt("%.300d", 1);
-    ASSERT_EQ(cut.size(), 256u);
-    EXPECT_EQ(cut, std::string(255, '0') + "1");
+    EXPECT_EQ(fmt("%.300d", 1), std::string(255, '0') + "1");  // cut at 256 characters
     EXPECT_EQ(fmt("%.300x", 0xABu), std::string(254, '0') + "ab");
-}
-
-TEST(PrintfEngine, SizeModifiers) {
-    EXPECT_EQ(fmt("%hhd %hhu", 257, 511), "1 255");
-    EXPECT_EQ(fmt("%hd %hu", 65537, 65535 + 65536), "1 65535");
+    EXPECT_EQ(fmt("%hhd %hhu %hd %hu", 257, 511, 65537, 65535 + 65536), "1 255 1 65535");
     EXPECT_EQ(fmt("%ld %lu", LONG_MIN, ULONG_MAX), std::to_string(LONG_MIN) + " " + std::to_string(ULONG_MAX));
     EXPECT_EQ(fmt("%lld %llu", LLONG_MIN, ULLONG_MAX), "-9223372036854775808 18446744073709551615");
     EXPECT_EQ(fmt("%zu %zd %td %jd", size_t(42), ptrdiff_t(-3), ptrdiff_t(-4), intmax_t(-5)), "42 -3 -4 -5");
     EXPECT_EQ(fmtUnchecked("%I64d %qd %Od %Td", int64_t(-1) << 40, int64_t(1) << 40, int64_t(7), int64_t(-7)),
               "-1099511627776 1099511627776 7 -7");
     EXPECT_EQ(fmtUnchecked("%I32d %I16d %Iu", -9, 65537, size_t(1) << 33), "-9 1 8589934592");
-    EXPECT_EQ(fmt("%u", 4294967295u), "4294967295");
-    EXPECT_EQ(fmt("%d", INT_MIN), "-2147483648");
+    EXPECT_EQ(fmt("%u %d", 4294967295u, INT_MIN), "4294967295 -2147483648");
 }
 
-TEST(PrintfEngine, CharactersAndStrings) {
-    EXPECT_EQ(fmt("[%c][%3c][%-3c]", 'A', 'b', 'c'), "[A][  b][c  ]");
-    EXPECT_EQ(fmt("%.2s|%.10s", "abcdef", "xy"), "ab|xy");
+TEST(PrintfEngine, CharactersStringsPointersAndOthers) {
+    EXPECT_EQ(fmt("[%c][%3c][%-3c] %.2s|%.10s", 'A', 'b', 'c', "abcdef", "xy"), "[A][  b][c  ] ab|xy");
     EXPECT_EQ(fmtUnchecked("[%05s]", "ab"), "[000ab]");
-
     const char* absent = nullptr;
-    EXPECT_EQ(fmtUnchecked("%s: x", absent), "(null): x");
-    EXPECT_EQ(fmtUnchecked("[%.3s][%.6s][%8s]", absent, absent, absent), "[][(null)][  (null)]");
-
+    EXPECT_EQ(fmtUnchecked("%s: [%.3s][%.6s][%8s]", absent, absent, absent, absent), "(null): [][(null)][  (null)]");
     const char16_t* wide = u"h\u00e9llo";
     const char16_t* absent16 = nullptr;
     EXPECT_EQ(fmtUnchecked("[%ls][%ts][%S]", wide, wide, wide), "[h<U+00E9>llo][h<U+00E9>llo][h<U+00E9>llo]");
-    EXPECT_EQ(fmtUnchecked("[%.2ls][%7ls]", wide, u"ab"), "[h<U+00E9>][     ab]");
-    EXPECT_EQ(fmtUnchecked("[%ls][%S]", absent16, absent16), "[][]");  // null UTF-16 writes nothing
-    EXPECT_EQ(fmtUnchecked("[%hS]", "narrow"), "[narrow]");
-    EXPECT_EQ(fmtUnchecked("[%lc][%C][%hC]", u'\u00e9', u'Z', 'n'), "[<U+00E9>][Z][n]");
+    EXPECT_EQ(fmtUnchecked("[%.2ls][%7ls][%ls][%S]", wide, u"ab", absent16, absent16), "[h<U+00E9>][     ab][][]");
+    EXPECT_EQ(fmtUnchecked("[%hS][%lc][%C][%hC]", "narrow", u'\u00e9', u'Z', 'n'), "[narrow][<U+00E9>][Z][n]");
     EXPECT_EQ(fmtUnchecked("[%zs]", static_cast<void*>(nullptr)), "[CFStringRef]");
-}
-
-TEST(PrintfEngine, PointerPercentAndUnknownDirectives) {
-    EXPECT_EQ(fmt("%p", reinterpret_cast<void*>(0x1234)), "0x1234");
-    EXPECT_EQ(fmt("%p", static_cast<void*>(nullptr)), "0x0");
-    EXPECT_EQ(fmt("100%%"), "100%");
+    EXPECT_EQ(fmt("%p %p 100%%", reinterpret_cast<void*>(0x1234), static_cast<void*>(nullptr)), "0x1234 0x0 100%");
     EXPECT_EQ(fmtUnchecked("a%yb%"), "a%yb%");  // not conversions: written back
 }
 

@@ -36,32 +36,29 @@ const Utf8Case kUtf8Cases[] = {
     {"twoInvalidBytesOneReplacement", "a\xFF\xFE" "b", u"a\xFFFD" u"b", kErrIllegalSequence, 4},
 };
 
-class Utf8Decoding : public testing::TestWithParam<Utf8Case> {};
+TEST(Utf8Decoding, ToUtf16AndUtf32) {
+    for (const Utf8Case& c : kUtf8Cases) {
+        SCOPED_TRACE(c.name);
+        char16_t out16[16] = {};
+        uint32_t in = static_cast<uint32_t>(c.bytes.size());
+        uint32_t out = 16;
+        EXPECT_EQ(utf8ToUtf16(c.bytes.data(), &in, out16, &out), c.rc);
+        EXPECT_EQ(in, c.consumed);
+        EXPECT_EQ(std::u16string(out16, out), c.units);
+        EXPECT_EQ(utf16LengthOfUtf8(c.bytes.data(), static_cast<uint32_t>(c.bytes.size())), c.units.size());
 
-TEST_P(Utf8Decoding, ToUtf16AndUtf32) {
-    const Utf8Case& c = GetParam();
-    char16_t out16[16] = {};
-    uint32_t in = static_cast<uint32_t>(c.bytes.size());
-    uint32_t out = 16;
-    EXPECT_EQ(utf8ToUtf16(c.bytes.data(), &in, out16, &out), c.rc);
-    EXPECT_EQ(in, c.consumed);
-    EXPECT_EQ(std::u16string(out16, out), c.units);
-    EXPECT_EQ(utf16LengthOfUtf8(c.bytes.data(), static_cast<uint32_t>(c.bytes.size())), c.units.size());
-
-    // The 32-bit side decodes alike: one unit per character.
-    char32_t out32[16] = {};
-    in = static_cast<uint32_t>(c.bytes.size());
-    out = 16;
-    EXPECT_EQ(utf8ToUtf32(c.bytes.data(), &in, out32, &out), c.rc);
-    EXPECT_EQ(in, c.consumed);
-    uint32_t expected32 = 0;
-    for (char16_t u : c.units) expected32 += (u >= 0xDC00 && u <= 0xDFFF) ? 0 : 1;
-    EXPECT_EQ(out, expected32);
-    EXPECT_EQ(utf32LengthOfUtf8(c.bytes.data(), static_cast<uint32_t>(c.bytes.size())), expected32);
+        // The 32-bit side decodes alike: one unit per character.
+        char32_t out32[16] = {};
+        in = static_cast<uint32_t>(c.bytes.size());
+        out = 16;
+        EXPECT_EQ(utf8ToUtf32(c.bytes.data(), &in, out32, &out), c.rc);
+        EXPECT_EQ(in, c.consumed);
+        uint32_t expected32 = 0;
+        for (char16_t u : c.units) expected32 += (u >= 0xDC00 && u <= 0xDFFF) ? 0 : 1;
+        EXPECT_EQ(out, expected32);
+        EXPECT_EQ(utf32LengthOfUtf8(c.bytes.data(), static_cast<uint32_t>(c.bytes.size())), expected32);
+    }
 }
-
-INSTANTIATE_TEST_SUITE_P(Rules, Utf8Decoding, testing::ValuesIn(kUtf8Cases),
-                         [](const testing::TestParamInfo<Utf8Case>& info) { return std::string(info.param.name); });
 
 TEST(UtfProtocol, ArgumentsAndTerminatedSource) {
     char16_t out[8];
