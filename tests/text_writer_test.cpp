@@ -195,6 +195,7 @@ TEST(TextWriter, FailuresAreCodes) {
     ASSERT_EQ(XpTextWriter::create(&w), 0);
     EXPECT_EQ(w->writeText("x"), kErrInvalidState);  // no stream yet
     EXPECT_EQ(w->writeBom(), kErrInvalidState);
+    EXPECT_EQ(w->writeEscaped(static_cast<const char*>(nullptr), 0, false), kErrInvalidState);
     EXPECT_EQ(w->flush(), kErrInvalidState);
     EXPECT_EQ(writerPrintf(w.get(), "%d", 1), kErrInvalidState);
     EXPECT_EQ(writerPrintf(nullptr, "%d", 1), kErrInvalidArgument);
