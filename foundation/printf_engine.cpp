@@ -546,3 +546,18 @@ size_t bufferPrintf(char* buffer, size_t size, const char* format, ...) noexcept
     va_end(args);
     return n;
 }
+
+ResultCode formatIntoV(XpString16* string, const char* format, va_list args) noexcept {
+    if (format == nullptr || format[0] == '\0') return kResultOk;
+    if (string == nullptr) return kErrInvalidArgument;
+    wstrbuf_writer sink(string);
+    return formatToSink(&sink, format, args);
+}
+
+ResultCode formatInto(XpString16* string, const char* format, ...) noexcept {
+    va_list args;
+    va_start(args, format);
+    ResultCode rc = formatIntoV(string, format, args);
+    va_end(args);
+    return rc;
+}

@@ -41,6 +41,7 @@
 
 #include "foundation/result_codes.h"
 
+class XpString16;
 class tsr_writer;
 
 // Longest precision an integer conversion honours; larger ones are cut to it.
@@ -59,3 +60,10 @@ ResultCode sinkPrintf16(tsr_writer* sink, const char16_t* format, ...) noexcept;
 size_t formatToBuffer(char* buffer, size_t size, const char* format, va_list args) noexcept;
 size_t bufferPrintf(char* buffer, size_t size, const char* format, ...) noexcept
     __attribute__((format(printf, 3, 4)));
+
+// Appends formatted text to a UTF-16 framework string through a
+// wstrbuf_writer (the narrow format is this engine's). An empty or null
+// format does nothing and returns 0; a null string gives 22; otherwise the
+// engine's code.
+ResultCode formatIntoV(XpString16* string, const char* format, va_list args) noexcept;
+ResultCode formatInto(XpString16* string, const char* format, ...) noexcept __attribute__((format(printf, 2, 3)));

@@ -33,13 +33,10 @@
 // the same everywhere.
 #pragma once
 
-#include <cstdarg>
 #include <cstdint>
 #include <cstring>
 
-#include "foundation/printf_engine.h"
 #include "foundation/result_codes.h"
-#include "foundation/string_sinks.h"
 #include "foundation/utf.h"
 
 // Insert position: append at the end.
@@ -251,24 +248,3 @@ int compareText(const char* a, const char* b) noexcept;
 // The same after folding only "A"-"Z" to "a"-"z"; bytes above 0x7F stay as
 // they are, so the UTF-8 forms of accented capitals and small letters differ.
 int compareTextNoCase(const char* a, const char* b) noexcept;
-
-// Appends formatted text to a 16-bit string through a wstrbuf_writer (the
-// narrow format is the printf engine's). An empty or null format does
-// nothing and returns 0; a null string gives 22; otherwise the engine's
-// code. Defined inline so that
-// only programs that format into strings link the printf engine.
-inline ResultCode formatIntoV(XpString16* string, const char* format, va_list args) noexcept {
-    if (format == nullptr || format[0] == '\0') return kResultOk;
-    if (string == nullptr) return kErrInvalidArgument;
-    wstrbuf_writer sink(string);
-    return formatToSink(&sink, format, args);
-}
-inline ResultCode formatInto(XpString16* string, const char* format, ...) noexcept
-    __attribute__((format(printf, 2, 3)));
-inline ResultCode formatInto(XpString16* string, const char* format, ...) noexcept {
-    va_list args;
-    va_start(args, format);
-    ResultCode rc = formatIntoV(string, format, args);
-    va_end(args);
-    return rc;
-}

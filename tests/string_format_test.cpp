@@ -1,5 +1,6 @@
 #include <gtest/gtest.h>
 
+#include "foundation/printf_engine.h"
 #include "foundation/strings.h"
 
 namespace {

@@ -7,7 +7,3 @@ varo_test(vro_strings_tests
   SOURCES tests/utf_test.cpp tests/strings_test.cpp tests/string_sinks_test.cpp
   DEPS vro_strings)
 # Formatting into strings runs the printf engine, which lives with the text
-# writer; a separate program keeps the string tests free of that dependency.
-varo_test(vro_strings_format_tests
-  SOURCES tests/string_format_test.cpp
-  DEPS vro_strings vro_text_writer)
