@@ -6,13 +6,8 @@
 #include <memory>
 #include <new>
 
+#include "metrics/fixed_point.h"
 #include "metrics/publication.h"
-
-uint32_t mulDivRound(uint32_t x, uint32_t m, uint32_t d) noexcept {
-    if (d == 0) return 0xFFFFFFFFu;
-    const uint64_t q = (uint64_t(x) * m + d / 2) / d;
-    return q > 0xFFFFFFFFu ? 0xFFFFFFFFu : uint32_t(q);
-}
 
 uint32_t roundToUnsigned(double value) noexcept {
     const double r = std::nearbyint(value);

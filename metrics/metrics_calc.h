@@ -8,7 +8,8 @@
 // (the UTC year of `now`) in the list and the record, and leaves the list
 // sorted by Rank with sortKey 6. Nothing can fail; a null record does nothing.
 // All arithmetic is 32-bit unsigned as the record's fields are, wrapping where
-// a sum overflows; fractions are rounded half up through mulDivRound.
+// a sum overflows; fractions are rounded half up through mulDivRound
+// (metrics/fixed_point.h).
 #pragma once
 
 #include <cstdint>
@@ -20,10 +21,6 @@ class VroPublicationList;
 struct MetricsCalcOptions {
     uint32_t maxAuthors;  // cap on the authors counted per paper; 0 means 50
 };
-
-// (x * m + d / 2) / d computed in 64 bits: rounded half up; 0xFFFFFFFF when d
-// is 0 or the quotient does not fit in 32 bits.
-uint32_t mulDivRound(uint32_t x, uint32_t m, uint32_t d) noexcept;
 
 // A double rounded to the nearest integer, ties to even (the floating-point
 // unit's default mode), negatives raised to 0; a value beyond 32 bits keeps

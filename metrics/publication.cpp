@@ -4,7 +4,7 @@
 #include <cstring>
 #include <new>
 
-#include "metrics/metrics_calc.h"
+#include "metrics/fixed_point.h"
 
 const char* const kFieldMaskBitNames[32] = {
     "ArticleURL", "Authors", "CitesCount", "CitesURL", "Publisher", "Rank", "Source", "Title",

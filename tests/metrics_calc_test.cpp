@@ -12,6 +12,7 @@
 #include <sstream>
 #include <vector>
 
+#include "metrics/fixed_point.h"
 #include "metrics/metrics_record.h"
 #include "metrics/publication.h"
 #include "tests/support/support.h"

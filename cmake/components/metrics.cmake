@@ -1,6 +1,7 @@
-# Publication record and list, metrics record and schema, metrics calculation.
+# Publication record and list, metrics record and schema, metrics calculation
+# and the fixed-point arithmetic the record and the calculation share.
 varo_component(vro_metrics
-  SOURCES metrics/publication.cpp metrics/metrics_record.cpp metrics/metrics_calc.cpp
+  SOURCES metrics/publication.cpp metrics/metrics_record.cpp metrics/metrics_calc.cpp metrics/fixed_point.h
   DEPS vro_strings vro_results)
 varo_test(vro_metrics_tests
   SOURCES tests/publication_test.cpp tests/metrics_calc_test.cpp
