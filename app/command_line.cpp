@@ -2,29 +2,26 @@
 #include "app/command_line.h"
 
 #include <cstring>
+#include <iterator>
+#include <string_view>
+
+#include "foundation/ascii.h"
+#include "foundation/sorted_tables.h"
 
 namespace {
 
-constexpr bool namesAscend(const LongOption* options) {
-    for (; options[0].name && options[1].name; ++options) {
-        const char* a = options[0].name;
-        const char* b = options[1].name;
-        while (*a && *a == *b) ++a, ++b;
-        if (static_cast<unsigned char>(*a) >= static_cast<unsigned char>(*b)) return false;
-    }
-    return true;
-}
-static_assert(namesAscend(kLongOptions), "kLongOptions is kept sorted by name");
-static_assert(kLongOptions[sizeof kLongOptions / sizeof kLongOptions[0] - 1].name == nullptr,
+// Plain byte order of the names, the all-zero last row left out.
+static_assert(isStrictlyAscending(kLongOptions, std::size(kLongOptions) - 1,
+                                  [](const LongOption& a, const LongOption& b) {
+                                      return std::string_view(a.name) < std::string_view(b.name);
+                                  }),
+              "kLongOptions is kept sorted by name");
+static_assert(std::size(kLongOptions) > 0 && kLongOptions[std::size(kLongOptions) - 1].name == nullptr,
               "kLongOptions ends with an all-zero row");
-
-char foldAsciiLetter(char c) noexcept {
-    return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c;
-}
 
 bool equalIgnoringAsciiCase(const char* a, const char* b) noexcept {
     for (; *a && *b; ++a, ++b)
-        if (foldAsciiLetter(*a) != foldAsciiLetter(*b)) return false;
+        if (asciiLower(*a) != asciiLower(*b)) return false;
     return *a == *b;
 }
 

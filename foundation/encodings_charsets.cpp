@@ -2,6 +2,7 @@
 // names share a code page ("utf-16", "unicode" and "ucs-2" are all 1200). The
 // registry serves only some of these code pages; this table names them all.
 #include "foundation/encodings.h"
+#include "foundation/sorted_tables.h"
 
 constexpr CharsetName kCharsetNames[kCharsetNameCount] = {
     {"asmo-708", 708},
@@ -166,12 +167,11 @@ constexpr int compareBytes(const char* a, const char* b) {
     return int(static_cast<unsigned char>(*a)) - int(static_cast<unsigned char>(*b));
 }
 
-constexpr bool namesSorted() {
-    for (uint32_t i = 1; i < kCharsetNameCount; ++i)
-        if (compareBytes(kCharsetNames[i - 1].name, kCharsetNames[i].name) >= 0) return false;
-    return true;
-}
-static_assert(namesSorted(), "the charset names are searched by binary search");
+static_assert(isStrictlyAscending(kCharsetNames,
+                                  [](const CharsetName& a, const CharsetName& b) {
+                                      return compareBytes(a.name, b.name) < 0;
+                                  }),
+              "the charset names are searched by binary search");
 
 }  // namespace
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "foundation/encodings.h"
+#include "foundation/sorted_tables.h"
 
 constexpr AsciiSubstitution kAsciiSubstitutions[kAsciiSubstitutionCount] = {
     {0x00AB, 0x22}, {0x00AD, 0x2D}, {0x00B4, 0x27}, {0x00BB, 0x22}, {0x00F7, 0x2F}, {0x01C0, 0x7C},
@@ -42,12 +43,11 @@ constexpr AsciiSubstitution kAsciiSubstitutions[kAsciiSubstitutionCount] = {
 
 namespace {
 
-constexpr bool substitutionsSorted() {
-    for (uint32_t i = 1; i < kAsciiSubstitutionCount; ++i)
-        if (kAsciiSubstitutions[i - 1].codePoint >= kAsciiSubstitutions[i].codePoint) return false;
-    return true;
-}
-static_assert(substitutionsSorted(), "the substitution table is searched by binary search");
+static_assert(isStrictlyAscending(kAsciiSubstitutions,
+                                  [](const AsciiSubstitution& a, const AsciiSubstitution& b) {
+                                      return a.codePoint < b.codePoint;
+                                  }),
+              "the substitution table is searched by binary search");
 
 // Full-width ASCII (U+FF01-U+FF5E) stands for the ASCII byte at the same offset.
 constexpr bool fullWidthRowsMatch() {

@@ -11,9 +11,11 @@
 //   and released, so objects no holder keeps are destroyed.
 #include <algorithm>
 #include <atomic>
+#include <iterator>
 #include <new>
 
 #include "foundation/encodings.h"
+#include "foundation/sorted_tables.h"
 
 namespace {
 
@@ -47,14 +49,13 @@ constexpr RegistryEntry kRegistry[] = {
     {kCodePageUtf8, "utf-8", make<charenc_utf8>},
     {kCodePageUserDefined, "x-user-defined", make<charenc_user>},
 };
-constexpr size_t kRegistrySize = sizeof kRegistry / sizeof kRegistry[0];
+constexpr size_t kRegistrySize = std::size(kRegistry);
 
-constexpr bool registrySorted() {
-    for (size_t i = 1; i < kRegistrySize; ++i)
-        if (kRegistry[i - 1].codePage >= kRegistry[i].codePage) return false;
-    return true;
-}
-static_assert(registrySorted(), "the registry is searched by binary search");
+static_assert(isStrictlyAscending(kRegistry,
+                                  [](const RegistryEntry& a, const RegistryEntry& b) {
+                                      return a.codePage < b.codePage;
+                                  }),
+              "the registry is searched by binary search");
 
 constexpr size_t indexOf(uint32_t codePage) {
     for (size_t i = 0; i < kRegistrySize; ++i)

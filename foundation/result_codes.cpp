@@ -7,7 +7,10 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
 #include <mutex>
+
+#include "foundation/sorted_tables.h"
 
 namespace {
 
@@ -45,7 +48,7 @@ constexpr const char* kRuntimeTexts[] = {
     "State not recoverable", "Previous owner died", "Protocol error", "Stream ioctl() timeout",
     "Internal system error", "Invalid data", "Operation failed",
 };
-constexpr int kRuntimeTextCount = int(sizeof kRuntimeTexts / sizeof kRuntimeTexts[0]);
+constexpr int kRuntimeTextCount = int(std::size(kRuntimeTexts));
 static_assert(kRuntimeTextCount == 106, "the runtime table holds numbers 0 to 105");
 
 constexpr const char* kGeneralTexts[] = {
@@ -103,12 +106,12 @@ constexpr MessageGroup kFrameworkGroups[] = {
     {nullptr, 0},          group(kGeneralTexts),  group(kDataTexts), group(kFileTexts),
     group(kNetworkTexts),  group(kSecurityTexts), group(kAccountTexts),
 };
-static_assert(sizeof kGeneralTexts / sizeof *kGeneralTexts == 19);
-static_assert(sizeof kDataTexts / sizeof *kDataTexts == 34);
-static_assert(sizeof kFileTexts / sizeof *kFileTexts == 10);
-static_assert(sizeof kNetworkTexts / sizeof *kNetworkTexts == 12);
-static_assert(sizeof kSecurityTexts / sizeof *kSecurityTexts == 5);
-static_assert(sizeof kAccountTexts / sizeof *kAccountTexts == 11);
+static_assert(std::size(kGeneralTexts) == 19);
+static_assert(std::size(kDataTexts) == 34);
+static_assert(std::size(kFileTexts) == 10);
+static_assert(std::size(kNetworkTexts) == 12);
+static_assert(std::size(kSecurityTexts) == 5);
+static_assert(std::size(kAccountTexts) == 11);
 
 constexpr const char kUnknownError[] = "Unknown error";
 
@@ -167,15 +170,12 @@ constexpr SystemText kSystemTexts[] = {
     {0x80004005u, "Unspecified error"},
     {0x8000FFFFu, "Catastrophic failure"},
 };
-constexpr bool systemTextsSorted() {
-    for (size_t i = 1; i < sizeof kSystemTexts / sizeof kSystemTexts[0]; ++i)
-        if (kSystemTexts[i - 1].number >= kSystemTexts[i].number) return false;
-    return true;
-}
-static_assert(systemTextsSorted(), "the system texts are searched by binary search");
+static_assert(isStrictlyAscending(kSystemTexts,
+                                  [](const SystemText& a, const SystemText& b) { return a.number < b.number; }),
+              "the system texts are searched by binary search");
 
 const char* findSystemText(uint32_t number) noexcept {
-    const SystemText* end = kSystemTexts + sizeof kSystemTexts / sizeof kSystemTexts[0];
+    const SystemText* end = kSystemTexts + std::size(kSystemTexts);
     const SystemText* it = std::lower_bound(kSystemTexts, end, number,
                                             [](const SystemText& t, uint32_t n) { return t.number < n; });
     return it != end && it->number == number ? it->text : nullptr;
@@ -289,7 +289,7 @@ const char* resultMessage(ResultCode code) noexcept {
     } else if (uint32_t(code) > 255) {
         const uint32_t groupIndex = uint32_t(code) >> 8;
         const uint32_t index = uint32_t(code) & 0xFFu;
-        if (groupIndex < sizeof kFrameworkGroups / sizeof kFrameworkGroups[0])
+        if (groupIndex < std::size(kFrameworkGroups))
             text = index < kFrameworkGroups[groupIndex].count ? kFrameworkGroups[groupIndex].texts[index]
                                                               : kUnknownError;
         else

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <type_traits>
 
+#include "foundation/ascii.h"
+
 // The capacity word's top byte doubles as the heap marker, which must be the
 // object's last byte.
 static_assert(std::endian::native == std::endian::little, "heap marker is the capacity word's last byte");
@@ -52,8 +54,6 @@ uint32_t convertedLength(const char* text, uint32_t count, char32_t*) noexcept {
 uint32_t convertedLength(const char16_t* text, uint32_t count, char32_t*) noexcept {
     return utf32LengthOfUtf16(text, count);
 }
-
-inline uint8_t lowerAsciiLetter(uint8_t c) noexcept { return (c >= 'A' && c <= 'Z') ? static_cast<uint8_t>(c + 32) : c; }
 
 }  // namespace
 
@@ -267,11 +267,5 @@ int compareText(const char* a, const char* b) noexcept {
 
 int compareTextNoCase(const char* a, const char* b) noexcept {
     if (a == b) return 0;
-    const auto* pa = reinterpret_cast<const uint8_t*>(a ? a : "");
-    const auto* pb = reinterpret_cast<const uint8_t*>(b ? b : "");
-    while (*pa != 0 && lowerAsciiLetter(*pa) == lowerAsciiLetter(*pb)) {
-        ++pa;
-        ++pb;
-    }
-    return static_cast<int>(lowerAsciiLetter(*pa)) - static_cast<int>(lowerAsciiLetter(*pb));
+    return compareAsciiNoCase(a ? a : "", b ? b : "");
 }

@@ -71,7 +71,7 @@ bool storeSigned(int32_t& field, const char16_t* value, uint32_t& mask, uint32_t
 
 bool containsWhiteSpace(const char16_t* text) noexcept {
     for (; *text != 0; ++text)
-        if (isImportWhiteSpace(*text)) return true;
+        if (isAsciiWhiteSpace(*text)) return true;
     return false;
 }
 
@@ -149,7 +149,7 @@ void setAllCounts(VroPublication& pub, uint32_t count) noexcept {
 
 bool startsWithNoCase(const char16_t* text, const char* prefix) noexcept {
     for (; *prefix != 0; ++prefix, ++text) {
-        if (importLower(*text) != importLower(char16_t(static_cast<unsigned char>(*prefix)))) return false;
+        if (asciiLower(*text) != asciiLower(char16_t(static_cast<unsigned char>(*prefix)))) return false;
     }
     return true;
 }
@@ -157,9 +157,9 @@ bool startsWithNoCase(const char16_t* text, const char* prefix) noexcept {
 }  // namespace
 
 char16_t* trimValue(char16_t* text, uint32_t* length) noexcept {
-    while (isImportWhiteSpace(*text)) ++text;
+    while (isAsciiWhiteSpace(*text)) ++text;
     uint32_t n = textLength(text);
-    while (n > 0 && isImportWhiteSpace(text[n - 1])) --n;
+    while (n > 0 && isAsciiWhiteSpace(text[n - 1])) --n;
     text[n] = 0;
     if (length != nullptr) *length = n;
     return text;
@@ -192,7 +192,7 @@ uint32_t reverseName(const char16_t* name, uint32_t length, char16_t separator, 
         return result.length;
     }
     uint32_t after = cut + 1;
-    while (after < length && isImportWhiteSpace(name[after])) ++after;
+    while (after < length && isAsciiWhiteSpace(name[after])) ++after;
     result.put(name + after, length - after);
     if (cut > 0) {
         if (result.length > 0) result.put(u" ", 1);
@@ -254,7 +254,7 @@ bool setType(VroPublication& pub, char16_t* value, uint32_t& mask) {
     if (length == 0) return false;
     const char16_t* stored = text;
     if (length == 1) {
-        switch (importLower(text[0])) {
+        switch (asciiLower(text[0])) {
             case u'b': stored = u"Book"; break;
             case u'c': stored = u"Proceedings paper"; break;
             case u'j': stored = u"Journal article"; break;
@@ -325,7 +325,7 @@ bool setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
     setAllCounts(pub, scan.values[0]);
     mask |= kBitCitesCount;
     const char16_t* link = scan.stop;
-    while (isImportWhiteSpace(*link)) ++link;
+    while (isAsciiWhiteSpace(*link)) ++link;
     if (*link != 0) {
         keep(pub.CitesURL.assign(link));
         mask |= kBitCitesUrl;

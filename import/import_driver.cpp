@@ -5,6 +5,7 @@
 #include <cwctype>
 #include <new>
 
+#include "foundation/ascii.h"
 #include "foundation/logging.h"
 #include "foundation/strings.h"
 #include "foundation/text_reader.h"
@@ -96,8 +97,7 @@ bool lineStartsWithSignature(const XpString16& line, const char* signature) noex
     const char16_t* const end = line.end();
     for (const char* s = signature; *s; ++s, ++unit) {
         if (unit == end) return false;
-        const char c = (*s >= 'A' && *s <= 'Z') ? char(*s - 'A' + 'a') : *s;
-        if (std::towlower(wint_t(*unit)) != wint_t(uint8_t(c))) return false;
+        if (std::towlower(wint_t(*unit)) != wint_t(uint8_t(asciiLower(*s)))) return false;
     }
     return true;
 }

@@ -6,8 +6,8 @@ VroImporter::~VroImporter() = default;
 
 int compareFieldKey(const char16_t* key, const char* entry) noexcept {
     for (;; ++key, ++entry) {
-        const int a = importLower(*key);
-        const int b = importLower(char16_t(static_cast<unsigned char>(*entry)));
+        const int a = asciiLower(*key);
+        const int b = asciiLower(char16_t(static_cast<unsigned char>(*entry)));
         if (a != b) return a - b;
         if (a == 0) return 0;
     }
@@ -35,7 +35,7 @@ ResultCode readTrimmedLine(XpTextReader* reader, XpString16& line) noexcept {
     if (rc != kResultOk) return rc;
     uint32_t length = line.length();
     const char16_t* text = line.data();
-    while (length > 0 && isImportWhiteSpace(text[length - 1])) --length;
+    while (length > 0 && isAsciiWhiteSpace(text[length - 1])) --length;
     line.setLength(length);
     return kResultOk;
 }

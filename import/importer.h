@@ -27,6 +27,7 @@
 
 #include <cstdint>
 
+#include "foundation/ascii.h"
 #include "foundation/result_codes.h"
 #include "foundation/strings.h"
 
@@ -44,42 +45,15 @@ struct VroFieldBinding {
 // Longest line readTrimmedLine asks the reader for, in characters.
 inline constexpr uint32_t kImportLineLimit = 65536;
 
-// White space of import: tab, line feed, vertical tab, form feed, carriage
-// return and blank; nothing above 127, whatever the locale.
-constexpr bool isImportWhiteSpace(char16_t c) noexcept { return c == 32 || (c >= 9 && c <= 13); }
-
-// Lower-casing of lookups and case-blind matches: ASCII letters only.
-constexpr char16_t importLower(char16_t c) noexcept { return (c >= u'A' && c <= u'Z') ? char16_t(c + 32) : c; }
-
-// Packs four ASCII characters into a format code, first character lowest.
-constexpr uint32_t makeFormatCode(const char (&code)[5]) noexcept {
-    return uint32_t(uint8_t(code[0])) | (uint32_t(uint8_t(code[1])) << 8) | (uint32_t(uint8_t(code[2])) << 16) |
-           (uint32_t(uint8_t(code[3])) << 24);
-}
-
 // Case-blind (ASCII) comparison of a UTF-16 key with a table key: negative,
 // 0 or positive as the key sorts before, equal to or after the entry.
 int compareFieldKey(const char16_t* key, const char* entry) noexcept;
 
-// True when entries [0, count) are in strictly ascending case-blind order.
-// Usable in static_assert over constexpr tables.
-constexpr bool fieldTableIsSorted(const VroFieldBinding* table, uint32_t count) noexcept {
-    for (uint32_t i = 1; i < count; ++i) {
-        const char* a = table[i - 1].key;
-        const char* b = table[i].key;
-        for (;;) {
-            const char ca = (*a >= 'A' && *a <= 'Z') ? char(*a + 32) : *a;
-            const char cb = (*b >= 'A' && *b <= 'Z') ? char(*b + 32) : *b;
-            if (ca != cb) {
-                if (static_cast<unsigned char>(ca) > static_cast<unsigned char>(cb)) return false;
-                break;
-            }
-            if (ca == 0) return false;  // duplicates break the search too
-            ++a;
-            ++b;
-        }
-    }
-    return true;
+// The order findFieldHandler needs of a binding table, for
+// isStrictlyAscending (foundation/sorted_tables.h): keys ascend without
+// regard to ASCII letter case, with no two equal.
+constexpr bool fieldKeyBefore(const VroFieldBinding& a, const VroFieldBinding& b) noexcept {
+    return compareAsciiNoCase(a.key, b.key) < 0;
 }
 
 [[nodiscard]] VroFieldHandler findFieldHandler(uint32_t count, const char16_t* key,

@@ -7,7 +7,7 @@
 namespace {
 
 const char16_t* skipWhiteSpace(const char16_t* p) noexcept {
-    while (isImportWhiteSpace(*p)) ++p;
+    while (isAsciiWhiteSpace(*p)) ++p;
     return p;
 }
 
@@ -30,8 +30,8 @@ const char16_t* skipPast(const char16_t* p, const char* text, uint32_t n, bool i
             char16_t b = char16_t(static_cast<unsigned char>(text[i]));
             if (a == 0) return nullptr;  // the rest of the input is shorter than text
             if (ignoreCase) {
-                a = importLower(a);
-                b = importLower(b);
+                a = asciiLower(a);
+                b = asciiLower(b);
             }
             if (a != b) break;
         }

@@ -1,36 +1,16 @@
 // Tagged importers: tag splitting, the four binding tables and the line walks.
 #include "import/tagged_importers.h"
 
+#include <iterator>
+
+#include "foundation/sorted_tables.h"
 #include "import/field_handlers.h"
 #include "metrics/publication.h"
 
 namespace {
 
-// Four ASCII characters, the first in the lowest byte.
-constexpr uint32_t fourCharacterCode(const char (&s)[5]) {
-    return uint32_t(uint8_t(s[0])) | (uint32_t(uint8_t(s[1])) << 8) | (uint32_t(uint8_t(s[2])) << 16) |
-           (uint32_t(uint8_t(s[3])) << 24);
-}
-
-constexpr char asciiLower(char c) { return c >= 'A' && c <= 'Z' ? char(c - 'A' + 'a') : c; }
-
-// Case-insensitive order of two ASCII keys, as the binary search sees them.
-constexpr int compareKeysNoCase(const char* a, const char* b) {
-    for (;; ++a, ++b) {
-        const int d = int(uint8_t(asciiLower(*a))) - int(uint8_t(asciiLower(*b)));
-        if (d != 0 || *a == '\0') return d;
-    }
-}
-
-template <size_t N>
-constexpr bool sortedNoCase(const VroFieldBinding (&table)[N]) {
-    for (size_t i = 1; i < N; ++i)
-        if (compareKeysNoCase(table[i - 1].key, table[i].key) >= 0) return false;
-    return true;
-}
-
 char16_t* skipTagWhiteSpace(char16_t* p) noexcept {
-    while (isTagWhiteSpace(*p)) ++p;
+    while (isAsciiWhiteSpace(*p)) ++p;
     return p;
 }
 
@@ -52,7 +32,7 @@ char16_t* splitTagAtColon(char16_t* line) noexcept {
 
 char16_t* splitTagAtWhiteSpace(char16_t* line) noexcept {
     for (char16_t* p = line; *p; ++p)
-        if (isTagWhiteSpace(*p)) {
+        if (isAsciiWhiteSpace(*p)) {
             *p = 0;
             return skipTagWhiteSpace(p + 1);
         }
@@ -79,35 +59,35 @@ bool tagIs(const char16_t* tag, const char* ascii) noexcept {
 // case-insensitive order; the start tags stand in the tables too, and are
 // reached only by a start tag spelled in another letter case.
 
-constexpr VroFieldBinding kEndNoteSafTags[14] = {
+constexpr VroFieldBinding kEndNoteSafTags[] = {
     {"Abstract", setAbstract},   {"Author", addAuthorsText},       {"Book Title", setSource},
     {"DOI", setDoi},             {"ISSN", setIssn},                {"Issue", setIssue},
     {"Journal", setSource},      {"Pages", setPages},              {"Publisher", setPublisher},
     {"Reference Type", setType}, {"Title", setTitle},              {"URL", setArticleUrl},
     {"Volume", setVolume},       {"Year", setYear},
 };
-static_assert(sortedNoCase(kEndNoteSafTags));
+static_assert(isStrictlyAscending(kEndNoteSafTags, fieldKeyBefore));
 
 // Deliberately NOT sorted: "%@" stands first (below "%0" in code order) and
 // "%X" before "%V". The binary search therefore never finds "%@" (ISSN) or
 // "%V" (volume), and EndNote tagged exports yield neither. Imports of this
 // format have always behaved so; keep the order and the search as they are.
-constexpr VroFieldBinding kEndNoteTaggedTags[15] = {
+constexpr VroFieldBinding kEndNoteTaggedTags[] = {
     {"%@", setIssn},   {"%0", setType},      {"%1", setCitesNote}, {"%A", addAuthorName}, {"%B", setSource},
     {"%D", setYear},   {"%I", setPublisher}, {"%J", setSource},    {"%N", setIssue},      {"%P", setPages},
     {"%R", setDoi},    {"%T", setTitle},     {"%U", setArticleUrl}, {"%X", setAbstract},  {"%V", setVolume},
 };
-static_assert(!sortedNoCase(kEndNoteTaggedTags));
+static_assert(!isStrictlyAscending(kEndNoteTaggedTags, fieldKeyBefore));
 
-constexpr VroFieldBinding kIsiTaggedTags[16] = {
+constexpr VroFieldBinding kIsiTaggedTags[] = {
     {"AB", setAbstract},  {"AU", addAuthorName}, {"BP", setStartPage}, {"DI", setDoi},
     {"DT", setType},      {"EP", setEndPage},    {"IS", setIssue},     {"PT", setType},
     {"PU", setPublisher}, {"PY", setYear},       {"SN", setIssn},      {"SO", setSource},
     {"TC", setCites},     {"TI", setTitle},      {"UR", setArticleUrl}, {"VL", setVolume},
 };
-static_assert(sortedNoCase(kIsiTaggedTags));
+static_assert(isStrictlyAscending(kIsiTaggedTags, fieldKeyBefore));
 
-constexpr VroFieldBinding kRisTaggedTags[23] = {
+constexpr VroFieldBinding kRisTaggedTags[] = {
     {"A1", addAuthorName}, {"AB", setAbstract},    {"AU", addAuthorName}, {"DO", setDoi},
     {"EP", setEndPage},    {"IS", setIssue},       {"JF", setSource},     {"JO", setSource},
     {"M1", setCitesNote},  {"M3", setTypeText},    {"N1", setCitedByNote}, {"N2", setAbstract},
@@ -115,13 +95,13 @@ constexpr VroFieldBinding kRisTaggedTags[23] = {
     {"T1", setTitle},      {"T2", setSource},      {"TI", setTitle},      {"TY", setType},
     {"UR", setArticleUrl}, {"VL", setVolume},      {"Y1", setYear},
 };
-static_assert(sortedNoCase(kRisTaggedTags));
+static_assert(isStrictlyAscending(kRisTaggedTags, fieldKeyBefore));
 
 namespace {
 
 template <size_t N>
 VroFieldHandler lookUp(const VroFieldBinding (&table)[N], const char16_t* tag) noexcept {
-    return findFieldHandler(uint32_t(N), tag, table);
+    return findFieldHandler(uint32_t(std::size(table)), tag, table);
 }
 
 // The record being filled and the bookkeeping every tagged walk shares.
@@ -277,7 +257,7 @@ ResultCode VroImportIsiTagged::importData(XpTextReader* reader, XpString16& line
     while (readTrimmedLine(reader, line) == kResultOk) {
         if (line.empty()) continue;
         char16_t* tag = line.data();
-        if (isTagWhiteSpace(tag[0])) {
+        if (isAsciiWhiteSpace(tag[0])) {
             char16_t* value = skipTagWhiteSpace(tag);
             if (*value != 0) records.handle(lastHandler, value);
             continue;

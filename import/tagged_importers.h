@@ -26,10 +26,6 @@
 
 #include "import/importer.h"
 
-// White space of tag splitting and continuation lines: tab, line feed,
-// vertical tab, form feed, carriage return and blank.
-constexpr bool isTagWhiteSpace(char16_t c) noexcept { return c == 32 || (c >= 9 && c <= 13); }
-
 // Tag and value splits, in place on a zero-terminated line: the tag is the
 // line's start, cut by a zero written over the separator; the returned value
 // starts after the separator with leading white space skipped. Without a

@@ -1,5 +1,5 @@
 # The command line and the program entry.
-varo_component(vro_app SOURCES app/command_line.cpp DEPS vro_text_writer vro_results)
+varo_component(vro_app SOURCES app/command_line.cpp DEPS vro_text_writer vro_ascii vro_sorted_tables vro_results)
 
 add_executable(varometrics app/main.cpp)
 target_link_libraries(varometrics PRIVATE vro_job vro_app vro_logging)

@@ -9,7 +9,7 @@ varo_component(vro_encodings
     foundation/encodings_charsets.cpp
     foundation/generated/codepage_tables.cpp
     foundation/generated/char_properties.cpp
-  DEPS vro_strings vro_results)
+  DEPS vro_strings vro_sorted_tables vro_results)
 
 varo_test(vro_encodings_tests
   SOURCES tests/encodings_test.cpp
