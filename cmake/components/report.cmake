@@ -7,7 +7,7 @@ find_package(Threads REQUIRED)
 varo_component(vro_report
   SOURCES app/report_options.cpp app/report_inputs.cpp app/report_rows.cpp app/report_buffer.cpp
           app/report_run.cpp
-  DEPS vro_import_driver vro_metrics vro_text_writer vro_app Threads::Threads)
+  DEPS vro_import vro_metrics vro_text_writer vro_app Threads::Threads)
 
 add_executable(varoreport app/varoreport_main.cpp)
 target_link_libraries(varoreport PRIVATE vro_report vro_logging)
@@ -16,7 +16,7 @@ install(TARGETS varoreport RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 # Runs the built varoreport beside varometrics; the calculation it is checked
 # against runs in the test itself.
 varo_test(varoreport_tests SOURCES tests/varoreport_test.cpp
-  DEPS vro_report vro_import_driver vro_metrics)
+  DEPS vro_report vro_import vro_metrics)
 target_compile_definitions(varoreport_tests PRIVATE
   VARO_EXE="$<TARGET_FILE:varoreport>" VARO_METRICS_EXE="$<TARGET_FILE:varometrics>")
 add_dependencies(varoreport_tests varoreport varometrics)
