@@ -4,6 +4,7 @@
 #include <sys/file.h>
 
 #include <cerrno>
+#include <string_view>
 
 #include "foundation/logging.h"
 #include "foundation/printf_engine.h"
@@ -11,44 +12,64 @@
 #include "foundation/strings.h"
 #include "foundation/text_writer.h"
 #include "metrics/metrics_record.h"
+#include "metrics/report_columns.h"
 
 namespace {
 
 constexpr uint32_t kUtf8CodePage = 65001;
 
-// The whole plain report body after the label, one format.
-constexpr const char kPlainFormat[] =
-    "Publication years: %d-%d\n"
-    "Papers: %u\n"
-    "Citations: %u (~%u)\n"
-    "Citation years: %d (%d-%d)\n"
-    "Results/paper: %u.%02u\n"
-    "Results/author: %u.%02u\n"
-    "Papers/author: %u.%02u\n"
-    "Hirsch h: %u\n"
-    "Hirsch a: %u.%02u\n"
-    "Hirsch m: %u.%02u\n"
-    "Egghe g: %u\n"
-    "Egghe g/h: %u.%02u\n"
-    "SKM hc: %u\n"
-    "SKM ac: %u.%02u\n"
-    "BCKM hI: %u.%02u\n"
-    "Vro hI: %u\n"
-    "*count: %u\n"
-    "Authors/paper: %u.%02u/%u.%01u/%s (mean/median/mode)\n";
+// The plain report body after the label, one line each; "{name}" stands for
+// the value of the report column of that name (metrics/report_columns.h).
+constexpr const char* kPlainLines[] = {
+    "Publication years: {year_first}-{year_last}",
+    "Papers: {p}",
+    "Citations: {c} (~{est_c})",
+    "Citation years: {y} ({year_first}-{year_ref})",
+    "Results/paper: {cpp}",
+    "Results/author: {cpa}",
+    "Papers/author: {ppa}",
+    "Hirsch h: {h}",
+    "Hirsch a: {a}",
+    "Hirsch m: {m}",
+    "Egghe g: {g}",
+    "Egghe g/h: {g_h}",
+    "SKM hc: {hc}",
+    "SKM ac: {ac}",
+    "BCKM hI: {hI}",
+    "Vro hI: {hI_norm}",
+    "*count: {star_count}",
+    "Authors/paper: {app}/{app_med}/{app_mode} (mean/median/mode)",
+};
 
-constexpr const char kCsvHeader[] =
-    "p,c,y,cpp,cpa,ppa,app,app_med,app_mode,h,a,m,g,g_h,hc,ac,hI,hI_norm,star_count,year_first,year_last,est_c\n";
+// True when every "{name}" in line names a report column.
+constexpr bool placeholdersKnown(std::string_view line) {
+    for (size_t open = line.find('{'); open != std::string_view::npos; open = line.find('{', open + 1)) {
+        const size_t close = line.find('}', open);
+        if (close == std::string_view::npos || !isReportColumn(line.substr(open + 1, close - open - 1)))
+            return false;
+    }
+    return true;
+}
+constexpr bool plainLinesKnown() {
+    for (const char* line : kPlainLines)
+        if (!placeholdersKnown(line)) return false;
+    return true;
+}
+static_assert(plainLinesKnown(), "every value of the plain report is a report column");
+
+// True when the CSV header is names each ended by a comma, the last by a line
+// feed, and every name is a report column.
+constexpr bool csvHeaderKnown(std::string_view header) {
+    for (size_t start = 0; start < header.size();) {
+        const size_t end = header.find_first_of(",\n", start);
+        if (end == std::string_view::npos || !isReportColumn(header.substr(start, end - start))) return false;
+        start = end + 1;
+    }
+    return header.ends_with('\n');
+}
+static_assert(csvHeaderKnown(kCsvReportHeader), "every column of the CSV line is a report column");
 
 bool hasLabel(const char16_t* label) { return label && label[0] != 0; }
-
-// The author-count mode as text: its digits, or "multi" when there is no
-// single mode (all ones).
-const char* modeText(uint32_t mode, char (&buffer)[16]) {
-    if (mode >= kNoMode) return "multi";
-    bufferPrintf(buffer, sizeof buffer, "%u", mode);
-    return buffer;
-}
 
 using BodyRoutine = ResultCode (*)(const VroMetrics&, XpTextWriter*, const char16_t*, bool);
 
@@ -109,23 +130,27 @@ ResultCode writeReport(const VroMetrics& metrics, const char* outputPath, const 
 
 ResultCode formatPlainReport(const VroMetrics& m, XpTextWriter* writer, const char16_t* label) noexcept {
     if (!writer) return kErrInvalidArgument;
-    ResultCode rc;
+    ResultCode rc = kResultOk;
     if (hasLabel(label)) {
         rc = writer->writeText16(label, kTextToTerminator);
         if (rc == 0) rc = writer->writeText("\n", 1);
         if (rc != 0) return rc;
     }
-    char modeBuffer[16];
-    rc = writerPrintf(writer, kPlainFormat, m.firstYear, m.lastYear, m.totalPapers, m.totalCites,
-                      m.estimatedTotalCites, m.citingYears, m.firstYear, m.referenceYear,
-                      m.meanCitesPerPaper100 / 100, m.meanCitesPerPaper100 % 100, m.citesPerAuthor100 / 100,
-                      m.citesPerAuthor100 % 100, m.papersPerAuthor100 / 100, m.papersPerAuthor100 % 100, m.hIndex,
-                      m.a100 / 100, m.a100 % 100, m.m100 / 100, m.m100 % 100, m.gIndex, m.gh100 / 100,
-                      m.gh100 % 100, m.hcIndex, m.ac100 / 100, m.ac100 % 100, m.hIBatista100 / 100,
-                      m.hIBatista100 % 100, m.hINormalized, m.acc10, m.meanAuthorsPerPaper100 / 100,
-                      m.meanAuthorsPerPaper100 % 100, m.medianAuthorsPerPaper10 / 10,
-                      m.medianAuthorsPerPaper10 % 10, modeText(m.authorsPerPaperMode, modeBuffer));
-    if (rc != 0) return rc;
+    char value[24];
+    for (const char* line : kPlainLines) {
+        // Literal text up to each "{name}", then that column's value.
+        std::string_view rest(line);
+        for (size_t open = rest.find('{'); rc == 0 && open != std::string_view::npos; open = rest.find('{')) {
+            const size_t close = rest.find('}', open);
+            rc = writer->writeText(rest.data(), uint32_t(open));
+            const size_t column = reportColumnIndex(rest.substr(open + 1, close - open - 1));
+            if (rc == 0) rc = writer->writeText(formatReportValue(m, kReportColumns[column], value), kTextToTerminator);
+            rest.remove_prefix(close + 1);
+        }
+        if (rc == 0 && !rest.empty()) rc = writer->writeText(rest.data(), uint32_t(rest.size()));
+        if (rc == 0) rc = writer->writeText("\n", 1);
+        if (rc != 0) return rc;
+    }
     // Bucket 50 also holds every paper with more authors and prints as 50.
     for (uint32_t bucket = 0; bucket < kAuthorHistogramSize; ++bucket) {
         uint32_t count = m.authorHistogram[bucket];
@@ -141,7 +166,7 @@ ResultCode formatCsvReport(const VroMetrics& m, XpTextWriter* writer, const char
     if (!writer) return kErrInvalidArgument;
     if (withHeader) {
         if (hasLabel(label)) (void)writer->writeText("label,", kTextToTerminator);
-        (void)writer->writeText(kCsvHeader, kTextToTerminator);
+        (void)writer->writeText(kCsvReportHeader, kTextToTerminator);
     }
     // The label goes in as it stands: commas or quotes in it shift the
     // columns, which readers of these lines already expect.
@@ -152,21 +177,16 @@ ResultCode formatCsvReport(const VroMetrics& m, XpTextWriter* writer, const char
         rc = sink.writeText16(label, kTextToTerminator);
         if (rc == 0) rc = sink.writeText(",", 1);
     }
-    char modeBuffer[16];
-    if (rc == 0)
-        rc = sinkPrintf(&sink, "%u,%u,%d,%u.%02u,%u.%02u,%u.%02u,", m.totalPapers, m.totalCites, m.citingYears,
-                        m.meanCitesPerPaper100 / 100, m.meanCitesPerPaper100 % 100, m.citesPerAuthor100 / 100,
-                        m.citesPerAuthor100 % 100, m.papersPerAuthor100 / 100, m.papersPerAuthor100 % 100);
-    if (rc == 0)
-        rc = sinkPrintf(&sink, "%u.%02u,%u.%01u,%s,", m.meanAuthorsPerPaper100 / 100, m.meanAuthorsPerPaper100 % 100,
-                        m.medianAuthorsPerPaper10 / 10, m.medianAuthorsPerPaper10 % 10,
-                        modeText(m.authorsPerPaperMode, modeBuffer));
-    if (rc == 0)
-        rc = sinkPrintf(&sink, "%u,%u.%02u,%u.%02u,%u,%u.%02u,%u,%u.%02u,%u.%02u,%u,%u,%d,%d,%u\n", m.hIndex,
-                        m.a100 / 100, m.a100 % 100, m.m100 / 100, m.m100 % 100, m.gIndex, m.gh100 / 100,
-                        m.gh100 % 100, m.hcIndex, m.ac100 / 100, m.ac100 % 100, m.hIBatista100 / 100,
-                        m.hIBatista100 % 100, m.hINormalized, m.acc10, m.firstYear, m.lastYear,
-                        m.estimatedTotalCites);
+    // The values in the header's order, each ended as its name is there: by a
+    // comma, the last by the line feed.
+    char value[24];
+    for (std::string_view rest(kCsvReportHeader); rc == 0 && !rest.empty();) {
+        const size_t end = rest.find_first_of(",\n");
+        const VroReportColumn& column = kReportColumns[reportColumnIndex(rest.substr(0, end))];
+        rc = sink.writeText(formatReportValue(m, column, value), kTextToTerminator);
+        if (rc == 0) rc = sink.writeText(&rest[end], 1);
+        rest.remove_prefix(end + 1);
+    }
     if (rc != 0) return rc;
     return writer->writeString(line);
 }
