@@ -9,7 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "import/note_scanner.h"
 #include "metrics/publication.h"
+#include "tests/support/support.h"
 
 namespace {
 
@@ -112,6 +114,40 @@ TEST(FieldHandlers, NameReversal) {
     EXPECT_EQ(reversed(u", John", u','), u"John");
     EXPECT_EQ(reversed(u"A, B, C", u','), u"C A, B");  // the last separator counts
     EXPECT_EQ(reversed(u"Smith, John", u',', 6), u"John ");  // cut at the room
+}
+
+TEST(NoteScanner, PatternsAsInTestsDataNotes) {
+    for (const std::vector<std::string>& row : vt::tableOf("notes.txt")) {
+        const std::u16string note = vt::utf16(row.at(1));
+        const NoteScanResult r = scanNote(note.c_str(), row[0].c_str());
+        const uint32_t first = r.converted ? r.values[0] : 0, last = r.converted ? r.values[r.converted - 1] : 0;
+        EXPECT_EQ(std::to_string(r.matched) + " " + std::to_string(r.converted) + " " + std::to_string(first) + " " +
+                      std::to_string(last) + " | [" + (r.stop ? vt::narrow(r.stop) : "<null>") + "]",
+                  row.at(2) + " | " + row.at(3))
+            << row[0] << " | " << row[1];
+    }
+}
+
+TEST(NoteScanner, NumberReadersFollowTheLibraryConversions) {
+    int32_t s = 99;
+    EXPECT_EQ(readSignedNumber(u"n.d.", &s), nullptr);
+    EXPECT_EQ(s, 99);  // untouched without digits
+    const char16_t* year = u" 2010///";
+    EXPECT_EQ(readSignedNumber(year, &s), year + 5);
+    EXPECT_EQ(s, 2010);
+    EXPECT_NE(readSignedNumber(u"2147483648", &s), nullptr);
+    EXPECT_EQ(s, INT32_MAX);
+    EXPECT_EQ(readSignedNumber(u"- 4", &s), nullptr);  // the sign must touch the digits
+
+    uint32_t u = 0;
+    EXPECT_NE(readUnsignedNumber(u"18446744073709551615", &u), nullptr);
+    EXPECT_EQ(u, 4294967295u);
+    EXPECT_NE(readUnsignedNumber(u"\v4294967294", &u), nullptr);
+    EXPECT_EQ(u, 4294967294u);
+    EXPECT_NE(readUnsignedNumber(u"-0", &u), nullptr);
+    EXPECT_EQ(u, 0u);
+    // U+00A0 is not white space here, whatever the locale says.
+    EXPECT_EQ(readUnsignedNumber(u"\u00A012", &u), nullptr);
 }
 
 }  // namespace

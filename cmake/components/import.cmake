@@ -8,7 +8,7 @@ varo_component(vro_import
   DEPS vro_text_reader vro_metrics vro_logging vro_strings vro_ascii vro_sorted_tables vro_results)
 
 varo_test(vro_import_tests
-  SOURCES tests/import_test.cpp tests/field_handlers_test.cpp tests/note_scanner_test.cpp
+  SOURCES tests/import_test.cpp tests/field_handlers_test.cpp
   DEPS vro_import)
 
 # Throughput and peak memory of a whole import; built, never run by CTest.

@@ -42,6 +42,36 @@ std::vector<std::string> linesOf(const std::string& text) {
 
 std::string dataPath(const std::string& relative) { return std::string(VARO_SOURCE_DIR) + "/tests/data/" + relative; }
 
+std::vector<std::vector<std::string>> tableOf(const std::string& relative) {
+    std::vector<std::vector<std::string>> rows;
+    for (const std::string& line : linesOf(slurp(dataPath(relative)))) {
+        if (line.empty() || line[0] == '#') continue;
+        std::vector<std::string> cells(1);
+        for (size_t i = 0; i < line.size(); ++i) {
+            if (line.compare(i, 3, " | ") == 0) {
+                cells.emplace_back();
+                i += 2;
+            } else if (line[i] == '\\' && i + 1 < line.size()) {
+                const char c = line[++i];
+                if (c == 'x' || c == 'u') {
+                    const int digits = c == 'x' ? 2 : 4;
+                    const unsigned long v = std::stoul(line.substr(i + 1, size_t(digits)), nullptr, 16);
+                    i += size_t(digits);
+                    if (c == 'x' || v < 0x80) cells.back() += char(v);
+                    else if (v < 0x800) cells.back() += {char(0xC0 | v >> 6), char(0x80 | (v & 0x3F))};
+                    else cells.back() += {char(0xE0 | v >> 12), char(0x80 | (v >> 6 & 0x3F)), char(0x80 | (v & 0x3F))};
+                } else {
+                    cells.back() += c == 't' ? '\t' : c == 'r' ? '\r' : c == 'n' ? '\n' : c;
+                }
+            } else {
+                cells.back() += line[i];
+            }
+        }
+        rows.push_back(cells);
+    }
+    return rows;
+}
+
 TempDir::TempDir() {
     char pattern[] = "/tmp/vro_test_XXXXXX";
     if (mkdtemp(pattern) == nullptr) std::abort();
@@ -102,6 +132,19 @@ Run runProgram(const std::string& exe, const std::vector<std::string>& args, con
 std::u16string wide(const std::string& latin1) {
     std::u16string out;
     for (char c : latin1) out += char16_t(uint8_t(c));
+    return out;
+}
+
+std::u16string utf16(const std::string& utf8) {
+    std::u16string out;
+    for (size_t i = 0; i < utf8.size();) {
+        const uint8_t b = uint8_t(utf8[i]);
+        const int n = b < 0x80 ? 1 : b < 0xE0 ? 2 : 3;
+        char32_t c = n == 1 ? b : n == 2 ? b & 0x1F : b & 0x0F;
+        for (int k = 1; k < n && i + size_t(k) < utf8.size(); ++k) c = c << 6 | (uint8_t(utf8[i + size_t(k)]) & 0x3F);
+        out += char16_t(c);
+        i += size_t(n);
+    }
     return out;
 }
 

@@ -18,6 +18,10 @@ bool exists(const std::string& path);
 std::vector<std::string> linesOf(const std::string& text);
 // tests/data/<relative>
 std::string dataPath(const std::string& relative);
+// The rows of a table under tests/data: each line that is neither blank nor
+// a "#" comment, split at " | ", with \xNN, \uNNNN, \t, \r, \n and \\ escapes
+// turned into UTF-8.
+std::vector<std::vector<std::string>> tableOf(const std::string& relative);
 
 // A fresh directory under /tmp, removed with everything in it at the end.
 class TempDir {
@@ -43,8 +47,9 @@ struct Run {
 Run runProgram(const std::string& exe, const std::vector<std::string>& args, const std::string& dir,
                const std::string& stdinPath = "/dev/null", const std::string& stdoutPath = "", bool append = false);
 
-// Text between widths; narrow() writes units above 127 as '?'.
+// Text between widths; narrow() writes units above 127 as '?'; utf16() reads UTF-8.
 std::u16string wide(const std::string& latin1);
+std::u16string utf16(const std::string& utf8);
 std::string narrow(const std::u16string& text);
 
 // A byte stream in memory: reads hand out `input` at most `chunk` bytes per
