@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cstring>
 #include <random>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -43,130 +44,46 @@ std::vector<Line> allLines(XpTextReader* reader, uint32_t max = 65536) {
     return out;
 }
 
-TEST(TextReaderEncoding, MarksAreRecognisedAndConsumed) {
-    struct Case {
-        std::string bytes;
-        uint32_t page;
-        std::u16string first;
-    } cases[] = {
-        {"\xEF\xBB\xBF" "A\n", 65001, u"A\n"},
-        {std::string("\xFF\xFE" "A\0\n\0", 6), 1200, u"A\n"},
-        {std::string("\xFE\xFF\0A\0\n", 6), 1201, u"A\n"},
-        {std::string("\xFF\xFE\0\0" "A\0\0\0\n\0\0\0", 12), 12000, u"A\n"},
-        {std::string("\0\0\xFE\xFF\0\0\0A\0\0\0\n", 12), 12001, u"A\n"},
-        {"caf\xE9\n", 1252, u"caf\u00E9\n"},
-        // The marks alone, at exactly their own length.
-        {std::string("\0\0\xFE\xFF", 4), 12001, u""}, {std::string("\xFF\xFE\0\0", 4), 12000, u""},
-        {"\xFE\xFF", 1201, u""}, {"\xFF\xFE", 1200, u""}, {"\xEF\xBB\xBF", 65001, u""},
-        // No mark and a zero byte: still the caller's code page.
-        {std::string("A\0B\0", 4), 1252, std::u16string(u"A\0B\0", 4)},
-    };
-    for (const Case& c : cases) {
-        auto reader = readerOn(c.bytes);
-        EXPECT_EQ(reader->checkEncoding(1252), 0);
-        EXPECT_EQ(reader->encoding()->codePage(), c.page);
-        const auto lines = allLines(reader.get());
-        ASSERT_FALSE(lines.empty());
-        EXPECT_EQ(lines[0].text, c.first) << c.page;
+TEST(TextReader, CasesOfTestsDataReader) {
+    for (const std::vector<std::string>& row : vt::tableOf("reader.txt")) {
+        std::istringstream options(row.at(1));
+        size_t chunk = 0;
+        uint32_t max = 0;
+        std::string terminator;
+        options >> chunk >> max >> terminator;
+        auto reader = readerOn(row[0], chunk);
+        std::string got = std::to_string(reader->checkEncoding(1252));
+        got += " " + std::to_string(reader->encoding()->codePage());
+        XpString16 line;
+        for (int failures = 0; failures < 2;) {
+            const ResultCode rc = reader->readLine(line, max, terminator == "n" ? u'\n' : 0);
+            got += " " + std::to_string(rc) + ":" + vt::utf8Units(std::u16string(line.data(), line.length()));
+            failures += rc != 0;
+        }
+        EXPECT_EQ(got, row.at(2)) << row[0] << " | " << row[1];
     }
-}
-
-TEST(TextReaderEncoding, EmptyInputKeepsUtf8AndReportsTheEnd) {
-    auto reader = readerOn("");
-    EXPECT_EQ(reader->checkEncoding(1252), kErrEndOfFile);
-    EXPECT_EQ(reader->encoding()->codePage(), 65001u);
     uint32_t page = 0xFFFFFFFEu;
-    EXPECT_EQ(reader->detectEncoding(&page), kErrEndOfFile);
+    EXPECT_EQ(readerOn("")->detectEncoding(&page), kErrEndOfFile);
     EXPECT_EQ(page, 0xFFFFFFFFu);
 }
 
-TEST(TextReaderLines, TerminatorsPiecesAndTheLastLine) {
-    auto reader = readerOn("ab\r\ncd\rx\nlast");
-    EXPECT_EQ(reader->checkEncoding(1252), 0);
-    EXPECT_EQ(allLines(reader.get()), (std::vector<Line>{{0, u"ab\r\n"}, {0, u"cd\rx\n"}, {0, u"last"},
-                                                         {kErrEndOfFile, u""}}));
-    auto pieces = readerOn("abcdefg\nh\n");
-    EXPECT_EQ(allLines(pieces.get(), 3), (std::vector<Line>{{0, u"abc"}, {0, u"def"}, {0, u"g\n"}, {0, u"h\n"},
-                                                            {kErrEndOfFile, u""}}));
-}
-
-TEST(TextReaderLines, SurrogatePairsAcrossRefills) {
-    auto reader = readerOn("x\xF0\x9F\x98\x80y\n", 1);
-    EXPECT_EQ(reader->checkEncoding(65001), 0);
-    char16_t u = 0;
-    EXPECT_EQ(reader->readUnit(&u), 0);
-    EXPECT_EQ(u, u'x');
-    EXPECT_EQ(reader->readUnit(&u), 0);
-    EXPECT_EQ(u, 0xD83D);
-    EXPECT_EQ(reader->readUnit(&u), 0);
-    EXPECT_EQ(u, 0xDE00);
-    auto lines = readerOn("x\xF0\x9F\x98\x80y\n", 1);
-    EXPECT_EQ(allLines(lines.get())[0].text, u"x\U0001F600y\n");
-}
-
-TEST(TextReaderLines, UndecodableCharacterEndsTheInputAfterTheLineSoFar) {
-    // UTF-8 text with an invalid byte: the part before it comes with 0, then
-    // the failure with an empty line, again and again.
-    auto reader = readerOn("\xEF\xBB\xBF" "ok\nab\xFF" "cd\n");
-    EXPECT_EQ(reader->checkEncoding(1252), 0);
-    XpString16 line;
-    EXPECT_EQ(reader->readLine(line, 100, u'\n'), 0);
-    EXPECT_EQ(reader->readLine(line, 100, u'\n'), 0);
-    EXPECT_EQ(std::u16string(line.data()), u"ab");
-    // The decoder's own failure, as it reports it for this sequence.
-    const ResultCode failure = reader->readLine(line, 100, u'\n');
-    EXPECT_NE(failure, 0);
-    EXPECT_EQ(line.length(), 0u);
-    EXPECT_EQ(reader->readLine(line, 100, u'\n'), failure);
-}
-
-TEST(TextReaderLines, Utf16LoneSurrogates) {
-    auto high = readerOn(std::string("\xFF\xFE" "A\0\x3D\xD8", 6));
-    EXPECT_EQ(high->checkEncoding(1252), 0);
-    XpString16 line;
-    EXPECT_EQ(high->readLine(line, 100, u'\n'), 0);
-    EXPECT_EQ(std::u16string(line.data()), u"A");
-    EXPECT_NE(high->readLine(line, 100, u'\n'), 0);
-    auto low = readerOn(std::string("\xFF\xFE" "A\0\x00\xDC" "B\0", 8));
-    EXPECT_EQ(low->checkEncoding(1252), 0);
-    EXPECT_EQ(low->readLine(line, 100, u'\n'), 0);
-    EXPECT_EQ(low->readLine(line, 100, u'\n'), kErrIllegalSequence);
-}
-
-std::string utf16le(const std::u16string& text) {
+TEST(TextReader, PairsStraddlingRefillsAndSingleUnits) {
     std::string bytes = "\xFF\xFE";
-    for (char16_t c : text) {
-        bytes += char(c & 0xFF);
-        bytes += char(c >> 8);
-    }
-    return bytes;
-}
-
-TEST(TextReaderLines, Utf16SurrogatePairs) {
-    // Unit by unit the decoder sees a high surrogate alone, so a line read to
-    // its terminator ends the input at the pair.
-    auto reader = readerOn(utf16le(u"ab\U0001F600c\n"));
-    EXPECT_EQ(reader->checkEncoding(1252), 0);
-    EXPECT_EQ(allLines(reader.get()), (std::vector<Line>{{0, u"ab"}, {kErrIncompleteInput, u""}}));
-
-    // Read without a terminator the same bytes come whole, also when a pair
-    // straddles the end of what the stream has handed over so far.
     const std::u16string text = u"\U0001F600x\U0001F600\U0001F600yz\U0001F600";
+    for (char16_t c : text) bytes += {char(c & 0xFF), char(c >> 8)};
     for (size_t chunk = 1; chunk <= 9; ++chunk) {
-        auto block = readerOn(utf16le(text), chunk);
+        auto block = readerOn(bytes, chunk);
         EXPECT_EQ(block->checkEncoding(1252), 0);
         XpString16 line;
         EXPECT_EQ(block->readLine(line, 100, 0), 0) << chunk;
         EXPECT_EQ(std::u16string(line.data(), line.length()), text) << chunk;
         EXPECT_EQ(block->readLine(line, 100, 0), kErrEndOfFile);
     }
-    // Half a unit at the very end: the input ends incomplete.
-    auto cut = readerOn(utf16le(u"ab") + "c", 1);
-    EXPECT_EQ(cut->checkEncoding(1252), 0);
-    XpString16 line;
-    EXPECT_EQ(cut->readLine(line, 100, 0), 0);
-    EXPECT_EQ(std::u16string(line.data(), line.length()), u"ab");
-    EXPECT_EQ(cut->readLine(line, 100, 0), kErrIncompleteInput);
+    auto reader = readerOn("x\xF0\x9F\x98\x80y\n", 1);
+    EXPECT_EQ(reader->checkEncoding(65001), 0);
+    std::u16string units;
+    for (char16_t u = 0; reader->readUnit(&u) == 0;) units += u;
+    EXPECT_EQ(units, u"x\U0001F600y\n");
 }
 
 TEST(TextReaderLines, WithoutTerminatorInPiecesOfMaxUnits) {

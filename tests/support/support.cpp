@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -42,6 +43,16 @@ std::vector<std::string> linesOf(const std::string& text) {
 
 std::string dataPath(const std::string& relative) { return std::string(VARO_SOURCE_DIR) + "/tests/data/" + relative; }
 
+std::string utf8Units(const std::u16string& text) {
+    std::string out;
+    for (char16_t v : text) {
+        if (v < 0x80) out += char(v);
+        else if (v < 0x800) out += {char(0xC0 | v >> 6), char(0x80 | (v & 0x3F))};
+        else out += {char(0xE0 | v >> 12), char(0x80 | (v >> 6 & 0x3F)), char(0x80 | (v & 0x3F))};
+    }
+    return out;
+}
+
 std::vector<std::vector<std::string>> tableOf(const std::string& relative) {
     std::vector<std::vector<std::string>> rows;
     for (const std::string& line : linesOf(slurp(dataPath(relative)))) {
@@ -57,9 +68,8 @@ std::vector<std::vector<std::string>> tableOf(const std::string& relative) {
                     const int digits = c == 'x' ? 2 : 4;
                     const unsigned long v = std::stoul(line.substr(i + 1, size_t(digits)), nullptr, 16);
                     i += size_t(digits);
-                    if (c == 'x' || v < 0x80) cells.back() += char(v);
-                    else if (v < 0x800) cells.back() += {char(0xC0 | v >> 6), char(0x80 | (v & 0x3F))};
-                    else cells.back() += {char(0xE0 | v >> 12), char(0x80 | (v >> 6 & 0x3F)), char(0x80 | (v & 0x3F))};
+                    if (c == 'x') cells.back() += char(v);
+                    else cells.back() += utf8Units(std::u16string(1, char16_t(v)));
                 } else {
                     cells.back() += c == 't' ? '\t' : c == 'r' ? '\r' : c == 'n' ? '\n' : c;
                 }

@@ -51,6 +51,8 @@ Run runProgram(const std::string& exe, const std::vector<std::string>& args, con
 std::u16string wide(const std::string& latin1);
 std::u16string utf16(const std::string& utf8);
 std::string narrow(const std::u16string& text);
+// Each unit as UTF-8 on its own (a surrogate as three bytes), as tableOf() reads \uNNNN.
+std::string utf8Units(const std::u16string& text);
 
 // A byte stream in memory: reads hand out `input` at most `chunk` bytes per
 // call (a short read once `minimum` is met, as pipes give); writes record each
