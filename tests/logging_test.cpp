@@ -59,7 +59,16 @@ protected:
     bool hadTmpdir_ = false;
 };
 
-const std::regex kFileLine(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2} \[([a-z]+)\] (.*))");
+// A log file's lines with each time stamp checked and cut off.
+std::string body(const std::string& path) {
+    static const std::regex stamp(R"(\d{4}-\d{2}-\d{2} \d{2}:\d{2}:\d{2} )");
+    std::string out;
+    for (const std::string& line : vt::linesOf(vt::slurp(path))) {
+        EXPECT_TRUE(std::regex_search(line.substr(0, 20), stamp)) << line;
+        out += line.substr(20) + "\n";
+    }
+    return out;
+}
 
 TEST_F(LoggingTest, ProgramConfigurationRoutesByLevel) {
     std::string err = captureStderr([] {
@@ -71,27 +80,15 @@ TEST_F(LoggingTest, ProgramConfigurationRoutesByLevel) {
     });
     EXPECT_EQ(err, std::string(programName()) + ": notice 5\n");
     EXPECT_EQ(logState().effectiveLevel.load(), 6u);
-
     std::string logPath = dir_ / (std::string(programName()) + ".log");
     ASSERT_STREQ(logState().path.load(), logPath.c_str());
     logClose();
-    std::vector<std::string> got = vt::linesOf(vt::slurp(logPath));
-    ASSERT_EQ(got.size(), 4u);
     struct utsname system;
     ASSERT_EQ(uname(&system), 0);
-    const std::string expected[4][2] = {
-        {"notice", "notice 5"},
-        {"info", "info 6"},
-        {"info", "Varo metrics calculator 8.0.3595.7981 (2021.11.06.1529) Portix (x86)"},
-        {"info", std::string("Running on ") + system.sysname + " " + system.release + " (" + system.machine + ") " +
-                     system.version},
-    };
-    for (size_t i = 0; i < 4; ++i) {
-        std::smatch m;
-        ASSERT_TRUE(std::regex_match(got[i], m, kFileLine)) << got[i];
-        EXPECT_EQ(m[1], expected[i][0]);
-        EXPECT_EQ(m[2], expected[i][1]);
-    }
+    EXPECT_EQ(body(logPath), std::string("[notice] notice 5\n[info] info 6\n") +
+                                 "[info] Varo metrics calculator 8.0.3595.7981 (2021.11.06.1529) Portix (x86)\n" +
+                                 "[info] Running on " + system.sysname + " " + system.release + " (" +
+                                 system.machine + ") " + system.version + "\n");
 }
 
 TEST_F(LoggingTest, EachMessageIsExactlyOneLine) {
@@ -100,21 +97,13 @@ TEST_F(LoggingTest, EachMessageIsExactlyOneLine) {
     const char* empty = "";
     logMessage(kLogError, 0, "trailing blanks \t\r\n\n  ");
     logMessage(kLogError, 0, "%s", empty);  // dropped
-    logMessage(kLogError, 0, "%s: Cannot open file", "in.csv");
     logMessage(kLogError, kErrInvalidFileType, "%s: no importer", "in.csv");
     logMessage(kLogError, 0, nullptr);  // no format: nothing
     logMessage(kLogError | 8, 0, "level bits above 7 are ignored");
     logClose();
-    std::vector<std::string> got = vt::linesOf(vt::slurp(file));
-    ASSERT_EQ(got.size(), 4u);
-    const char* expected[] = {"trailing blanks", "in.csv: Cannot open file",
-                              "in.csv: no importer: [774] Invalid file type", "level bits above 7 are ignored"};
-    for (size_t i = 0; i < 4; ++i) {
-        std::smatch m;
-        ASSERT_TRUE(std::regex_match(got[i], m, kFileLine)) << got[i];
-        EXPECT_EQ(m[1], "error");
-        EXPECT_EQ(m[2], expected[i]);
-    }
+    EXPECT_EQ(body(file),
+              "[error] trailing blanks\n[error] in.csv: no importer: [774] Invalid file type\n"
+              "[error] level bits above 7 are ignored\n");
 }
 
 TEST_F(LoggingTest, LongMessagesAreCutToTheLineBuffer) {
@@ -168,36 +157,6 @@ TEST_F(LoggingTest, UnopenableLogFileKeepsTheTargetBitButWritesNothing) {
     EXPECT_EQ(logState().file.load(), nullptr);
     EXPECT_EQ(logMessage(kLogError, 0, "goes nowhere"), 0);
     EXPECT_EQ(logRotate(0, 7), 0);  // nothing open: nothing to rotate
-}
-
-TEST_F(LoggingTest, RotatesOnlyAboveTheSizeLimit) {
-    struct Case {
-        size_t size;
-        bool rotated;
-    };
-    for (Case c : {Case{262144, false}, Case{263167, false}, Case{263168, true}}) {
-        SCOPED_TRACE(c.size);
-        std::string file = path("r.log");
-        std::string old(c.size, 'o');
-        vt::spill(file, old);
-        remove((file + ".0").c_str());
-        ASSERT_EQ(logOpen(kLogToFile, file.c_str()), 0);
-        logSetLevel(255, 0);  // the rotation line ignores thresholds
-        EXPECT_EQ(logRotate(256, 7), 0);
-        logClose();
-        EXPECT_EQ(vt::exists(file + ".0"), c.rotated);
-        if (c.rotated) {
-            EXPECT_EQ(vt::slurp(file + ".0"), old);
-            std::vector<std::string> got = vt::linesOf(vt::slurp(file));
-            ASSERT_EQ(got.size(), 1u);
-            std::smatch m;
-            ASSERT_TRUE(std::regex_match(got[0], m, kFileLine));
-            EXPECT_EQ(m[1], "info");
-            EXPECT_EQ(m[2], "Rotated log file");
-        } else {
-            EXPECT_EQ(vt::slurp(file), old);
-        }
-    }
 }
 
 TEST_F(LoggingTest, RotationShiftsGenerationsInSecondaryForm) {
@@ -277,6 +236,8 @@ TEST_F(LoggingTest, ProgramLogRotatesAbove256KiBKeepingSevenGenerations) {
         logSetUpForProgram();
         logClose();
         EXPECT_EQ(vt::slurp(log + ".0").size(), size == 263168 ? 263168u : 4u) << size;
+        if (size == 263168) EXPECT_EQ(body(log), "[info] Rotated log file\n");
+        else EXPECT_EQ(vt::slurp(log).size(), size_t(size));
     }
     EXPECT_EQ(vt::slurp(log + ".6"), "gen5");
     EXPECT_FALSE(vt::exists(log + ".7"));
