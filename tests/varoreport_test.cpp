@@ -21,6 +21,7 @@
 #include "metrics/metrics_calc.h"
 #include "metrics/metrics_record.h"
 #include "metrics/publication.h"
+#include "tests/support/support.h"
 
 namespace fs = std::filesystem;
 namespace {
@@ -30,22 +31,10 @@ struct Outcome {
     std::string out, err;
 };
 
-std::string slurp(const std::string& path) {
-    std::ifstream in(path, std::ios::binary);
-    std::stringstream text;
-    text << in.rdbuf();
-    return text.str();
-}
+using vt::slurp;
 
 class Varoreport : public ::testing::Test {
 protected:
-    void SetUp() override {
-        char pattern[] = "/tmp/vro_report_XXXXXX";
-        ASSERT_NE(mkdtemp(pattern), nullptr);
-        dir_ = pattern;
-    }
-    void TearDown() override { fs::remove_all(dir_); }
-
     // Through the shell, with the log in the test's own directory.
     Outcome run(const std::string& exe, const std::string& args, const std::string& input = "/dev/null") {
         const std::string command = "TMPDIR='" + dir_ + "' '" + exe + "' " + args + " <" + input + " >'" + dir_ +
@@ -55,7 +44,8 @@ protected:
     }
     Outcome report(const std::string& args, const std::string& input = "/dev/null") { return run(VARO_EXE, args, input); }
 
-    std::string dir_;
+    const vt::TempDir temp_;
+    const std::string& dir_ = temp_.path;
 };
 
 std::vector<std::string> split(const std::string& text, char separator) {
