@@ -97,68 +97,68 @@ TEST(Encodings, ConversionCases) {
     EXPECT_GT(checked, 50);
 }
 
-TEST(EncodingsClasses, ConstantAnswers) {
-    const struct {
-        uint32_t codePage;
-        const char* name;
-        std::vector<uint8_t> mark;
-        uint32_t kind;
-        bool unicode, wide;
-        uint32_t minBytes, maxBytes;
-    } rows[] = {
-        {65001, "utf-8", {0xEF, 0xBB, 0xBF}, 0, true, false, 1, 4},
-        {1201, "utf-16be", {0xFE, 0xFF}, 3, true, true, 2, 2},
-        {1200, "utf-16le", {0xFF, 0xFE}, 3, true, true, 2, 2},
-        {12001, "utf-32be", {0x00, 0x00, 0xFE, 0xFF}, 3, true, true, 4, 4},
-        {12000, "utf-32le", {0xFF, 0xFE, 0x00, 0x00}, 3, true, true, 4, 4},
-        {20127, "us-ascii", {}, 1, false, false, 1, 1},
-        {437, "ibm437", {}, 1, false, false, 1, 1},
-        {850, "ibm850", {}, 1, false, false, 1, 1},
-        {1252, "windows-1252", {}, 1, false, false, 1, 1},
-        {10000, "macintosh", {}, 1, false, false, 1, 1},
-        {28591, "iso-8859-1", {}, 1, false, false, 1, 1},
-        {65002, "x-user-defined", {}, 1, false, false, 1, 1},
-    };
-    for (const auto& r : rows) {
-        SCOPED_TRACE(r.name);
-        Shared enc(r.codePage);
-        ASSERT_NE(enc.encoding, nullptr);
-        EXPECT_EQ(enc->codePage(), r.codePage);
-        EXPECT_STREQ(enc->name(), r.name);
-        EXPECT_EQ(markOf(enc.encoding), r.mark);
-        EXPECT_EQ(enc->passThroughKind(), r.kind);
-        EXPECT_EQ(enc->isUnicode(), r.unicode);
-        EXPECT_EQ(enc->hasWideUnits(), r.wide);
-        EXPECT_EQ(enc->minBytesPerChar(), r.minBytes);
-        EXPECT_EQ(enc->maxBytesPerChar(), r.maxBytes);
-        // Every class but UTF-8 answers the same for any lead byte.
-        if (r.codePage != 65001) {
-            for (uint8_t b : {0x00, 0x41, 0xC3, 0xFF}) {
-                EXPECT_EQ(enc->sequenceLength(b), r.minBytes);
-                EXPECT_EQ(enc->startsMultiByte(b), r.wide);
-            }
+// tests/data/encodings/objects.txt: what each object, name and property answers.
+std::string answer(const std::string& kind, const std::string& key) {
+    char text[128];
+    if (kind == "class" || kind == "pseudo" || kind == "lead") {
+        const uint32_t asked = kind == "lead" ? 65001 : uint32_t(std::stoul(key));
+        charenc* probe = nullptr;
+        if (const ResultCode rc = getEncoding(asked, &probe)) return std::to_string(rc);
+        releaseEncoding(probe);
+        Shared enc(asked);
+        if (kind == "lead") {
+            const uint8_t b = uint8_t(std::stoul(key, nullptr, 16));
+            return std::to_string(enc->sequenceLength(b)) + " " + std::to_string(enc->startsMultiByte(b));
         }
+        Shared real(enc->codePage());
+        if (kind == "pseudo") return std::string(enc->name()) + (real.encoding == enc.encoding ? "" : " (another object)");
+        std::string mark;
+        for (uint8_t b : markOf(enc.encoding)) mark += (mark.empty() ? "" : " ") + std::string(text, size_t(std::snprintf(text, sizeof text, "%02X", b)));
+        std::snprintf(text, sizeof text, " | %u %d %d %u-%u", enc->passThroughKind(), enc->isUnicode(), enc->hasWideUnits(),
+                      enc->minBytesPerChar(), enc->maxBytesPerChar());
+        for (uint8_t b : {0x00, 0x41, 0xC3, 0xFF})
+            if (enc->codePage() != 65001 && (enc->sequenceLength(b) != enc->minBytesPerChar() || enc->startsMultiByte(b) != enc->hasWideUnits()))
+                return "lead byte " + std::to_string(b) + " answers otherwise";
+        return std::string(enc->name()) + " | " + (mark.empty() ? "-" : mark) + text;
     }
+    if (kind == "charset") {
+        uint32_t page = 7;
+        const ResultCode rc = charsetCodePage(key.c_str(), &page);
+        return std::to_string(rc) + " " + std::to_string(page);
+    }
+    const CharProperty& p = findCharProperty(char32_t(std::stoul(key, nullptr, 16)));
+    if (p.first > std::stoul(key, nullptr, 16)) return "row starts after the character";
+    std::snprintf(text, sizeof text, "%X %X %X %X %X", unsigned(p.category), unsigned(p.upper), unsigned(p.lower),
+                  unsigned(p.title), unsigned(p.fallback));
+    return text;
 }
 
-TEST(EncodingsRegistry, PseudoAndUnknownCodePages) {
-    const struct {
-        uint32_t asked;
-        const char* name;
-    } rows[] = {{0, "windows-1252"}, {0xFFFFFFFE, "windows-1252"}, {1, "ibm850"}, {2, "macintosh"}};
-    for (const auto& r : rows) {
-        Shared pseudo(r.asked);
-        ASSERT_NE(pseudo.encoding, nullptr);
-        EXPECT_STREQ(pseudo->name(), r.name);
-        Shared real(pseudo->codePage());
-        EXPECT_EQ(pseudo.encoding, real.encoding) << "one shared object per code page";
+TEST(Encodings, ObjectsNamesAndPropertiesAsInTestsData) {
+    int checked = 0;
+    for (const std::vector<std::string>& row : vt::tableOf("encodings/objects.txt")) {
+        const std::string kind = row.at(0).substr(0, row[0].find(' ')), key = row[0].substr(kind.size() + std::min<size_t>(1, row[0].size() - kind.size()));
+        std::string expected = row.at(1);
+        for (size_t i = 2; i < row.size(); ++i) expected += " | " + row[i];
+        EXPECT_EQ(answer(kind, key), expected) << row[0];
+        ++checked;
     }
-    for (uint32_t unknown : {65000u, 3u, 1250u, 0xFFFFFFFFu}) {
-        charenc* enc = reinterpret_cast<charenc*>(&enc);
-        EXPECT_EQ(getEncoding(unknown, &enc), kErrObjectNotFound) << unknown;
-        EXPECT_EQ(enc, nullptr);
-    }
+    EXPECT_GT(checked, 60);
     EXPECT_EQ(getEncoding(65001, nullptr), kErrInvalidArgument);
+    charenc* enc = reinterpret_cast<charenc*>(&checked);
+    EXPECT_EQ(getEncoding(3, &enc), kErrObjectNotFound);
+    EXPECT_EQ(enc, nullptr);
+    uint32_t page = 0;
+    EXPECT_EQ(charsetCodePage(nullptr, &page), kErrInvalidArgument);
+    EXPECT_EQ(charsetCodePage("utf-8", nullptr), kErrInvalidArgument);
+    EXPECT_STREQ(kCharsetNames[0].name, "asmo-708");
+    EXPECT_STREQ(kCharsetNames[kCharsetNameCount - 1].name, "x_chinese-eten");
+    for (uint32_t i = 1; i < kCharPropertyCount; ++i) ASSERT_LT(kCharProperties[i - 1].first, kCharProperties[i].first) << i;
+    // Every object of the registry is found under its own name.
+    for (uint32_t cp : {437u, 850u, 1200u, 1201u, 1252u, 10000u, 12000u, 12001u, 20127u, 28591u, 65001u, 65002u}) {
+        Shared named(cp);
+        EXPECT_EQ(charsetCodePage(named->name(), &page), kResultOk) << named->name();
+        EXPECT_EQ(page, cp);
+    }
 }
 
 TEST(EncodingsRegistry, ReferencesAreCountedPerCallerAndHandedOver) {
@@ -197,94 +197,6 @@ TEST(EncodingsRegistry, ReferencesAreCountedPerCallerAndHandedOver) {
     for (charenc* enc : seen) EXPECT_EQ(enc, seen[0]);
     for (charenc* enc : seen) releaseEncoding(enc);
     EXPECT_EQ(seen[0]->referenceCount(), count - 8);
-}
-
-TEST(EncodingsCharsetNames, TableAndLookup) {
-    EXPECT_STREQ(kCharsetNames[0].name, "asmo-708");
-    EXPECT_STREQ(kCharsetNames[kCharsetNameCount - 1].name, "x_chinese-eten");
-    const struct {
-        const char* name;
-        ResultCode result;
-        uint32_t codePage;
-    } rows[] = {
-        {"asmo-708", 0, 708},       {"big5", 0, 950},           {"cp1025", 0, 21025},
-        {"euc-kr", 0, 51949},       {"iso-8859-8-i", 0, 38598}, {"koi8-u", 0, 21866},
-        {"unicodefffe", 0, 1201},   {"ucs-2", 0, 1200},         {"utf-32", 0, 12000},
-        {"utf8", 0, 65001},         {"mac", 0, 10000},          {"utf-7", 0, 65000},
-        {"x-user-defined", 0, 65002}, {"x_chinese-eten", 0, 20002},
-        {"UTF-8", kErrObjectNotFound, 7}, {"", kErrObjectNotFound, 7}, {"zzz", kErrObjectNotFound, 7},
-    };
-    for (const auto& r : rows) {
-        uint32_t page = 7;
-        EXPECT_EQ(charsetCodePage(r.name, &page), r.result) << r.name;
-        EXPECT_EQ(page, r.codePage) << r.name;
-    }
-    uint32_t page = 0;
-    EXPECT_EQ(charsetCodePage(nullptr, &page), kErrInvalidArgument);
-    EXPECT_EQ(charsetCodePage("utf-8", nullptr), kErrInvalidArgument);
-
-    // Every object of the registry is found under its own name.
-    for (uint32_t cp : {437u, 850u, 1200u, 1201u, 1252u, 10000u, 12000u, 12001u, 20127u, 28591u, 65001u, 65002u}) {
-        Shared enc(cp);
-        EXPECT_EQ(charsetCodePage(enc->name(), &page), kResultOk) << enc->name();
-        EXPECT_EQ(page, cp);
-    }
-}
-
-TEST(EncodingsCharProperties, TableShapeAndRows) {
-    ASSERT_GT(kCharPropertyCount, 1000u);
-    EXPECT_EQ(kCharProperties[0].first, 0u);
-    for (uint32_t i = 1; i < kCharPropertyCount; ++i)
-        ASSERT_LT(kCharProperties[i - 1].first, kCharProperties[i].first) << i;
-    EXPECT_STRNE(kCharPropertiesUnicodeVersion, "");
-
-    const struct {
-        char32_t cp;
-        uint8_t category;
-        uint32_t upper, lower, title;
-        uint8_t fallback;
-    } rows[] = {
-        {U'A', 0x11, 0, U'a', 0, U'A'},
-        {0x00E9, 0x12, 0x00C9, 0, 0x00C9, 0},
-        {0x01C5, 0x13, 0x01C4, 0x01C6, 0x01C5, 0},
-        {0x00A0, 0x61, 0, 0, 0, ' '},
-        {0x0301, 0x21, 0, 0, 0, 0},
-        {0x2013, 0x42, 0, 0, 0, 0},
-        {0x201C, 0x45, 0, 0, 0, 0},
-        {0x2019, 0x46, 0, 0, 0, 0},
-        {0x200B, 0x72, 0, 0, 0, 0},
-        {0xD800, 0x73, 0, 0, 0, 0},
-        {0xE000, 0x74, 0, 0, 0, 0},
-        {0x0378, 0x75, 0, 0, 0, 0},
-        {0x0085, 0x71, 0, 0, 0, 0},
-        {0xFF01, 0x47, 0, 0, 0, '!'},
-        {0x1D400, 0x11, 0, 0, 0, 'A'},  // mathematical bold capital A
-        {0x10FFFF, 0x75, 0, 0, 0, 0},
-    };
-    for (const auto& r : rows) {
-        const CharProperty& p = findCharProperty(r.cp);
-        SCOPED_TRACE(testing::Message() << "U+" << std::hex << uint32_t(r.cp));
-        EXPECT_LE(p.first, uint32_t(r.cp));
-        EXPECT_EQ(p.category, r.category);
-        EXPECT_EQ(p.upper, r.upper);
-        EXPECT_EQ(p.lower, r.lower);
-        EXPECT_EQ(p.title, r.title);
-        EXPECT_EQ(p.fallback, r.fallback);
-    }
-}
-
-TEST(EncodingsUtf8, SequenceLengthFromLeadByte) {
-    Shared utf8(kCodePageUtf8);
-    const struct {
-        uint8_t lead;
-        uint32_t length;
-        bool multi;
-    } rows[] = {{0x41, 1, false}, {0x80, 1, false}, {0xBF, 1, false}, {0xC2, 2, true},
-                {0xDF, 2, true},  {0xE2, 3, true},  {0xF0, 4, true},  {0xFF, 4, true}};
-    for (const auto& r : rows) {
-        EXPECT_EQ(utf8->sequenceLength(r.lead), r.length) << int(r.lead);
-        EXPECT_EQ(utf8->startsMultiByte(r.lead), r.multi) << int(r.lead);
-    }
 }
 
 // Random valid text through every UTF encoding and every width, with the
