@@ -6,31 +6,13 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/support.h"
+
 namespace {
 
 TEST(ResultMessage, EveryRangeHasItsText) {
-    const struct {
-        ResultCode code;
-        const char* text;
-    } cases[] = {
-        {0, "No error"}, {2, "No such file or directory"}, {22, "Invalid argument"},
-        {35, "Resource unavailable, try again"}, {36, "Operation would block"},
-        {63, "Too many levels of symbolic links"}, {64, "Invalid file name"}, {85, "Illegal byte sequence"},
-        {94, "(reserved)"}, {95, "No more data"}, {105, "Operation failed"},
-        {106, "error 106 (0x0000006A)"}, {255, "error 255 (0x000000FF)"},
-        // Each framework group: first text, last text, one past the end.
-        {256, "Unspecified error"}, {274, "Skip this entry"}, {275, "Unknown error"},
-        {512, "Syntax error"}, {526, "Object not found"}, {545, "End of available data"}, {546, "Unknown error"},
-        {768, "End of file"}, {774, "Invalid file type"}, {777, "Invalid storage medium"}, {778, "Unknown error"},
-        {1024, "HTTP redirection failed"}, {1035, "Socket is shut down"}, {1036, "Unknown error"},
-        {1280, "Security failure"}, {1284, "Untrusted session"}, {1285, "Unknown error"},
-        {1536, "Invalid login credentials"}, {1546, "No API key available"}, {1547, "Unknown error"},
-        // Providers' range, none registered; negative values that are no system form.
-        {1792, "Unknown error"}, {0x7FFFFFFF, "Unknown error"}, {-1, "Unknown error"},
-        {-65537, "Unknown error"}, {ResultCode(0x81000000u), "Unknown error"},
-        {ResultCode(0xFFFF0000u), "Unknown error"},
-    };
-    for (const auto& c : cases) EXPECT_STREQ(resultMessage(c.code), c.text) << "code " << c.code;
+    for (const std::vector<std::string>& row : vt::tableOf("result-messages.txt"))
+        EXPECT_STREQ(resultMessage(ResultCode(std::stol(row.at(0)))), row.at(1).c_str()) << "code " << row[0];
 }
 
 TEST(ResultMessage, SystemFormsUseTheSystemsOwnTexts) {

@@ -85,38 +85,6 @@ std::u32string randomText(std::mt19937& rng, size_t length) {
     return text;
 }
 
-TEST(UtfRoundTrip, RandomValidTextThroughEveryWidth) {
-    std::mt19937 rng(20211106);
-    for (int round = 0; round < 200; ++round) {
-        const std::u32string text = randomText(rng, 1 + round % 50);
-        const uint32_t count = static_cast<uint32_t>(text.size());
-
-        std::string utf8(utf8LengthOfUtf32(text.data(), count), '\0');
-        uint32_t in = count, n = static_cast<uint32_t>(utf8.size());
-        ASSERT_EQ(utf32ToUtf8(text.data(), &in, utf8.data(), &n), 0);
-        ASSERT_EQ(n, utf8.size());
-
-        std::u16string utf16(utf16LengthOfUtf8(utf8.data(), n), u'\0');
-        in = n;
-        n = static_cast<uint32_t>(utf16.size());
-        ASSERT_EQ(utf8ToUtf16(utf8.data(), &in, utf16.data(), &n), 0);
-        ASSERT_EQ(in, utf8.size());
-        EXPECT_EQ(utf16LengthOfUtf32(text.data(), count), utf16.size());
-
-        std::u32string back(count, U'\0');
-        in = static_cast<uint32_t>(utf16.size());
-        n = count;
-        ASSERT_EQ(utf16ToUtf32(utf16.data(), &in, back.data(), &n), 0);
-        EXPECT_EQ(back, text);
-
-        std::string again(utf8.size(), '\0');
-        in = static_cast<uint32_t>(utf16.size());
-        n = static_cast<uint32_t>(again.size());
-        ASSERT_EQ(utf16ToUtf8(utf16.data(), &in, again.data(), &n), 0);
-        EXPECT_EQ(again, utf8);
-    }
-}
-
 // A reader decodes in pieces and hands the bytes left by 537 to the next call;
 // the pieces must add up to the whole decoding.
 TEST(UtfRoundTrip, PiecewiseDecodingMatchesWhole) {
