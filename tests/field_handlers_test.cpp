@@ -73,28 +73,34 @@ TEST(FieldHandlers, LocalisedBitsStopOnlyTheirHandlers) {
     EXPECT_EQ(text(pub.Authors), u"J. Smith");
 }
 
-TEST(FieldHandlers, EachValueSetsItsBitOnlyWhenItCounts) {
+TEST(FieldHandlers, EachValueSetsItsBitOnlyWhenItCountsAndSaysWhetherItWasTaken) {
     const struct {
         VroFieldHandler handler;
         const char16_t* value;
         uint32_t mask;
+        bool taken;
     } cases[] = {
-        {setYear, u"2010///", bit(8)},   {setYear, u"n.d.", 0},          {setYear, u" -44", 0},
-        {setVolume, u"7", bit(13)},      {setIssue, u"-9", 0},           {setIssue, u"3", bit(14)},
-        {setStartPage, u"+12a", bit(15)}, {setEndPage, u"1", bit(16)},   {setRank, u"0", 0},
-        {setRank, u"7", bit(5)},         {setInUse, u"1", 0},            {setPages, u"5-30", bit(15) | bit(16)},
-        {setPages, u"e12", 0},           {setCites, u"12", bit(2)},      {setCites, u"none", 0},
-        {setEstimatedCites, u"30", bit(17)}, {setEstimatedCites, u"0", 0}, {setCitesNote, u"many cites: x", 0},
-        {setCitesNote, u"7 cites: x", bit(2) | bit(3)}, {setCitesNote, u"7 cites: ", bit(2)},
-        {setCitedByNote, u"Cited By: 17", bit(2)}, {setCitedByNote, u"References: 12", 0},
-        {setSemicolonAuthors, u";;", 0}, {setSemicolonAuthors, u"Plato", bit(1)}, {addAuthorName, u"  ", 0},
-        {setScopusAuthors, u"Smith", bit(1)}, {setIssn, u"12345678", bit(11)}, {setCitationUrl, u"b", bit(12)},
+        {setYear, u"2010///", bit(8), true}, {setYear, u"n.d.", 0, true}, {setYear, u" -44", 0, true},
+        {setVolume, u"7", bit(13), true}, {setIssue, u"-9", 0, true}, {setIssue, u"3", bit(14), true},
+        {setStartPage, u"+12a", bit(15), true}, {setEndPage, u"1", bit(16), true}, {setRank, u"0", 0, true},
+        {setRank, u"7", bit(5), true}, {setInUse, u"1", 0, true}, {setPages, u"5-30", bit(15) | bit(16), true},
+        {setPages, u"e12", 0, false}, {setPages, u"-3", 0, true}, {setCites, u"12", bit(2), true},
+        {setCites, u"none", 0, true}, {setEstimatedCites, u"30", bit(17), true}, {setEstimatedCites, u"0", 0, true},
+        {setCitesNote, u"many cites: x", 0, false}, {setCitesNote, u"Query date: 3 cites: x", 0, false},
+        {setCitesNote, u"7 cites: x", bit(2) | bit(3), true}, {setCitesNote, u"7 cites: ", bit(2), true},
+        {setCitedByNote, u"Cited By: 17", bit(2), true}, {setCitedByNote, u"References: 12", 0, false},
+        {setSemicolonAuthors, u";;", 0, true}, {setSemicolonAuthors, u" ", 0, false},
+        {setSemicolonAuthors, u"Plato", bit(1), true}, {addAuthorName, u"  ", 0, false},
+        {addAuthorName, u"Plato", bit(1), true}, {setScopusAuthors, u"Smith", bit(1), true},
+        {setIssn, u"12345678", bit(11), true}, {setIssn, u" ", 0, false}, {setCitationUrl, u"b", bit(12), true},
+        {setType, u" ", 0, false}, {setType, u"j", bit(9), true}, {setTitle, u"\t", 0, false},
     };
     for (const auto& c : cases) {
         VroPublication pub;
         uint32_t mask = 0;
-        call(c.handler, pub, c.value, mask);
-        EXPECT_EQ(mask, c.mask) << std::string(c.value, c.value + std::char_traits<char16_t>::length(c.value));
+        const std::string value(c.value, c.value + std::char_traits<char16_t>::length(c.value));
+        EXPECT_EQ(call(c.handler, pub, c.value, mask), c.taken) << value;
+        EXPECT_EQ(mask, c.mask) << value;
     }
 }
 

@@ -144,8 +144,7 @@ TEST(PrintfEngine, FloatingPoint) {
 
     // Larger than the engine's stack buffer: made once more on the heap.
     std::string big = fmt("%.400f", 1.0);
-    EXPECT_EQ(big.size(), 402u);
-    EXPECT_EQ(big.substr(0, 4), "1.00");
+    EXPECT_EQ(big, "1." + std::string(400, '0'));
 }
 
 TEST(PrintfEngine, FirstSinkFailureEndsFormatting) {
