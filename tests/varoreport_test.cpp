@@ -4,13 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <map>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,26 +23,17 @@
 namespace fs = std::filesystem;
 namespace {
 
-struct Outcome {
-    int status = -1;
-    std::string out, err;
-};
-
-using vt::slurp;
-
 class Varoreport : public ::testing::Test {
 protected:
-    // Through the shell, with the log in the test's own directory.
-    Outcome run(const std::string& exe, const std::string& args, const std::string& input = "/dev/null") {
-        const std::string command = "TMPDIR='" + dir_ + "' '" + exe + "' " + args + " <" + input + " >'" + dir_ +
-                                    "/out' 2>'" + dir_ + "/err'";
-        const int raw = std::system(command.c_str());
-        return {WIFEXITED(raw) ? WEXITSTATUS(raw) : -1, slurp(dir_ + "/out"), slurp(dir_ + "/err")};
+    // Arguments go through the shell, which splits them and unquotes names.
+    vt::Run run(const std::string& exe, const std::string& args, const std::string& input = "/dev/null") {
+        return vt::runProgram("/bin/sh", {"-c", "exec '" + exe + "' " + args}, dir_.path, input);
     }
-    Outcome report(const std::string& args, const std::string& input = "/dev/null") { return run(VARO_EXE, args, input); }
+    vt::Run report(const std::string& args, const std::string& input = "/dev/null") {
+        return run(VARO_EXE, args, input);
+    }
 
-    const vt::TempDir temp_;
-    const std::string& dir_ = temp_.path;
+    vt::TempDir dir_;
 };
 
 std::vector<std::string> split(const std::string& text, char separator) {
@@ -126,7 +114,7 @@ void expectRowsMatchCalculation(const std::string& csv, const std::vector<std::s
 TEST_F(Varoreport, EveryFieldOfGoldenExportsIsTheCalculatedRecord) {
     const std::vector<std::string> files = goldenExports();
     ASSERT_GE(files.size(), 8u);  // one export of each format at least
-    const Outcome result = report("-q --year 2026 -j 3 " + joined(files));
+    const vt::Run result = report("-q --year 2026 -j 3 " + joined(files));
     EXPECT_EQ(result.status, 0) << result.err;
     expectRowsMatchCalculation(result.out, files, julyFirstUtc(2026));
 }
@@ -137,7 +125,7 @@ TEST_F(Varoreport, EveryFieldOfRealExportsIsTheCalculatedRecord) {
     for (const auto& entry : fs::recursive_directory_iterator(VARO_REAL_DATA_DIR))
         if (entry.is_regular_file() && entry.path().filename() != "PROVENANCE.md")
             files.push_back(entry.path().string());
-    const Outcome result = report("-q --year 1999 " + joined(files));
+    const vt::Run result = report("-q --year 1999 " + joined(files));
     EXPECT_LE(result.status, 1) << result.err;
     expectRowsMatchCalculation(result.out, files, julyFirstUtc(1999));
 }
@@ -153,8 +141,8 @@ TEST_F(Varoreport, AgreesWithVarometricsCsvLine) {
         {"year_last", "year_last"}, {"est_c", "est_cites_total"}};
     for (const std::string& file : goldenExports()) {
         SCOPED_TRACE(file);
-        const Outcome mine = report("-q '" + file + "'");
-        const Outcome theirs = run(VARO_METRICS_EXE, "--format csvh '" + file + "'");
+        const vt::Run mine = report("-q '" + file + "'");
+        const vt::Run theirs = run(VARO_METRICS_EXE, "--format csvh '" + file + "'");
         const std::vector<std::string> lines = split(theirs.out, '\n');
         ASSERT_GE(lines.size(), 2u) << theirs.err;
         const auto head = split(lines[0].substr(lines[0].find("label,") + 6), ',');
@@ -183,7 +171,7 @@ TEST_F(Varoreport, AgreesWithVarometricsCsvLine) {
 // export of every format: every regular file has its row, in name order,
 // each failure its line on standard error, and the pipe is never opened.
 TEST_F(Varoreport, DirectoryOfTroubleLosesNoRow) {
-    const std::string data = dir_ + "/data";
+    const std::string data = dir_ / "data";
     fs::create_directories(data + "/sub");
     std::ofstream(data + "/sub/inner.ris") << "TY  - JOUR\nER  -\n";
     std::ofstream(data + "/empty.txt");
@@ -197,8 +185,8 @@ TEST_F(Varoreport, DirectoryOfTroubleLosesNoRow) {
         expected.push_back(copy);
     }
     std::sort(expected.begin(), expected.end());
-    const Outcome one = report("-q -j 1 --year 2026 '" + data + "'");
-    const Outcome many = report("-qj4 --year=2026 '" + data + "/'");
+    const vt::Run one = report("-q -j 1 --year 2026 '" + data + "'");
+    const vt::Run many = report("-qj4 --year=2026 '" + data + "/'");
     EXPECT_EQ(one.status, 1);
     EXPECT_EQ(many.status, 1);
     std::vector<std::string> lines = split(one.out, '\n');
@@ -214,12 +202,12 @@ TEST_F(Varoreport, DirectoryOfTroubleLosesNoRow) {
 // same as on one thread; under ThreadSanitizer a race fails the run.
 TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
     std::vector<std::string> files = goldenExports();
-    files.push_back(dir_ + "/missing.ris");
+    files.push_back(dir_ / "missing.ris");
     std::string args;
     for (int i = 0; i < 12; ++i) args += joined(files);
     for (const char* format : {"csv", "json", "papers"}) {
-        const Outcome one = report(std::string("-q -j 1 --year 2026 -f ") + format + " " + args);
-        const Outcome four = report(std::string("-q -j 4 --year 2026 -f ") + format + " " + args);
+        const vt::Run one = report(std::string("-q -j 1 --year 2026 -f ") + format + " " + args);
+        const vt::Run four = report(std::string("-q -j 4 --year 2026 -f ") + format + " " + args);
         EXPECT_EQ(one.status, 1) << one.err;
         EXPECT_EQ(four.status, 1) << four.err;
         EXPECT_EQ(one.out, four.out);
@@ -230,19 +218,19 @@ TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
 
 TEST_F(Varoreport, StandardInputAndOutputFile) {
     const std::string file = VARO_SOURCE_DIR "/examples/sample.ris";
-    const Outcome named = report("--year 2026 -f papers '" + file + "'");
-    const Outcome piped = report("--year 2026 -f papers -o '" + dir_ + "/report.csv' -", file);
+    const vt::Run named = report("--year 2026 -f papers '" + file + "'");
+    const vt::Run piped = report("--year 2026 -f papers -o '" + dir_ / "report.csv' -", file);
     EXPECT_EQ(piped.status, 0) << piped.err;
     EXPECT_EQ(piped.out, "");
     std::string expected = named.out;
     for (size_t at; (at = expected.find(file)) != std::string::npos;) expected.replace(at, file.size(), "-");
-    EXPECT_EQ(slurp(dir_ + "/report.csv"), expected);
+    EXPECT_EQ(vt::slurp(dir_ / "report.csv"), expected);
 }
 
 TEST_F(Varoreport, UsageErrorsExitTwoAndWriteNothing) {
     for (const char* args : {"", "-x a", "--bogus a", "-f xml a", "-j 0 a", "-j x a", "-j 257 a", "--year 0 a",
                              "--year 2026x a", "-o", "--quiet=1 a", "-f"}) {
-        const Outcome result = report(args);
+        const vt::Run result = report(args);
         EXPECT_EQ(result.status, 2) << args;
         EXPECT_EQ(result.out, "") << args;
         EXPECT_NE(result.err.find("Usage: varoreport"), std::string::npos) << args;
