@@ -33,7 +33,7 @@ struct Slot {
 };
 
 // State shared by the workers and the writing thread; every field after
-// `lock` is guarded by it, except `next`, which only workers take from.
+// `lock` is guarded by it.
 struct Shared {
     Shared(const ReportRun& r, const std::vector<ReportInput>& in, Slot* s, size_t w) noexcept
         : run(r), inputs(in), slots(s), window(w) {}
@@ -43,11 +43,21 @@ struct Shared {
     Slot* slots;
     size_t window;
     std::mutex lock;
-    std::condition_variable slotDone;
-    std::condition_variable roomFreed;
-    size_t next = 0;     // the next input a worker takes
+    std::condition_variable slotDone;   // the writer waits here
+    std::condition_variable roomFreed;  // idle workers wait here
+    size_t next = 0;     // the next input to take
     size_t written = 0;  // inputs already written out
+    uint32_t idleWorkers = 0;
+    bool writerWaiting = false;
     bool stop = false;
+
+    // The next input, when one is left within the window; the window keeps a
+    // slow early input from letting the rows of all later ones pile up.
+    bool take(size_t& index) noexcept {
+        if (next >= inputs.size() || next >= written + window) return false;
+        index = next++;
+        return true;
+    }
 };
 
 void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
@@ -77,26 +87,25 @@ void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexc
     slot.rowsCode = rowsCode;
 }
 
+// A worker thread: takes inputs until none is left or the run stops. Threads
+// are woken only when someone waits, so that a run of many small inputs does
+// not pay a system call per input.
 void work(Shared& shared) noexcept {
+    std::unique_lock<std::mutex> guard(shared.lock);
     for (;;) {
-        size_t index;
-        {
-            std::unique_lock<std::mutex> guard(shared.lock);
-            // Stay within the window, so that a slow early input does not let
-            // the buffered rows of all later ones pile up.
-            shared.roomFreed.wait(guard, [&] {
-                return shared.stop || shared.next >= shared.inputs.size() ||
-                       shared.next < shared.written + shared.window;
-            });
-            if (shared.stop || shared.next >= shared.inputs.size()) return;
-            index = shared.next++;
+        size_t index = 0;
+        while (!shared.stop && !shared.take(index)) {
+            if (shared.next >= shared.inputs.size()) return;
+            ++shared.idleWorkers;
+            shared.roomFreed.wait(guard);
+            --shared.idleWorkers;
         }
+        if (shared.stop) return;
+        guard.unlock();
         reportOne(shared.run, shared.inputs[index], shared.slots[index]);
-        {
-            std::lock_guard<std::mutex> guard(shared.lock);
-            shared.slots[index].done = true;
-        }
-        shared.slotDone.notify_all();
+        guard.lock();
+        shared.slots[index].done = true;
+        if (shared.writerWaiting) shared.slotDone.notify_one();
     }
 }
 
@@ -179,16 +188,17 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
     ResultCode outputCode = run.format->writeHead ? run.format->writeHead(out.get()) : kResultOk;
     if (!isWriteFailure(outputCode)) outputCode = kResultOk;
 
+    // The writing thread is one of the `jobs`: it reports inputs itself
+    // while the one it must write next is not ready.
     std::thread workers[kMaxReportJobs];
     uint32_t started = 0;
-    for (; started < jobs && outputCode == kResultOk; ++started) {
+    for (; started + 1 < jobs && outputCode == kResultOk; ++started) {
         try {
             workers[started] = std::thread(work, std::ref(shared));
         } catch (const std::system_error&) {
-            break;
+            break;  // fewer threads do the same work
         }
     }
-    if (started == 0 && !inputs.empty() && outputCode == kResultOk) outputCode = kErrNoMemory;
 
     Progress progress(err, run.showProgress, inputs.size());
     bool anyFailed = false;
@@ -197,13 +207,25 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
         {
             std::unique_lock<std::mutex> guard(shared.lock);
             while (!slot.done) {
+                size_t index = 0;
+                if (shared.take(index)) {
+                    guard.unlock();
+                    reportOne(run, inputs[index], slots[index]);
+                    progress.update(i);
+                    guard.lock();
+                    slots[index].done = true;
+                    continue;
+                }
+                shared.writerWaiting = true;
                 if (run.showProgress) {
                     shared.slotDone.wait_for(guard, std::chrono::milliseconds(100));
+                    shared.writerWaiting = false;
                     guard.unlock();
                     progress.update(i);
                     guard.lock();
                 } else {
                     shared.slotDone.wait(guard);
+                    shared.writerWaiting = false;
                 }
             }
         }
@@ -222,11 +244,13 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
             outputCode = writeBytes(out.get(), slot.rows->bytes(), slot.rows->size());
         }
         slot.rows.reset();
+        bool wake;
         {
             std::lock_guard<std::mutex> guard(shared.lock);
             shared.written = i + 1;
+            wake = shared.idleWorkers != 0;
         }
-        shared.roomFreed.notify_all();
+        if (wake) shared.roomFreed.notify_all();
         progress.update(i + 1);
     }
     {
