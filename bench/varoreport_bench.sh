@@ -8,8 +8,8 @@
 #   bench/varoreport_bench.sh [BUILD_DIR] [EXPORTS] [RECORDS] [ROUNDS]
 #
 # Defaults: build/release, 10000 exports of 200 records, 3 rounds. Exports
-# alternate between the program's own CSV and RIS. Prints each round's
-# seconds and the medians' ratios; nothing is asserted.
+# alternate between the program's own CSV and RIS. Prints each round's wall
+# and CPU seconds and the medians' ratios; nothing is asserted.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=${1:-build/release}
@@ -44,33 +44,37 @@ for e in range(exports):
         f.write(text)
 PY
 
-seconds() {  # runs "$@", prints its wall time in seconds
-    local start end
-    start=$(date +%s.%N)
-    "$@" >/dev/null 2>&1 || true
-    end=$(date +%s.%N)
-    echo "$end - $start" | bc -l
+# Runs "$@" and prints its wall seconds and its CPU seconds (user and system,
+# children included): under a loaded machine the two can tell apart waiting
+# for a processor from work done.
+measure() {
+    local TIMEFORMAT='%R %U %S' t
+    t=$({ time "$@" >/dev/null 2>&1; } 2>&1) || true
+    read -r real user sys <<<"$t"
+    echo "$real $(echo "$user + $sys" | bc -l)"
 }
 run_report() { "$report" -q -j 2 --year 2026 -o "$work/report.csv" "$work/exports"; }
 run_loop() { for f in "$work"/exports/*; do "$metrics" --format csv "$f" "+$work/loop.csv"; done; }
 run_wc() { cat "$work"/exports/* | wc -l; }
 run_wc_loop() { for f in "$work"/exports/*; do wc -l "$f"; done; }
 
-declare -a R L W WL
+declare -a R L W WL RC LC
 for ((r = 1; r <= rounds; r++)); do
     rm -f "$work/loop.csv"
-    R+=("$(seconds run_report)")
-    L+=("$(seconds run_loop)")
-    W+=("$(seconds run_wc)")
-    WL+=("$(seconds run_wc_loop)")
-    printf 'round %d: varoreport -j 2 %.3f s, varometrics loop %.3f s, wc -l once %.3f s, wc -l loop %.3f s\n' \
-        "$r" "${R[-1]}" "${L[-1]}" "${W[-1]}" "${WL[-1]}"
+    read -r real cpu <<<"$(measure run_report)"; R+=("$real"); RC+=("$cpu")
+    read -r real cpu <<<"$(measure run_loop)"; L+=("$real"); LC+=("$cpu")
+    read -r real cpu <<<"$(measure run_wc)"; W+=("$real")
+    read -r real cpu <<<"$(measure run_wc_loop)"; WL+=("$real")
+    printf 'round %d: varoreport -j 2 %.3f s (cpu %.3f s), varometrics loop %.3f s (cpu %.3f s), wc -l once %.3f s, wc -l loop %.3f s\n' \
+        "$r" "${R[-1]}" "${RC[-1]}" "${L[-1]}" "${LC[-1]}" "${W[-1]}" "${WL[-1]}"
 done
 median() { printf '%s\n' "$@" | sort -g | sed -n "$(( ($# + 1) / 2 ))p"; }
 r=$(median "${R[@]}"); l=$(median "${L[@]}"); w=$(median "${W[@]}"); wl=$(median "${WL[@]}")
+rc=$(median "${RC[@]}"); lc=$(median "${LC[@]}")
 rows=$(($(wc -l <"$work/report.csv") - 1))
 printf '%d exports of %d records; varoreport wrote %d rows\n' "$exports" "$records" "$rows"
-printf 'medians: varoreport %.3f s, varometrics loop %.3f s, wc -l once %.3f s, wc -l loop %.3f s\n' "$r" "$l" "$w" "$wl"
-printf 'varoreport / varometrics loop: %.4f\n' "$(echo "$r / $l" | bc -l)"
+printf 'medians: varoreport %.3f s (cpu %.3f s), varometrics loop %.3f s (cpu %.3f s), wc -l once %.3f s, wc -l loop %.3f s\n' \
+    "$r" "$rc" "$l" "$lc" "$w" "$wl"
+printf 'varoreport / varometrics loop: wall %.4f, cpu %.4f\n' "$(echo "$r / $l" | bc -l)" "$(echo "$rc / $lc" | bc -l)"
 printf 'varoreport / wc -l once: %.2f   varometrics loop / wc -l loop: %.2f\n' \
     "$(echo "$r / $w" | bc -l)" "$(echo "$l / $wl" | bc -l)"
