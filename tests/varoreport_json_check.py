@@ -5,13 +5,15 @@ Exports whose file names and titles hold quotes, backslashes, control
 characters, non-ASCII text and invalid UTF-8 are reported as json, csv and
 papers: every JSON line must parse with json.loads (strict), carry the keys of
 the CSV header with the same values, and every title and file name must come
-back as written. The man page must list the options --help lists.
+back as written. A progress counter shows on a terminal only, and is erased.
+The man page must list the options --help lists.
 Usage: varoreport_json_check.py VAROREPORT MAN_PAGE
 """
 import csv
 import io
 import json
 import os
+import pty
 import re
 import subprocess
 import sys
@@ -88,6 +90,29 @@ def main():
         papers = list(csv.DictReader(io.StringIO(out.decode('utf-8'), newline='')))
         check(sorted(p['title'] for p in papers) == sorted(TITLES), 'papers: titles %r' % [p['title'] for p in papers])
         check(all(p['file'] == shown[sorted(NAMES).index(NAMES[0])] for p in papers), 'papers: file column')
+
+        # A terminal on standard error shows the counter and erases it at the
+        # end; -q, or a pipe (every run above), shows none.
+        many = [os.path.join(directory, NAMES[0])] * 25
+        for quiet, shown_counter in (([], True), (['-q'], False)):
+            leader, follower = pty.openpty()
+            done = subprocess.run([exe, '--year', '2026', *quiet, *many], stdout=subprocess.DEVNULL, stderr=follower)
+            os.close(follower)
+            seen = b''
+            while True:
+                try:
+                    chunk = os.read(leader, 4096)
+                except OSError:
+                    break
+                if not chunk:
+                    break
+                seen += chunk
+            os.close(leader)
+            check(done.returncode == 0, 'terminal run: exit status %d' % done.returncode)
+            if shown_counter:
+                check(b'/25 exports' in seen and seen.endswith(b'\r\x1b[K'), 'terminal: counter %r' % seen[-60:])
+            else:
+                check(seen == b'', 'terminal with -q: %r' % seen[:60])
 
     help_text = subprocess.run([exe, '--help'], stdout=subprocess.PIPE).stdout.decode()
     with open(man_page, encoding='utf-8') as f:
