@@ -24,15 +24,15 @@ constexpr const char kHelpDescription[] =
     "\n"
     "Options:\n";
 
-const ReportOptionSpec* findShort(char letter) noexcept {
-    for (const ReportOptionSpec& spec : kReportOptions)
-        if (spec.shortName != 0 && spec.shortName == letter) return &spec;
+const ReportOptionRow* findShort(char letter) noexcept {
+    for (const ReportOptionRow& option : kReportOptions)
+        if (option.shortName != 0 && option.shortName == letter) return &option;
     return nullptr;
 }
 
-const ReportOptionSpec* findLong(const char* name, size_t length) noexcept {
-    for (const ReportOptionSpec& spec : kReportOptions)
-        if (std::strlen(spec.longName) == length && std::strncmp(spec.longName, name, length) == 0) return &spec;
+const ReportOptionRow* findLong(const char* name, size_t length) noexcept {
+    for (const ReportOptionRow& option : kReportOptions)
+        if (std::strlen(option.longName) == length && std::strncmp(option.longName, name, length) == 0) return &option;
     return nullptr;
 }
 
@@ -66,15 +66,15 @@ void writeReportHelp(FILE* out, const char* programName) noexcept {
     std::fprintf(out, kUsage, programName);
     std::fprintf(out, "       %s -h | --help, -V | --version\n\n", programName);
     std::fputs(kHelpDescription, out);
-    for (const ReportOptionSpec& spec : kReportOptions) {
+    for (const ReportOptionRow& option : kReportOptions) {
         char left[40];
-        if (spec.shortName)
-            std::snprintf(left, sizeof left, "-%c, --%s%s%s", spec.shortName, spec.longName,
-                          spec.argumentName ? " " : "", spec.argumentName ? spec.argumentName : "");
+        if (option.shortName)
+            std::snprintf(left, sizeof left, "-%c, --%s%s%s", option.shortName, option.longName,
+                          option.argumentName ? " " : "", option.argumentName ? option.argumentName : "");
         else
-            std::snprintf(left, sizeof left, "    --%s%s%s", spec.longName, spec.argumentName ? " " : "",
-                          spec.argumentName ? spec.argumentName : "");
-        std::fprintf(out, "  %-22s %s\n", left, spec.help);
+            std::snprintf(left, sizeof left, "    --%s%s%s", option.longName, option.argumentName ? " " : "",
+                          option.argumentName ? option.argumentName : "");
+        std::fprintf(out, "  %-22s %s\n", left, option.help);
     }
 }
 
@@ -108,40 +108,40 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
         // next letter of a group of short ones.
         const char* group = arg[1] == '-' ? nullptr : arg + 1;
         while (true) {
-            const ReportOptionSpec* spec = nullptr;
+            const ReportOptionRow* option = nullptr;
             const char* value = nullptr;
             if (!group) {
                 const char* name = arg + 2;
                 const char* equals = std::strchr(name, '=');
                 const size_t length = equals ? size_t(equals - name) : std::strlen(name);
-                spec = findLong(name, length);
-                if (!spec) {
+                option = findLong(name, length);
+                if (!option) {
                     char shown[64];
                     std::snprintf(shown, sizeof shown, "%.*s", int(length < 60 ? length : 60), name);
                     return usageError(err, programName, "unknown option --%s", shown);
                 }
-                if (equals && !spec->argumentName)
-                    return usageError(err, programName, "option --%s takes no argument", spec->longName);
+                if (equals && !option->argumentName)
+                    return usageError(err, programName, "option --%s takes no argument", option->longName);
                 if (equals) value = equals + 1;
             } else {
-                spec = findShort(*group);
-                if (!spec) {
+                option = findShort(*group);
+                if (!option) {
                     const char letter[2] = {*group, '\0'};
                     return usageError(err, programName, "unknown option -%s", letter);
                 }
                 ++group;
-                if (spec->argumentName && *group) {
+                if (option->argumentName && *group) {
                     value = group;
                     group = nullptr;
                 }
             }
-            if (spec->argumentName && !value) {
+            if (option->argumentName && !value) {
                 if (index + 1 >= argc || !argv[index + 1])
-                    return usageError(err, programName, "option --%s requires an argument", spec->longName);
+                    return usageError(err, programName, "option --%s requires an argument", option->longName);
                 value = argv[++index];
             }
             long number = 0;
-            switch (spec->id) {
+            switch (option->id) {
                 case kReportOptionFormat:
                     options.format = findReportFormat(value);
                     if (!options.format) return usageError(err, programName, "unknown format '%s'", value);

@@ -38,7 +38,7 @@ enum : int {
     kReportOptionVersion,
 };
 
-struct ReportOptionSpec {
+struct ReportOptionRow {
     char shortName;          // 0: long form only
     const char* longName;
     const char* argumentName;  // null: takes no argument
@@ -46,7 +46,7 @@ struct ReportOptionSpec {
     const char* help;
 };
 
-inline constexpr ReportOptionSpec kReportOptions[] = {
+inline constexpr ReportOptionRow kReportOptions[] = {
     {'f', "format", "FORMAT", kReportOptionFormat, "csv (the default), json or papers"},
     {'j', "jobs", "N", kReportOptionJobs, "process the inputs on N threads (default: the number of processors)"},
     {0, "year", "YEAR", kReportOptionYear, "calculate as on 1 July of YEAR, 00:00 UTC (default: now)"},
