@@ -265,6 +265,10 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
         outputCode = run.format->writeTail(out.get());
         if (!isWriteFailure(outputCode)) outputCode = kResultOk;
     }
+    // Flushed first: closing leaves standard output open, and a failure that
+    // only its stdio buffer would meet at exit must still be seen here.
+    const ResultCode flushed = out->flush();
+    if (outputCode == kResultOk && isWriteFailure(flushed)) outputCode = flushed;
     const ResultCode closed = out->close();
     if (outputCode == kResultOk && isWriteFailure(closed)) outputCode = closed;
     if (outputCode != kResultOk) {

@@ -219,12 +219,16 @@ TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
 TEST_F(Varoreport, StandardInputAndOutputFile) {
     const std::string file = VARO_SOURCE_DIR "/examples/sample.ris";
     const vt::Run named = report("--year 2026 -f papers '" + file + "'");
-    const vt::Run piped = report("--year 2026 -f papers -o '" + dir_ / "report.csv' -", file);
+    const vt::Run piped = report("--year 2026 -f papers -o '" + dir_ / "report.csv" + "' -", file);
     EXPECT_EQ(piped.status, 0) << piped.err;
     EXPECT_EQ(piped.out, "");
     std::string expected = named.out;
     for (size_t at; (at = expected.find(file)) != std::string::npos;) expected.replace(at, file.size(), "-");
     EXPECT_EQ(vt::slurp(dir_ / "report.csv"), expected);
+    // An output that fails only when standard output is flushed still fails the run.
+    const vt::Run full = report("-q '" + file + "' >/dev/full");
+    EXPECT_EQ(full.status, 1);
+    EXPECT_NE(full.err.find("varoreport: <stdout>: cannot write report: "), std::string::npos) << full.err;
 }
 
 TEST_F(Varoreport, UsageErrorsExitTwoAndWriteNothing) {
