@@ -235,21 +235,6 @@ TEST_F(ByteStreams, PositionAndSeek) {
     EXPECT_EQ(at, 0);
 }
 
-TEST_F(ByteStreams, TerminalsAreConsoles) {
-    const int master = posix_openpt(O_RDWR | O_NOCTTY);
-    if (master == -1 || grantpt(master) != 0 || unlockpt(master) != 0) GTEST_SKIP() << "no pseudo-terminal";
-    ASSERT_EQ(stream_->attach(open(ptsname(master), O_RDWR | O_NOCTTY), nullptr, true), kResultOk);
-    EXPECT_TRUE(stream_->isConsole());
-    EXPECT_EQ(stream_->capabilities() & kStreamCapabilityLineOriented, 0u);
-    attachPipeWith("");
-    EXPECT_FALSE(stream_->isConsole());
-    XpHolder<XpStdioStream> stdio;
-    ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);
-    ASSERT_EQ(stdio->attach(fdopen(open(ptsname(master), O_RDWR | O_NOCTTY), "r+"), nullptr, true), kResultOk);
-    EXPECT_TRUE(stdio->isConsole());
-    ::close(master);
-}
-
 TEST_F(ByteStreams, StdioStreamsFollowTheSameRules) {
     XpHolder<XpStdioStream> stdio;
     ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);

@@ -7,6 +7,9 @@
 #include <cstdlib>
 #include <string>
 #include <vector>
+#include <sstream>
+
+#include "tests/support/support.h"
 
 namespace {
 
@@ -36,42 +39,21 @@ void parse(Parsed& run, std::vector<std::string> args, const LongOption* table =
     std::free(errText);
 }
 
-std::string orNone(const char* text) { return text ? text : "(none)"; }
+std::string orDash(const char* text) { return text ? text : "-"; }
 
-TEST(CommandLine, OptionsAndPositionalArguments) {
-    const struct {
+TEST(CommandLine, OptionsAndPositionalArgumentsAsInTestsData) {
+    for (const std::vector<std::string>& row : vt::tableOf("command-lines.txt")) {
         std::vector<std::string> args;
-        int32_t format;
-        std::string label, input, output;
-    } cases[] = {
-        {{}, 0, "(none)", "(none)", "(none)"},
-        {{"--format", "CSVH"}, 3, "(none)", "(none)", "(none)"},
-        {{"--format", "Csv"}, 2, "(none)", "(none)", "(none)"},
-        {{"--format=txt"}, 1, "(none)", "(none)", "(none)"},
-        {{"--format", "csv", "--format", "PLAIN"}, 1, "(none)", "(none)", "(none)"},
-        {{"--label", "-x"}, 0, "-x", "(none)", "(none)"},  // a required argument is taken whole
-        {{"--label", "a", "--label=b"}, 0, "b", "(none)", "(none)"},
-        {{"--label="}, 0, "", "(none)", "(none)"},
-        {{"in.csv", "+out.txt"}, 0, "(none)", "in.csv", "+out.txt"},
-        {{"in", "out", "third"}, 0, "(none)", "in", "out"},
-        // Parsing stops at the first non-option: the rest is positional.
-        {{"data.csv", "--format", "csv"}, 0, "(none)", "data.csv", "--format"},
-        {{"-", "--bogus"}, 0, "(none)", "-", "--bogus"},
-        {{"--", "--help"}, 0, "(none)", "--help", "(none)"},
-        {{"--format", "csv", "--", "-", "x"}, 2, "(none)", "-", "x"},
-        {{"--label", "L", "--", "--"}, 0, "L", "--", "(none)"},
-    };
-    for (const auto& c : cases) {
+        std::istringstream words(row.at(0));
+        for (std::string word; words >> word;) args.push_back(word);
         Parsed run;
-        parse(run, c.args);
-        std::string label;
-        for (const std::string& a : c.args) label += "[" + a + "]";
-        EXPECT_FALSE(run.outcome.exitNow) << label;
-        EXPECT_EQ(run.out + run.err, "") << label;
-        EXPECT_EQ(run.options.outputFormat, c.format) << label;
-        EXPECT_EQ(orNone(run.options.label), c.label) << label;
-        EXPECT_EQ(orNone(run.options.inputPath), c.input) << label;
-        EXPECT_EQ(orNone(run.options.outputArgument), c.output) << label;
+        parse(run, args);
+        EXPECT_FALSE(run.outcome.exitNow) << row[0];
+        EXPECT_EQ(run.out + run.err, "") << row[0];
+        EXPECT_EQ(std::to_string(run.options.outputFormat) + " | " + orDash(run.options.label) + " | " +
+                      orDash(run.options.inputPath) + " | " + orDash(run.options.outputArgument),
+                  row.at(1) + " | " + row.at(2) + " | " + row.at(3) + " | " + row.at(4))
+            << row[0];
     }
     Parsed refused;
     parse(refused, {"--format", "json"});

@@ -124,7 +124,7 @@ TEST(FieldHandlers, NameReversal) {
 
 TEST(NoteScanner, PatternsAsInTestsDataNotes) {
     for (const std::vector<std::string>& row : vt::tableOf("notes.txt")) {
-        const std::u16string note = vt::utf16(row.at(1));
+        const std::u16string note = vt::wide(row.at(1));
         const NoteScanResult r = scanNote(note.c_str(), row[0].c_str());
         const uint32_t first = r.converted ? r.values[0] : 0, last = r.converted ? r.values[r.converted - 1] : 0;
         EXPECT_EQ(std::to_string(r.matched) + " " + std::to_string(r.converted) + " " + std::to_string(first) + " " +

@@ -145,19 +145,6 @@ std::u16string wide(const std::string& latin1) {
     return out;
 }
 
-std::u16string utf16(const std::string& utf8) {
-    std::u16string out;
-    for (size_t i = 0; i < utf8.size();) {
-        const uint8_t b = uint8_t(utf8[i]);
-        const int n = b < 0x80 ? 1 : b < 0xE0 ? 2 : 3;
-        char32_t c = n == 1 ? b : n == 2 ? b & 0x1F : b & 0x0F;
-        for (int k = 1; k < n && i + size_t(k) < utf8.size(); ++k) c = c << 6 | (uint8_t(utf8[i + size_t(k)]) & 0x3F);
-        out += char16_t(c);
-        i += size_t(n);
-    }
-    return out;
-}
-
 std::string narrow(const std::u16string& text) {
     std::string out;
     for (char16_t c : text) out += c < 0x80 ? char(c) : '?';

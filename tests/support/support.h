@@ -47,9 +47,8 @@ struct Run {
 Run runProgram(const std::string& exe, const std::vector<std::string>& args, const std::string& dir,
                const std::string& stdinPath = "/dev/null", const std::string& stdoutPath = "", bool append = false);
 
-// Text between widths; narrow() writes units above 127 as '?'; utf16() reads UTF-8.
+// Text between widths; narrow() writes units above 127 as '?'.
 std::u16string wide(const std::string& latin1);
-std::u16string utf16(const std::string& utf8);
 std::string narrow(const std::u16string& text);
 // Each unit as UTF-8 on its own (a surrogate as three bytes), as tableOf() reads \uNNNN.
 std::string utf8Units(const std::u16string& text);
