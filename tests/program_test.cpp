@@ -40,18 +40,7 @@ std::string substitute(std::string text) {
         {"@DATA@", vt::dataPath("")}, {"@YEAR@", std::to_string(parts.tm_year + 1900)}, {"@BOM@", "\xEF\xBB\xBF"}};
     for (const auto& [name, value] : names)
         for (size_t at; (at = text.find(name)) != std::string::npos;) text.replace(at, name.size(), value);
-    std::string out;
-    for (size_t i = 0; i < text.size(); ++i) {
-        if (text[i] != '\\' || i + 1 == text.size()) {
-            out += text[i];
-        } else if (text[++i] == 'x') {
-            out += char(std::stoi(text.substr(i + 1, 2), nullptr, 16));
-            i += 2;
-        } else {
-            out += text[i] == 't' ? '\t' : text[i] == 'r' ? '\r' : text[i];
-        }
-    }
-    return out;
+    return vt::unescaped(text);
 }
 
 std::vector<std::string> splitArgs(const std::string& line) {

@@ -53,30 +53,30 @@ std::string utf8Units(const std::u16string& text) {
     return out;
 }
 
+std::string unescaped(const std::string& text) {
+    std::string out;
+    for (size_t i = 0; i < text.size(); ++i) {
+        const char c = i + 1 < text.size() && text[i] == '\\' ? text[++i] : 0;
+        if (c == 'x' || c == 'u') {
+            const unsigned long v = std::stoul(text.substr(i + 1, c == 'x' ? 2 : 4), nullptr, 16);
+            out += c == 'x' ? std::string(1, char(v)) : utf8Units(std::u16string(1, char16_t(v)));
+            i += c == 'x' ? 2 : 4;
+        } else {
+            out += c == 0 ? text[i] : c == 't' ? '\t' : c == 'r' ? '\r' : c == 'n' ? '\n' : c;
+        }
+    }
+    return out;
+}
+
 std::vector<std::vector<std::string>> tableOf(const std::string& relative) {
     std::vector<std::vector<std::string>> rows;
     for (const std::string& line : linesOf(slurp(dataPath(relative)))) {
         if (line.empty() || line[0] == '#') continue;
-        std::vector<std::string> cells(1);
-        for (size_t i = 0; i < line.size(); ++i) {
-            if (line.compare(i, 3, " | ") == 0) {
-                cells.emplace_back();
-                i += 2;
-            } else if (line[i] == '\\' && i + 1 < line.size()) {
-                const char c = line[++i];
-                if (c == 'x' || c == 'u') {
-                    const int digits = c == 'x' ? 2 : 4;
-                    const unsigned long v = std::stoul(line.substr(i + 1, size_t(digits)), nullptr, 16);
-                    i += size_t(digits);
-                    if (c == 'x') cells.back() += char(v);
-                    else cells.back() += utf8Units(std::u16string(1, char16_t(v)));
-                } else {
-                    cells.back() += c == 't' ? '\t' : c == 'r' ? '\r' : c == 'n' ? '\n' : c;
-                }
-            } else {
-                cells.back() += line[i];
-            }
-        }
+        std::vector<std::string> cells;
+        size_t start = 0;
+        for (size_t bar; (bar = line.find(" | ", start)) != std::string::npos; start = bar + 3)
+            cells.push_back(unescaped(line.substr(start, bar - start)));
+        cells.push_back(unescaped(line.substr(start)));
         rows.push_back(cells);
     }
     return rows;

@@ -22,6 +22,8 @@ std::string dataPath(const std::string& relative);
 // a "#" comment, split at " | ", with \xNN, \uNNNN, \t, \r, \n and \\ escapes
 // turned into UTF-8.
 std::vector<std::vector<std::string>> tableOf(const std::string& relative);
+// Text with those escapes turned into bytes.
+std::string unescaped(const std::string& text);
 
 // A fresh directory under /tmp, removed with everything in it at the end.
 class TempDir {
