@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "foundation/encodings.h"
+#include "foundation/strings.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -67,7 +68,10 @@ TEST(TextWriter, LineOrientedStreamFlushesOncePerText) {
     EXPECT_EQ(f.writer->writeBytes('\n', 1), 0);
     EXPECT_EQ(f.stream->writeSizes.size(), 2u);
     EXPECT_EQ(writerPrintf(f.writer.get(), "%d\n", 7), 0);
-    EXPECT_EQ(f.stream->content, "no newline a\nb\nc\n7\n");
+    EXPECT_EQ(f.writer->writeText16(u"w"), 0);
+    EXPECT_EQ(f.stream->writeSizes.size(), 3u);
+    EXPECT_EQ(f.writer->writeText16(u"\n"), 0);
+    EXPECT_EQ(f.stream->content, "no newline a\nb\nc\n7\nw\n");
 
     Fixture plain;  // streams that do not ask for it are written in blocks
     EXPECT_EQ(plain.writer->writeText("a\nb\n"), 0);
@@ -127,7 +131,8 @@ TEST(TextWriter, ByteOrderMarkOnlyAtPositionZero) {
     EXPECT_EQ(f.stream->content, std::string("\xFF\xFE", 2));  // straight to the stream
     EXPECT_EQ(f.writer->writeBom(), 0);                         // position now 2
     EXPECT_EQ(f.writer->writeText("A"), 0);
-    EXPECT_EQ(f.flushed(), std::string("\xFF\xFE" "A\0", 4));
+    for (uint8_t b : {0xF0, 0x9F, 0x98, 0x80}) EXPECT_EQ(f.writer->writeBytes(b, 1), 0);  // collected to a whole character
+    EXPECT_EQ(f.flushed(), std::string("\xFF\xFE" "A\0\x3D\xD8\x00\xDE", 8));
 
     Fixture unknown;
     unknown.stream->positionFails = true;
@@ -178,7 +183,11 @@ TEST(TextWriter, EscapingModes) {
     Fixture q;
     EXPECT_EQ(q.writer->writeQuoted("say \"hi\"\n"), 0);
     EXPECT_EQ(q.writer->writeQuoted(u"'"), 0);
-    EXPECT_EQ(q.flushed(), "\"say \\\"hi\\\"\\n\"\"'\"");
+    EXPECT_EQ(q.writer->writeQuoted(U"\t"), 0);
+    XpString narrow;
+    ASSERT_EQ(narrow.assign("\\"), 0);
+    EXPECT_EQ(q.writer->writeQuoted(narrow), 0);
+    EXPECT_EQ(q.flushed(), "\"say \\\"hi\\\"\\n\"\"'\"\"\\t\"\"\\\\\"");
 }
 
 TEST(TextWriter, MarkupEscaping) {
