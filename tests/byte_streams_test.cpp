@@ -39,11 +39,7 @@ protected:
 TEST_F(ByteStreams, OpenFailuresAreTranslatedHostErrors) {
     vt::spill(path("exists"), "x");
     ASSERT_EQ(symlink(path("loop").c_str(), path("loop").c_str()), 0);
-    const struct {
-        std::string path;
-        StreamOpenMode mode;
-        ResultCode code;
-    } cases[] = {
+    const struct { std::string path; StreamOpenMode mode; ResultCode code; } cases[] = {
         {path("missing"), kStreamModeReadInput, 2},
         {path("missing"), kStreamWrite | kStreamTruncateExisting, 2},
         {dir_.path, kStreamModeWriteReport, 21},
@@ -81,12 +77,7 @@ TEST_F(ByteStreams, AppendStartsAtTheEndAndReplaceTruncates) {
 }
 
 TEST_F(ByteStreams, StandardPathsBorrowStandardDescriptors) {
-    const struct {
-        const char* path;
-        StreamOpenMode mode;
-        int descriptor;
-        const char* name;
-    } cases[] = {
+    const struct { const char* path; StreamOpenMode mode; int descriptor; const char* name; } cases[] = {
         {"-", kStreamModeWriteReport, 1, "<stdout>"}, {"", kStreamModeWriteReport, 1, "<stdout>"},
         {nullptr, kStreamModeAppendReport, 1, "<stdout>"}, {"-", kStreamReadWrite | kStreamOpenExisting, 1, "<stdout>"},
         {"-", kStreamModeReadInput, 0, "<stdin>"}, {nullptr, kStreamModeReadInput, 0, "<stdin>"},
@@ -149,11 +140,7 @@ TEST_F(ByteStreams, DisplayNames) {
 }
 
 TEST_F(ByteStreams, ReadLoopHonoursMinimumAndReportsEndOfFile) {
-    const struct {
-        size_t minimum, maximum;
-        ResultCode code;
-        size_t count;
-    } cases[] = {
+    const struct { size_t minimum, maximum; ResultCode code; size_t count; } cases[] = {
         {1, 3, kResultOk, 3},       // stops at maximum
         {5, 10, kResultOk, 5},      // the data ends after the minimum
         {6, 10, kErrEndOfFile, 5},  // the data ends before it

@@ -74,12 +74,7 @@ TEST(FieldHandlers, LocalisedBitsStopOnlyTheirHandlers) {
 }
 
 TEST(FieldHandlers, EachValueSetsItsBitOnlyWhenItCountsAndSaysWhetherItWasTaken) {
-    const struct {
-        VroFieldHandler handler;
-        const char16_t* value;
-        uint32_t mask;
-        bool taken;
-    } cases[] = {
+    const struct { VroFieldHandler handler; const char16_t* value; uint32_t mask; bool taken; } cases[] = {
         {setYear, u"2010///", bit(8), true}, {setYear, u"n.d.", 0, true}, {setYear, u" -44", 0, true},
         {setVolume, u"7", bit(13), true}, {setIssue, u"-9", 0, true}, {setIssue, u"3", bit(14), true},
         {setStartPage, u"+12a", bit(15), true}, {setEndPage, u"1", bit(16), true}, {setRank, u"0", 0, true},

@@ -8,10 +8,7 @@
 namespace {
 
 TEST(ProgramName, IsTheExecutablesBaseNameWithoutExtension) {
-    const struct {
-        const char* path;
-        const char* name;
-    } cases[] = {
+    const struct { const char* path; const char* name; } cases[] = {
         {"/usr/local/bin/varometrics", "varometrics"}, {"C:\\Tools\\varometrics.exe", "varometrics"},
         {"/opt/x/run.tool.bin", "run.tool"}, {"/opt/x.y/plain", "plain"}, {"/opt/.hidden", ".hidden"},
         {nullptr, "(unknown)"},

@@ -22,10 +22,7 @@ namespace {
 constexpr int64_t kNow = 1781524800;  // 2026-06-15 12:00:00 UTC
 constexpr int32_t kYear = 2026;
 
-struct Paper {
-    uint32_t cites, authors;
-    int32_t year, use = 1;
-};
+struct Paper { uint32_t cites, authors; int32_t year, use = 1; };
 
 VroMetrics compute(const std::vector<Paper>& papers, VroPublicationList& list) {
     int32_t rank = 0;

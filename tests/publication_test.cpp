@@ -22,10 +22,7 @@ std::string split(const std::u16string& text) {
 }
 
 TEST(Publication, AuthorsSplitAtEveryCommaAndATruncationMarkAddsOne) {
-    const struct {
-        const char16_t* text;
-        const char* names;
-    } cases[] = {
+    const struct { const char16_t* text; const char* names; } cases[] = {
         {u"Smith, J., Jones, K.", "Smith|J.|Jones|K."}, {u"A ,\tB", "A |B"},  // blanks before a comma stay
         {u"A\uFF0CB", "A|B"}, {u"A,,B", "A|B"}, {u" , A", "A"}, {u" \t\r\n", ""}, {u"", ""},
         {u"A, B, C\u2026", "A|B|C|..."}, {u"A, B\u2026,", "A|B|..."},  // a trailing comma ends the list

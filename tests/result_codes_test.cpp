@@ -89,10 +89,7 @@ TEST(KeepFirstError, KeepsTheFirstFailureOfASequence) {
 }
 
 TEST(ResultFromErrno, TranslatesByMeaning) {
-    const struct {
-        int host;
-        ResultCode code;
-    } cases[] = {
+    const struct { int host; ResultCode code; } cases[] = {
         {0, 0}, {ENOENT, 2}, {EINTR, 4}, {EISDIR, 21}, {ENOSPC, 28}, {EDEADLK, 11}, {EAGAIN, 35},
         {EWOULDBLOCK, 35}, {EINPROGRESS, 37}, {ENOBUFS, 56}, {ELOOP, 63}, {ENAMETOOLONG, 64},
         {ENOTEMPTY, 67}, {EDQUOT, 70}, {ENOSYS, 79}, {EILSEQ, 85}, {EOVERFLOW, 88}, {EPROTO, 101},

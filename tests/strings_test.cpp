@@ -130,11 +130,7 @@ TYPED_TEST(StringWidths, MoveTakesTheBlock) {
     EXPECT_EQ(c.length(), 20u);
 }
 
-struct FillCase {
-    uint32_t position;
-    uint32_t count;
-    const char* expected;
-};
+struct FillCase { uint32_t position; uint32_t count; const char* expected; };
 
 TEST(StringInsert, FillPositionsOnAbc) {
     const FillCase cases[] = {
@@ -191,12 +187,7 @@ TEST(StringInsert, FailedAssignKeepsTheText) {
     EXPECT_EQ(s.length(), 0u);
 }
 
-struct WidthCase {
-    const char* name;
-    std::string narrow;
-    std::u16string wide;
-    ResultCode rc;
-};
+struct WidthCase { const char* name; std::string narrow; std::u16string wide; ResultCode rc; };
 
 // Narrow text into 16-bit strings: each invalid sequence is one U+FFFD, an
 // incomplete sequence at the very end is dropped, and the code tells which.

@@ -160,10 +160,7 @@ TEST(TextWriter, ByteOrderMarkOnlyAtPositionZero) {
 }
 
 TEST(TextWriter, EscapingModes) {
-    struct Case {
-        bool json;
-        const char* expected;
-    };
+    struct Case { bool json; const char* expected; };
     const char text[] = "a\\\"'\x01\b\t\n\x0B\f\r\x1B\x7F\xC3\xA9";
     for (Case c : {Case{true, "a\\\\\\\"'\\u0001\\b\\t\\n\\u000b\\f\\r\\u001b\x7F\xC3\xA9"},
                    Case{false, "a\\\\\\\"\\'\\001\\b\\t\\n\\v\\f\\r\\e\x7F\xC3\xA9"}}) {

@@ -48,11 +48,7 @@ TEST(Utf8SingleCharacter, DecodeAndEncode) {
     EXPECT_EQ(decodeUtf8Char("\xE2\x82", 2, &cp, &used), kErrIncompleteInput);
     EXPECT_EQ(used, 0u);
 
-    struct {
-        char32_t cp;
-        std::string bytes;
-        ResultCode rc;
-    } const encodeCases[] = {
+    struct { char32_t cp; std::string bytes; ResultCode rc; } const encodeCases[] = {
         {0x41, "A", 0},          {0x7FF, "\xDF\xBF", 0},          {0xD800, "\xEF\xBF\xBD", kErrIllegalSequence},
         {0xFFFF, "\xEF\xBF\xBF", 0}, {0x10000, "\xF0\x90\x80\x80", 0}, {0x110000, "\xEF\xBF\xBD", kErrIllegalSequence},
     };
