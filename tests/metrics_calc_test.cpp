@@ -6,6 +6,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <cctype>
 #include <cmath>
 #include <cstring>
 #include <random>
@@ -53,37 +54,26 @@ std::string valueOf(const VroMetrics& m, const std::string& name) {
 }
 
 TEST(ComputeMetrics, CasesGiveTheirValues) {
-    struct Case {
-        std::string title;
-        std::vector<Paper> papers;
-        std::vector<std::pair<std::string, std::string>> expected;
-    };
-    std::vector<Case> cases;
+    std::string title;
+    std::vector<Paper> papers;
+    int checked = 0;
     for (const std::string& line : vt::linesOf(vt::slurp(vt::dataPath("metrics/cases.txt")))) {
-        if (line.rfind("== ", 0) == 0) cases.push_back({line.substr(3), {}, {}});
-        if (line.empty() || line[0] == '#' || line[0] == '=' || cases.empty()) continue;
+        if (line.rfind("== ", 0) == 0) title = line.substr(3), papers.clear();
+        if (line.empty() || line[0] == '#' || line[0] == '=') continue;
         std::istringstream fields(line);
-        Paper p{};
-        if (fields >> p.cites >> p.authors >> p.year) cases.back().papers.push_back(p);
-        fields >> cases.back().papers.back().use;
-    }
-    size_t current = SIZE_MAX;
-    for (const std::string& line : vt::linesOf(vt::slurp(vt::dataPath("metrics/cases.txt")))) {
-        if (line.rfind("== ", 0) == 0) ++current;
-        if (line.rfind("= ", 0) != 0) continue;
-        std::istringstream pairs(line.substr(2));
-        for (std::string pair; pairs >> pair;)
-            cases[current].expected.emplace_back(pair.substr(0, pair.find('=')), pair.substr(pair.find('=') + 1));
-    }
-    ASSERT_GE(cases.size(), 8u);
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.title);
+        if (std::isdigit(uint8_t(line[0]))) {
+            Paper& p = papers.emplace_back();
+            fields >> p.cites >> p.authors >> p.year;
+            if (int32_t use = 0; fields >> use) p.use = use;
+            continue;
+        }
         VroPublicationList list;
-        const VroMetrics m = compute(c.papers, list);
-        EXPECT_FALSE(c.expected.empty());
+        const VroMetrics m = compute(papers, list);  // "name=value ..." after the papers
         EXPECT_EQ(m.metricsVersion, 20210310u);
-        for (const auto& [name, value] : c.expected) EXPECT_EQ(valueOf(m, name), value) << name;
+        for (std::string pair; fields >> pair; ++checked)
+            EXPECT_EQ(valueOf(m, pair.substr(0, pair.find('='))), pair.substr(pair.find('=') + 1)) << title << ": " << pair;
     }
+    EXPECT_GT(checked, 80);
 }
 
 TEST(ComputeMetrics, EmptyListGivesOnlyTheVersion) {
