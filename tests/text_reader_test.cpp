@@ -116,6 +116,8 @@ TEST(TextReaderOpen, ConsoleGetsTheOemCodePageAndResetDetaches) {
     EXPECT_EQ(reader->reset(), 0);
     char16_t unit = 0;
     EXPECT_EQ(reader->readUnit(&unit), 258);  // no stream any more
+    XpString16 line;
+    EXPECT_EQ(reader->readLine(line, 10, 0), 258);
     close(master);
 
     auto plain = readerOn("abc");
