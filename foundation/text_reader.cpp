@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 namespace {
 
@@ -45,6 +46,9 @@ ResultCode XpTextReader::reset() noexcept {
     spare_ = 0;
     pending_ = 0;
     flags_ &= 1u;
+    carriageReturnLines_ = afterCarriageReturn_ = false;
+    held_.clear();
+    heldPos_ = 0;
     return kResultOk;
 }
 
@@ -164,6 +168,11 @@ ResultCode XpTextReader::readCharacter(char32_t* c) noexcept {
 
 ResultCode XpTextReader::readUnit(char16_t* unit) noexcept {
     if (unit == nullptr) return kErrInvalidArgument;
+    // Held text was read before an owed low surrogate, so it goes first.
+    if (heldPos_ < held_.length()) {
+        *unit = held_.data()[heldPos_++];
+        return kResultOk;
+    }
     if (pending_ != 0) {
         *unit = pending_;
         pending_ = 0;
@@ -197,8 +206,70 @@ ResultCode XpTextReader::unreadUnit(char16_t unit) noexcept {
 ResultCode XpTextReader::readLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
     line.clear();
     if (maxUnits == 0) return kResultOk;
-    const ResultCode rc = terminator != 0 ? readUntilTerminator(line, maxUnits, terminator) : readBlock(line, maxUnits);
+    ResultCode rc = kResultOk;
+    if (carriageReturnLines_)
+        rc = readCarriageReturnLine(line, maxUnits, terminator);
+    else
+        rc = terminator != 0 ? readUntilTerminator(line, maxUnits, terminator) : readBlock(line, maxUnits);
     return line.length() > 0 ? kResultOk : rc;
+}
+
+ResultCode XpTextReader::useCarriageReturnLines(const char16_t* held, uint32_t count) noexcept {
+    XpString16 text;
+    if (count > 0) {
+        const ResultCode rc = text.assign(held, count);
+        if (rc != kResultOk) return rc;
+    }
+    held_ = std::move(text);
+    heldPos_ = 0;
+    carriageReturnLines_ = true;
+    afterCarriageReturn_ = true;
+    return kResultOk;
+}
+
+bool XpTextReader::hasMoreInput() noexcept {
+    if (heldPos_ < held_.length() || pending_ != 0 || endPos_ > readPos_) return true;
+    return fill(1) == kResultOk;
+}
+
+void XpTextReader::giveBack(char16_t unit, bool owed) noexcept {
+    if (owed) {
+        pending_ = unit;
+    } else if (pending_ != 0) {
+        const char16_t pair[2] = {unit, pending_};
+        readPos_ -= encoding_->encodedLengthFromUtf16(pair, 2);
+        pending_ = 0;
+    } else {
+        (void)unreadUnit(unit);
+    }
+}
+
+// Old Mac text is rare, so it is read unit by unit, held text first.
+ResultCode XpTextReader::readCarriageReturnLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
+    const char16_t end = terminator == u'\n' ? u'\r' : terminator;
+    while (line.length() < maxUnits) {
+        const bool fromHeld = heldPos_ < held_.length();
+        const bool owed = !fromHeld && pending_ != 0;
+        char16_t unit = 0;
+        ResultCode rc = readUnit(&unit);
+        if (rc != kResultOk) return rc;
+        const bool pairedLineFeed = afterCarriageReturn_ && unit == u'\n';
+        afterCarriageReturn_ = false;
+        if (pairedLineFeed) continue;
+        rc = line.appendUnit(unit);
+        if (rc != kResultOk) {
+            if (fromHeld)
+                --heldPos_;
+            else
+                giveBack(unit, owed);
+            return rc;
+        }
+        if (end != 0 && unit == end) {
+            afterCarriageReturn_ = unit == u'\r';
+            return kResultOk;
+        }
+    }
+    return kResultOk;
 }
 
 XpTextReader::AsciiRun XpTextReader::copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
@@ -243,15 +314,7 @@ ResultCode XpTextReader::readUntilTerminator(XpString16& line, uint32_t maxUnits
         if (rc != kResultOk) return rc;
         rc = line.appendUnit(unit);
         if (rc != kResultOk) {
-            if (owed) {
-                pending_ = unit;
-            } else if (pending_ != 0) {
-                const char16_t pair[2] = {unit, pending_};
-                readPos_ -= encoding_->encodedLengthFromUtf16(pair, 2);
-                pending_ = 0;
-            } else {
-                (void)unreadUnit(unit);
-            }
+            giveBack(unit, owed);
             return rc;
         }
         if (unit == terminator) return kResultOk;

@@ -15,7 +15,10 @@
 // - readLine(line, max, terminator) empties the line and fills it up to and
 //   including the terminator (a carriage return before it stays; callers
 //   trim), or until max units, which delivers a long line in pieces. Only
-//   the terminator ends a line: a bare carriage return does not.
+//   the terminator ends a line: a bare carriage return does not, unless
+//   useCarriageReturnLines switched the reader to old Mac text, where a line
+//   asked for with the line-feed terminator ends at a carriage return and a
+//   line feed right after that carriage return is skipped.
 // - A partly read line is always delivered with 0; whatever ended it (the
 //   end of data, 768, or a character that cannot be decoded, which leaves the
 //   read position where it is) shows on the next call with an empty line.
@@ -58,6 +61,17 @@ public:
     [[nodiscard]] ResultCode unreadUnit(char16_t unit) noexcept;
     [[nodiscard]] ResultCode readLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
 
+    // Old Mac text: from now on the line-feed terminator means a carriage
+    // return (see readLine). held (count units) is text already read past
+    // the line just delivered, which ended at a carriage return; every read
+    // hands it out again before anything else. 12 when it cannot be kept (the
+    // reader is then unchanged).
+    [[nodiscard]] ResultCode useCarriageReturnLines(const char16_t* held, uint32_t count) noexcept;
+    bool carriageReturnLines() const noexcept { return carriageReturnLines_; }
+    // False once nothing more can be read: no held or owed unit, no buffered
+    // byte, and the stream gives none.
+    bool hasMoreInput() noexcept;
+
     const charenc* encoding() const noexcept { return encoding_; }
     uint32_t flags() const noexcept { return flags_; }
 
@@ -75,6 +89,12 @@ private:
     AsciiRun copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
     [[nodiscard]] ResultCode readUntilTerminator(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
     [[nodiscard]] ResultCode readBlock(XpString16& line, uint32_t maxUnits) noexcept;
+    // Unit by unit up to a carriage return for the line-feed terminator (any
+    // other terminator as it is; 0 none), held text first.
+    [[nodiscard]] ResultCode readCarriageReturnLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
+    // Puts back a unit that could not be stored; owed tells whether it was
+    // the pending low surrogate.
+    void giveBack(char16_t unit, bool owed) noexcept;
 
     XpByteStream* stream_ = nullptr;
     charenc* encoding_ = nullptr;
@@ -87,6 +107,12 @@ private:
     // Bytes 0x00-0x7F decode to the same code points one byte each, so runs
     // of them can be copied without asking the encoding.
     bool asciiTransparent_ = false;
+    // Old Mac text: the held units go out first; afterCarriageReturn_ drops
+    // the line feed of a CR LF pair whose carriage return ended a line.
+    bool carriageReturnLines_ = false;
+    bool afterCarriageReturn_ = false;
+    XpString16 held_;
+    uint32_t heldPos_ = 0;
 };
 
 // Opens path for reading (absent, empty or "-": standard input) and creates a

@@ -40,6 +40,16 @@ constexpr VroFieldBinding kScopusCsvColumns[] = {
 };
 static_assert(isStrictlyAscending(kScopusCsvColumns, fieldKeyBefore));
 
+// The Scopus table but for the author list handler.
+constexpr VroFieldBinding kScopusColumnsCsvColumns[15] = {
+    {"Abstract", setAbstract},   {"Authors", setScopusListAuthors}, {"Cited by", setCites},
+    {"Document Type", setType},  {"DOI", setDoi},                   {"ISSN", setIssn},
+    {"Issue", setIssue},         {"Link", setArticleUrl},           {"Page end", setEndPage},
+    {"Page start", setStartPage}, {"Publisher", setPublisher},      {"Source title", setSource},
+    {"Title", setTitle},         {"Volume", setVolume},             {"Year", setYear},
+};
+static_assert(isStrictlyAscending(kScopusColumnsCsvColumns, fieldKeyBefore));
+
 VroImportVroCsv::VroImportVroCsv() noexcept {
     configure("Varo (CSV)", fourCharacterCode("Vroc"), kVroCsvColumns, uint32_t(std::size(kVroCsvColumns)), u',');
 }
@@ -59,3 +69,10 @@ VroImportScopusCsv::VroImportScopusCsv() noexcept {
     configure("Scopus (CSV)", fourCharacterCode("Scoc"), kScopusCsvColumns, uint32_t(std::size(kScopusCsvColumns)), u',');
 }
 VroImportScopusCsv::~VroImportScopusCsv() = default;
+
+VroImportScopusColumnsCsv::VroImportScopusColumnsCsv() noexcept {
+    configure("Scopus (CSV)", fourCharacterCode("Scoc"), kScopusColumnsCsvColumns,
+              uint32_t(std::size(kScopusColumnsCsvColumns)), u',');
+    joinQuotedLines();
+}
+VroImportScopusColumnsCsv::~VroImportScopusColumnsCsv() = default;

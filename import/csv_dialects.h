@@ -7,6 +7,11 @@
 // | VroImportGScholarCsv | "Google (CSV)"            | "GSCc" | comma     |
 // | VroImportIsiCsv      | "ISI/WoS (tab-delimited)" | "Isic" | tab       |
 // | VroImportScopusCsv   | "Scopus (CSV)"            | "Scoc" | comma     |
+//
+// VroImportScopusColumnsCsv reads the Scopus exports that the column probe
+// takes (any column choice and order, quoted or not): the Scopus table with
+// "; "-separated author lists understood, and quoted values that hold line
+// feeds joined across lines. It names itself as the Scopus importer does.
 #pragma once
 
 #include "import/csv_importer.h"
@@ -15,6 +20,7 @@ extern const VroFieldBinding kVroCsvColumns[21];
 extern const VroFieldBinding kGScholarCsvColumns[8];
 extern const VroFieldBinding kIsiCsvColumns[15];
 extern const VroFieldBinding kScopusCsvColumns[15];
+extern const VroFieldBinding kScopusColumnsCsvColumns[15];
 
 class VroImportVroCsv final : public VroImportCsv {
 public:
@@ -38,4 +44,10 @@ class VroImportScopusCsv final : public VroImportCsv {
 public:
     VroImportScopusCsv() noexcept;
     ~VroImportScopusCsv() override;
+};
+
+class VroImportScopusColumnsCsv final : public VroImportCsv {
+public:
+    VroImportScopusColumnsCsv() noexcept;
+    ~VroImportScopusColumnsCsv() override;
 };

@@ -7,6 +7,70 @@
 namespace {
 // Every record starts with its rank known: the line number, or a rank column.
 constexpr uint32_t kInitialRowMask = 0x20;
+
+uint32_t countQuotes(const char16_t* text, uint32_t length) noexcept {
+    uint32_t quotes = 0;
+    for (uint32_t i = 0; i < length; ++i) quotes += text[i] == u'"';
+    return quotes;
+}
+
+// The rows of one import: trimmed lines, or with joining, lines continued
+// while a quote is open. The splitter opens a quoted stretch at any quote, so
+// an odd count of quotes is exactly an open one. A read failure ends a row
+// as it stands; running out of memory while joining ends the import.
+class CsvRows {
+public:
+    CsvRows(XpTextReader* reader, bool joinQuoted) noexcept : reader_(reader), joinQuoted_(joinQuoted) {}
+
+    // 0 when a row was delivered; otherwise the import ends.
+    ResultCode next(XpString16& row) noexcept {
+        const ResultCode rc = take(row);
+        if (rc != kResultOk || !joinQuoted_) return rc;
+        continueRow(row);
+        return failure_;
+    }
+
+    void continueRow(XpString16& row) noexcept {
+        uint32_t quotes = countQuotes(row.data(), row.length());
+        while (quotes % 2 == 1 && row.length() < kImportLineLimit) {
+            if (take(more_) != kResultOk) break;
+            const uint32_t room = kImportLineLimit - row.length() - 1;  // after the line feed
+            uint32_t n = more_.length();
+            if (n > room) {
+                noteFailure(rest_.assign(more_.data() + room, n - room));
+                hasRest_ = true;
+                n = room;
+            }
+            noteFailure(row.appendUnit(u'\n'));
+            noteFailure(row.append(more_.data(), n));
+            if (failure_ != kResultOk) return;
+            quotes += countQuotes(more_.data(), n);
+        }
+    }
+
+    // 12 when joining ran out of memory, else 0.
+    ResultCode failure() const noexcept { return failure_; }
+
+private:
+    ResultCode take(XpString16& line) noexcept {
+        if (failure_ != kResultOk) return failure_;
+        if (!hasRest_) return readTrimmedLine(reader_, line);
+        hasRest_ = false;
+        noteFailure(line.assign(rest_.data(), rest_.length()));
+        return failure_;
+    }
+    void noteFailure(ResultCode rc) noexcept {
+        if (rc != kResultOk && failure_ == kResultOk) failure_ = rc;
+    }
+
+    XpTextReader* reader_;
+    bool joinQuoted_;
+    bool hasRest_ = false;
+    ResultCode failure_ = kResultOk;
+    XpString16 rest_;  // what a cut row left over: the next line
+    XpString16 more_;
+};
+
 }  // namespace
 
 uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uint32_t maxFields) noexcept {
@@ -64,6 +128,12 @@ ResultCode VroImportCsv::importData(XpTextReader* reader, XpString16& line, VroP
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     if (reader == nullptr || line.empty()) return kErrInvalidArgument;
 
+    CsvRows rows(reader, joinsQuotedLines_);
+    if (joinsQuotedLines_) {
+        rows.continueRow(line);
+        if (rows.failure() != kResultOk) return rows.failure();
+    }
+
     // Columns are bound once, at the header; lines only index this array.
     char16_t* fields[kMaxCsvFields];
     VroFieldHandler handlers[kMaxCsvFields] = {};
@@ -76,7 +146,7 @@ ResultCode VroImportCsv::importData(XpTextReader* reader, XpString16& line, VroP
     // Counted unsigned so that an absurdly long input wraps instead of
     // overflowing; the rank is the count as the signed field holds it.
     uint32_t records = 0;
-    while (readTrimmedLine(reader, line) == kResultOk) {
+    while (rows.next(line) == kResultOk) {
         const uint32_t count = splitCsvLine(line.data(), separator_, fields, kMaxCsvFields);
         if (count == 0) continue;
         VroPublication* pub = list.add();
@@ -91,5 +161,5 @@ ResultCode VroImportCsv::importData(XpTextReader* reader, XpString16& line, VroP
         pub->splitAuthors();
         pub->deriveAge(list);
     }
-    return kResultOk;
+    return rows.failure();
 }

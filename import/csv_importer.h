@@ -18,6 +18,12 @@
 //   right, the mask OR'd into *fieldMaskOut, then splitAuthors and deriveAge.
 //   A null reader or an empty header gives 22; the end of the input (or any
 //   read failure after the header) ends the import with 0.
+// - A dialect that joins quoted lines reads values with line feeds in them: a
+//   line (the header too) that ends inside an open quote, i.e. holds an odd
+//   number of double quotes, goes on with the next line, joined by one line
+//   feed, until the quote closes, the input ends or the row would pass
+//   65,536 characters; there the row is cut and the rest is read as the next
+//   line. Running out of memory while joining ends the import with 12.
 #pragma once
 
 #include <cstdint>
@@ -43,6 +49,7 @@ protected:
     // failed copy leaves it empty.
     void configure(const char* name, uint32_t formatCode, const VroFieldBinding* table, uint32_t count,
                    char16_t separator) noexcept;
+    void joinQuotedLines() noexcept { joinsQuotedLines_ = true; }
 
 private:
     XpString name_;
@@ -50,4 +57,5 @@ private:
     const VroFieldBinding* bindings_ = nullptr;
     uint32_t bindingCount_ = 0;
     char16_t separator_ = u',';
+    bool joinsQuotedLines_ = false;
 };

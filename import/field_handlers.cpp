@@ -413,3 +413,43 @@ bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     appendAuthors(pub, joined, mask);
     return true;
 }
+
+namespace {
+
+// A ';' separates names when white space follows it or it ends the value, so
+// that an entity such as "Garc&iacute;a" stays inside its name.
+bool isListSemicolon(const char16_t* at) noexcept { return at[0] == u';' && (at[1] == 0 || isAsciiWhiteSpace(at[1])); }
+
+bool containsUnit(const char16_t* text, char16_t unit) noexcept {
+    for (; *text != 0; ++text)
+        if (*text == unit) return true;
+    return false;
+}
+
+}  // namespace
+
+bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    const uint32_t length = textLength(value);
+    char16_t* pieces[kMaxAuthorPieces];
+    uint32_t count = 0;
+    pieces[count++] = value;
+    for (char16_t* p = value; *p != 0 && count < kMaxAuthorPieces; ++p) {
+        if (!isListSemicolon(p)) continue;
+        *p = 0;
+        pieces[count++] = p + 1;
+    }
+    if (count == 1) return setScopusAuthors(pub, value, mask);
+    for (uint32_t i = 0; i < count; ++i) pieces[i] = trimValue(pieces[i]);
+    while (count > 0 && pieces[count - 1][0] == 0) --count;
+    const uint32_t capacity = length + 1 + 2 * count;
+    ScratchText buffer(capacity);
+    if (buffer.data() == nullptr) return false;
+    BoundedText joined{buffer.data(), capacity};
+    buffer.data()[0] = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (i > 0) joined.put(u", ", 2);
+        joined.putReversed(pieces[i], containsUnit(pieces[i], u',') ? u',' : u' ');
+    }
+    appendAuthors(pub, joined, mask);
+    return true;
+}

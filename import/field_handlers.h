@@ -88,3 +88,10 @@ bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // "Surname Initials, ..." or "Surname, Initials, ..." (at most 100 pieces),
 // appended to Authors.
 bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+// Current Scopus lists: a ';' followed by white space or ending the value
+// separates names ("Liu F.; Li C."). Split there (at most 100 pieces,
+// trailing empty ones dropped), each piece trimmed and reversed at its last
+// comma, else at its last blank, joined with ", " and appended to Authors as
+// setScopusAuthors appends. A value without such a ';' goes to
+// setScopusAuthors.
+bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);

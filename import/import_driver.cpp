@@ -10,6 +10,7 @@
 #include "foundation/strings.h"
 #include "foundation/text_reader.h"
 #include "import/csv_dialects.h"
+#include "import/csv_importer.h"
 #include "import/importer.h"
 #include "import/tagged_importers.h"
 #include "metrics/publication.h"
@@ -76,12 +77,35 @@ ResultCode probeEndNoteTagged(const XpString16& line, VroImporter** out) noexcep
     return probeWith<VroImportEndNoteTagged>(kEndNoteTaggedSignatures, line, out);
 }
 
+// Columns a Scopus header must have, whatever else the user chose to export;
+// "Authors" must come first.
+constexpr const char* kScopusRequiredColumns[] = {"Title", "Year", "Source title"};
+
+// A Scopus header known by its columns rather than its exact text: the line
+// is split as the CSV importer splits it and whole titles are compared.
+ResultCode probeScopusColumns(const XpString16& line, VroImporter** out) noexcept {
+    *out = nullptr;
+    XpString16 copy;
+    if (copy.assign(line) != kResultOk) return kErrNoMemory;
+    char16_t* fields[kMaxCsvFields];
+    const uint32_t count = splitCsvLine(copy.data(), u',', fields, kMaxCsvFields);
+    if (count == 0 || compareFieldKey(fields[0], "Authors") != 0) return kResultOk;
+    for (const char* column : kScopusRequiredColumns) {
+        uint32_t i = 1;
+        while (i < count && compareFieldKey(fields[i], column) != 0) ++i;
+        if (i == count) return kResultOk;
+    }
+    *out = new (std::nothrow) VroImportScopusColumnsCsv();
+    return *out != nullptr ? kResultOk : kErrNoMemory;
+}
+
 }  // namespace
 
 // The order is part of the format detection: the first probe that accepts
 // the first line wins and later ones are not asked. A new format is one more
-// entry; the table's size bounds the walk.
-const VroProbeEntry kImportProbes[8] = {
+// entry; the table's size bounds the walk. The column probe comes last so
+// that it only ever takes lines no exact signature accepts.
+const VroProbeEntry kImportProbes[kImportProbeCount] = {
     {"VroImportVroCsv", probeVroCsv},
     {"VroImportIsiTagged", probeIsiTagged},
     {"VroImportRisTagged", probeRisTagged},
@@ -90,6 +114,7 @@ const VroProbeEntry kImportProbes[8] = {
     {"VroImportGScholarCsv", probeGScholarCsv},
     {"VroImportEndNoteSaf", probeEndNoteSaf},
     {"VroImportEndNoteTagged", probeEndNoteTagged},
+    {"VroImportScopusColumnsCsv", probeScopusColumns},
 };
 
 bool lineStartsWithSignature(const XpString16& line, const char* signature) noexcept {
@@ -132,7 +157,7 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
     if (rc != kResultOk) logMessage(kLogError, rc, "%s: Cannot check encoding", inputName);
 
     XpString16 line;
-    rc = readTrimmedLine(reader.get(), line);
+    rc = readFirstLine(reader.get(), line);
     if (rc != kResultOk) {
         logMessage(kLogError, rc, "%s: Cannot read first line", inputName);
         return rc;

@@ -3,7 +3,7 @@
 // Contract: importPublications opens the named input (absent, empty or "-"
 // means standard input) as text, adopts the encoding named by a byte-order
 // mark (code page 1252 without one), reads the first line and offers it to
-// the probe table, whose eight entries are asked in their fixed order; the
+// the probe table, whose nine entries are asked in their fixed order; the
 // first importer that accepts the line reads the rest of the input and
 // appends one publication per record to the list, in input order.
 // - Outputs: *formatCodeOut and *fieldMaskOut (each optional) are set to 0
@@ -18,8 +18,15 @@
 //   encoding check is logged ("%s: Cannot check encoding") and never returned.
 //   Log lines are at level error and name the input as given (an absent name
 //   prints as "(null)").
-// - A probe matches when one of its signatures is a prefix of the first line,
-//   compared without regard to letter case; the line may go on past it.
+// - The first eight probes match when one of their signatures is a prefix of
+//   the first line, compared without regard to letter case; the line may go
+//   on past it. The ninth takes a Scopus CSV header by its columns: split as
+//   the CSV importer splits (comma, quotes removed, 64 fields, no trimming),
+//   the first title is "Authors" and "Title", "Year" and "Source title" are
+//   among the others (whole titles, ASCII case ignored).
+// - The first line is read with readFirstLine, so an input with carriage
+//   returns but no line feed in its first 65,536 characters is read as old
+//   Mac text.
 #pragma once
 
 #include <cstddef>
@@ -43,8 +50,10 @@ struct VroProbeEntry {
     VroImporterProbe probe;
 };
 
-// The eight probes in the order they are asked.
-extern const VroProbeEntry kImportProbes[8];
+// The probes in the order they are asked: the eight exact signatures, then
+// the Scopus column probe.
+inline constexpr size_t kImportProbeCount = 9;
+extern const VroProbeEntry kImportProbes[kImportProbeCount];
 
 // True when signature (ASCII) is a prefix of line, letters compared without
 // case: each line unit lower-cased by the locale's mapping, each signature

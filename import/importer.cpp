@@ -29,13 +29,43 @@ VroFieldHandler findFieldHandler(uint32_t count, const char16_t* key, const VroF
     return nullptr;
 }
 
-ResultCode readTrimmedLine(XpTextReader* reader, XpString16& line) noexcept {
-    if (reader == nullptr) return kErrInvalidArgument;
-    const ResultCode rc = reader->readLine(line, kImportLineLimit, u'\n');
-    if (rc != kResultOk) return rc;
+namespace {
+
+void trimLineEnd(XpString16& line) noexcept {
     uint32_t length = line.length();
     const char16_t* text = line.data();
     while (length > 0 && isAsciiWhiteSpace(text[length - 1])) --length;
     line.setLength(length);
+}
+
+}  // namespace
+
+ResultCode readTrimmedLine(XpTextReader* reader, XpString16& line) noexcept {
+    if (reader == nullptr) return kErrInvalidArgument;
+    const ResultCode rc = reader->readLine(line, kImportLineLimit, u'\n');
+    if (rc != kResultOk) return rc;
+    trimLineEnd(line);
+    return kResultOk;
+}
+
+// A first line without its line feed is either the limit's worth of text or
+// all there is; a line cut short by a character that cannot be decoded or
+// stored has input after it and is never taken for old Mac text.
+ResultCode readFirstLine(XpTextReader* reader, XpString16& line) noexcept {
+    if (reader == nullptr) return kErrInvalidArgument;
+    ResultCode rc = reader->readLine(line, kImportLineLimit, u'\n');
+    if (rc != kResultOk) return rc;
+    const uint32_t length = line.length();
+    const char16_t* text = line.data();
+    if (text[length - 1] != u'\n' && (length == kImportLineLimit || !reader->hasMoreInput())) {
+        uint32_t end = 0;
+        while (end < length && text[end] != u'\r') ++end;
+        if (end < length) {
+            rc = reader->useCarriageReturnLines(text + end + 1, length - end - 1);
+            if (rc != kResultOk) return rc;
+            line.setLength(end + 1);
+        }
+    }
+    trimLineEnd(line);
     return kResultOk;
 }

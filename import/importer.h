@@ -23,6 +23,12 @@
 //   trailing white space (codes 9-13 and 32), leading white space kept. It
 //   returns 0 when a line was delivered, else the reader's code (end of input
 //   included).
+// - readFirstLine reads the first line as readTrimmedLine does, but first
+//   tells old Mac text: when the first 65,536 characters (or the whole input,
+//   if shorter) hold no line feed but a carriage return, the reader is
+//   switched to carriage-return line ends, the line ends at its first
+//   carriage return and the rest of what was read is read again as the
+//   following lines. Input with a line feed there is read exactly as before.
 #pragma once
 
 #include <cstdint>
@@ -60,6 +66,7 @@ constexpr bool fieldKeyBefore(const VroFieldBinding& a, const VroFieldBinding& b
                                                const VroFieldBinding* table) noexcept;
 
 [[nodiscard]] ResultCode readTrimmedLine(XpTextReader* reader, XpString16& line) noexcept;
+[[nodiscard]] ResultCode readFirstLine(XpTextReader* reader, XpString16& line) noexcept;
 
 class VroImporter {
 public:
