@@ -6,3 +6,4 @@ target_link_libraries(varometrics PRIVATE vro_job vro_app vro_logging)
 
 varo_test(vro_app_tests SOURCES tests/command_line_test.cpp DEPS vro_app)
 
+install(TARGETS varometrics RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
