@@ -45,3 +45,27 @@ else()
   set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
 endif()
 include(CPack)
+
+# Checks of what a user gets: the manual page against the option table and as
+# roff, the completion against the option and format tables, every sample
+# export, the installed tree and the package. Exit code 77 shows as skipped.
+if(BUILD_TESTING)
+  set(varo_checks ${CMAKE_SOURCE_DIR}/tests)
+  add_test(NAME varometrics_man_options
+    COMMAND bash ${varo_checks}/man_page_check.sh options ${CMAKE_SOURCE_DIR}/man/varometrics.1
+            ${CMAKE_SOURCE_DIR}/app/command_line.h kLongOptions)
+  add_test(NAME varometrics_man_render
+    COMMAND bash ${varo_checks}/man_page_check.sh render ${CMAKE_SOURCE_DIR}/man/varometrics.1)
+  add_test(NAME varometrics_completion
+    COMMAND bash ${varo_checks}/completion_check.sh ${CMAKE_SOURCE_DIR}/completions/varometrics
+            ${CMAKE_SOURCE_DIR}/app/command_line.h)
+  add_test(NAME varometrics_examples
+    COMMAND bash ${varo_checks}/examples_check.sh $<TARGET_FILE:varometrics> ${CMAKE_SOURCE_DIR}/examples)
+  add_test(NAME varometrics_install
+    COMMAND bash ${varo_checks}/install_check.sh ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
+  add_test(NAME varometrics_package
+    COMMAND bash ${varo_checks}/package_check.sh ${CMAKE_BINARY_DIR} ${CMAKE_SOURCE_DIR})
+  set_tests_properties(varometrics_man_render varometrics_package PROPERTIES SKIP_RETURN_CODE 77)
+  # Both install the build tree, which rewrites its install manifest.
+  set_tests_properties(varometrics_install varometrics_package PROPERTIES RESOURCE_LOCK varo_build_install)
+endif()
