@@ -1,0 +1,86 @@
+// The HTML page writer: escaping of export text, metric values as decimals,
+// one bar per used paper. The page as a browser sees it is checked by
+// tests/html_page_check.py.
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "foundation/text_writer.h"
+#include "metrics/html_page.h"
+#include "metrics/markup_text.h"
+#include "metrics/metrics_calc.h"
+#include "metrics/publication.h"
+
+namespace {
+
+// Runs write on a writer over a temporary file and returns what it wrote.
+template <class Write>
+std::string written(Write write) {
+    FILE* file = std::tmpfile();
+    XpHolder<XpTextWriter> writer;
+    EXPECT_EQ(openTextWriterOnStdio(file, 0, &writer), 0);
+    EXPECT_EQ(write(writer.get()), 0);
+    EXPECT_EQ(writer->flush(), 0);
+    std::string text(size_t(std::ftell(file)), '\0');
+    std::rewind(file);
+    text.resize(std::fread(text.data(), 1, text.size(), file));
+    std::fclose(file);
+    return text;
+}
+
+std::string escaped(const char* utf8) {
+    return written([&](XpTextWriter* w) { return writeMarkupText(w, utf8); });
+}
+
+}  // namespace
+
+TEST(HtmlPage, ExportTextNeverActsAsMarkup) {
+    const struct {
+        const char* in;
+        const char* out;
+    } cases[] = {
+        {"<script>alert('x')</script>", "&lt;script&gt;alert(&#39;x&#39;)&lt;/script&gt;"},
+        {"R&D \"quoted\"", "R&amp;D &quot;quoted&quot;"},
+        {"a\tb\nc\rd", "a b c d"},
+        {"\x01\x1f\x7f", "\u2401\u241f\u2421"},              // controls as their pictures
+        {"\xc2\x85|\xef\xbf\xbe|\xff|\xe2\x82", "\ufffd|\ufffd|\ufffd|\ufffd"},  // C1, U+FFFE, bad, cut
+        {"M\xc3\xbcller \xe2\x80\x94 \xf0\x9f\x98\x80", "M\xc3\xbcller \xe2\x80\x94 \xf0\x9f\x98\x80"},
+    };
+    for (const auto& c : cases) EXPECT_EQ(escaped(c.in), c.out) << c.in;
+    const char16_t units[] = {0xD83D, 0xDE00, 'x', 0xDC00, 0, 0xD800};  // pair, lone low, NUL, lone high
+    EXPECT_EQ(written([&](XpTextWriter* w) { return writeMarkupText(w, units, 6); }),
+              "\xf0\x9f\x98\x80x\ufffd\u2400\ufffd");
+}
+
+TEST(HtmlPage, SectionEscapesTitlesAndShowsEveryUsedPaperAndScaledValue) {
+    VroPublicationList list;
+    const struct { uint32_t cites; int32_t use; const char16_t* title; } papers[] = {
+        {12, 1, u"<script>x</script> & co"}, {5, 1, u"Two"}, {900, 0, u"Unused"}, {1, 1, u"Three"}};
+    for (const auto& p : papers) {
+        VroPublication* pub = list.add();
+        ASSERT_NE(pub, nullptr);
+        pub->Cites = p.cites;
+        pub->Use = p.use;
+        pub->Year = 2101;
+        ASSERT_EQ(pub->Title.assign(p.title), 0);
+    }
+    VroMetrics m;
+    computeMetrics(list, &m, nullptr, 0);
+    m.a100 = 531;          // shown with two decimals whatever the calculation said
+    m.hCoverage1000 = 45;  // three decimals
+    m.authorsPerPaperMode = kNoMode;
+    const std::string page = written([&](XpTextWriter* w) {
+        return writeHtmlSection(w, VroHtmlSection{7, "a&b<c>.ris", "RIS", &list, &m});
+    });
+    EXPECT_EQ(page.find("<script"), std::string::npos);
+    EXPECT_NE(page.find("<h2>a&amp;b&lt;c&gt;.ris</h2>"), std::string::npos);
+    EXPECT_NE(page.find("&lt;script&gt;x&lt;/script&gt; &amp; co</td>"), std::string::npos);  // h-core list
+    for (const char* part : {"\"a_100\" data-raw=\"531\">5.31<", "\"h_coverage_1000\" data-raw=\"45\">0.045<",
+                             "\"authors_per_paper_mode\" data-raw=\"4294967295\">none<", "\"h\" data-raw=\"2\">2<",
+                             "\"year_first\" data-raw=\"2101\">2101<", "class=\"h-marker\" data-rank=\"2\"", "id=\"export-7\""})
+        EXPECT_NE(page.find(part), std::string::npos) << part;
+    size_t bars = 0;
+    for (size_t at = 0; (at = page.find("<rect class=\"paper", at)) != std::string::npos; ++at) ++bars;
+    EXPECT_EQ(bars, 3u);  // the unused paper has no bar
+}
