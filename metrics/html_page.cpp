@@ -23,6 +23,7 @@ constexpr const char kStyleSheet[] =
     ".facts{margin:.2em 0;color:#333}.key{font-size:1.1em;margin:.3em 0}\n"
     "figure{margin:1em 0}figcaption{font-size:.9em;color:#333}\n"
     "svg{display:block;max-width:100%;height:auto;font-family:Arial,Helvetica,sans-serif}\n"
+    "svg.definitions{position:absolute}\n"
     "svg .grid{stroke:#e2e2e2;stroke-width:1}svg .axis{fill:none;stroke:#000;stroke-width:1}\n"
     "svg .tick{font-size:12px;fill:#222}svg .axis-title,svg .panel-title{font-size:13px;fill:#000}\n"
     "svg .h-core{fill:#e6e6e6}svg .paper{fill:#b4b4b4}svg .paper.gcore{fill:#707070}"
@@ -41,6 +42,13 @@ constexpr const char kStyleSheet[] =
     ".failed{border-left:4px solid #000;padding-left:.6em}\n"
     "@media print{body{max-width:none;margin:0}section.export{break-before:page;border-top:none}"
     "section.export:first-of-type{break-before:auto}figure,tr{break-inside:avoid}}\n";
+
+// Drawing definitions every chart of the page refers to, kept out of the
+// sections so that an id never repeats however many exports a page holds.
+constexpr const char kSharedDefinitions[] =
+    "<svg class=\"definitions\" xmlns=\"http://www.w3.org/2000/svg\" width=\"0\" height=\"0\" aria-hidden=\"true\">"
+    "<defs><pattern id=\"g-core-hatch\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\">"
+    "<path d=\"M0 6L6 0\" stroke=\"#bbb\" stroke-width=\"1\"/></pattern></defs></svg>\n";
 
 enum Group { kCounts, kHirsch, kEgghe, kContemporary, kIndividual, kAgeWeighted, kRates, kGroupCount };
 
@@ -220,7 +228,7 @@ bool walksBefore(const VroPublication* a, const VroPublication* b) {
 }
 
 void sectionHeader(VroMarkupStream& out, const VroHtmlSection& s, uint32_t used, uint32_t listed) {
-    out.format("<section class=\"export\" id=\"export-%u\">\n<header>\n<h2>", s.number);
+    out.raw("<section class=\"export\">\n<header>\n<h2>");
     out.text(s.label);
     out.raw("</h2>\n<p class=\"facts\">Format: ");
     out.text(s.formatName);
@@ -240,7 +248,9 @@ ResultCode writeHtmlHead(XpTextWriter* writer, const char* title) noexcept {
     out.text(title);
     out.raw("</title>\n<style>\n");
     out.raw(kStyleSheet);
-    out.raw("</style>\n</head>\n<body>\n<h1>");
+    out.raw("</style>\n</head>\n<body>\n");
+    out.raw(kSharedDefinitions);
+    out.raw("<h1>");
     out.text(title);
     out.raw("</h1>\n");
     return out.result();
@@ -260,7 +270,7 @@ ResultCode writeHtmlSection(XpTextWriter* writer, const VroHtmlSection& s) noexc
     std::sort(papers.get(), papers.get() + used, walksBefore);
 
     sectionHeader(out, s, used, listed);
-    const VroChartInput chart{papers.get(), used, s.metrics->hIndex, s.metrics->gIndex, s.number, s.label};
+    const VroChartInput chart{papers.get(), used, s.metrics->hIndex, s.metrics->gIndex, s.label};
     (void)writeRankChart(out, chart);
     (void)writeYearChart(out, chart);
     out.raw("<h3>Metrics</h3>\n");
@@ -273,10 +283,9 @@ ResultCode writeHtmlSection(XpTextWriter* writer, const VroHtmlSection& s) noexc
     return out.result();
 }
 
-ResultCode writeHtmlFailedSection(XpTextWriter* writer, uint32_t number, const char* label,
-                                  const char* message) noexcept {
+ResultCode writeHtmlFailedSection(XpTextWriter* writer, const char16_t* label, const char* message) noexcept {
     VroMarkupStream out(writer);
-    out.format("<section class=\"export failed\" id=\"export-%u\">\n<header>\n<h2>", number);
+    out.raw("<section class=\"export failed\">\n<header>\n<h2>");
     out.text(label);
     out.raw("</h2>\n</header>\n<p class=\"error\">Could not be read: ");
     out.text(message);

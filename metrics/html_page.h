@@ -7,7 +7,7 @@
 // its style sheet and its charts (metrics/svg_charts.h) are inline, grey
 // only, and it prints one export per page.
 //
-// A section (<section class="export" id="export-<number>">) holds:
+// A section (<section class="export">) holds:
 // - a header with the label, the import format and the publication count;
 // - the chart of citations by rank and the chart by publication year;
 // - every named field of the metrics record but metricsVersion in a table,
@@ -21,8 +21,10 @@
 // - the h-core papers, most cited first: rank, citations, year, authors and
 //   title.
 // Text from the export (label, format name, titles) is escaped by
-// writeMarkupText (metrics/markup_text.h); sections' numbers must differ
-// within a page. The publication list is the one computeMetrics left (only
+// writeMarkupText (metrics/markup_text.h). Sections carry no element id, so
+// they may be written apart (on several threads) and joined in any number;
+// the hatching the charts share is defined once, by the head. The
+// publication list is the one computeMetrics left (only
 // used papers are shown; it is read, not changed). Each function returns 0
 // or the first failing code of the writer; 12 when working room for the
 // ranked papers cannot be allocated; 22 for a null writer or record.
@@ -37,8 +39,7 @@ class VroPublicationList;
 struct VroMetrics;
 
 struct VroHtmlSection {
-    uint32_t number;                        // 1-based, unique within the page
-    const char* label;                      // UTF-8, e.g. the export's file name
+    const char16_t* label;                  // e.g. the export's file name
     const char* formatName;                 // the import filter's display name
     const VroPublicationList* publications; // after computeMetrics; may be null
     const VroMetrics* metrics;
@@ -47,6 +48,6 @@ struct VroHtmlSection {
 [[nodiscard]] ResultCode writeHtmlHead(XpTextWriter* writer, const char* title) noexcept;
 [[nodiscard]] ResultCode writeHtmlSection(XpTextWriter* writer, const VroHtmlSection& section) noexcept;
 // A section saying that the export named label could not be read, and why.
-[[nodiscard]] ResultCode writeHtmlFailedSection(XpTextWriter* writer, uint32_t number, const char* label,
+[[nodiscard]] ResultCode writeHtmlFailedSection(XpTextWriter* writer, const char16_t* label,
                                                 const char* message) noexcept;
 [[nodiscard]] ResultCode writeHtmlFoot(XpTextWriter* writer) noexcept;

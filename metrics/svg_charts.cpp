@@ -88,7 +88,7 @@ int64_t slotX10(uint64_t halfSlots, uint64_t slots) {
     return kLeft * 10 + int64_t((halfSlots * uint64_t(kPlotWidth) * 10 + slots) / (2 * slots));
 }
 
-void svgOpen(VroMarkupStream& out, int64_t height, const char* what, const char* label) {
+void svgOpen(VroMarkupStream& out, int64_t height, const char* what, const char16_t* label) {
     out.format("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %lld %lld\" width=\"%lld\" height=\"%lld\" "
                "role=\"img\" aria-label=\"%s: ",
                (long long)kWidth, (long long)height, (long long)kWidth, (long long)height, what);
@@ -185,9 +185,6 @@ ResultCode writeRankChart(VroMarkupStream& out, const VroChartInput& in) noexcep
     const ValueAxis axis = largest > kLinearCitationLimit ? ValueAxis::logScale(largest) : ValueAxis::linear(largest, 6);
 
     svgOpen(out, kRankHeight, "Citations by rank", in.label);
-    out.format("<defs><pattern id=\"gcore-%u\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\">"
-               "<path d=\"M0 6L6 0\" stroke=\"#bbb\" stroke-width=\"1\"/></pattern></defs>\n",
-               in.number);
     // The h-core and the rest of the g-core as bands behind the bars.
     const int64_t hx10 = slotX10(2 * uint64_t(h), n);
     const int64_t gx10 = slotX10(2 * uint64_t(g), n);
@@ -201,7 +198,7 @@ ResultCode writeRankChart(VroMarkupStream& out, const VroChartInput& in) noexcep
         out.tenths(hx10);
         out.format("\" y=\"%lld\" width=\"", (long long)kRankTop);
         out.tenths(gx10 - hx10);
-        out.format("\" height=\"%lld\" fill=\"url(#gcore-%u)\"/>\n", (long long)kRankPlotHeight, in.number);
+        out.format("\" height=\"%lld\" fill=\"url(#g-core-hatch)\"/>\n", (long long)kRankPlotHeight);
     }
     valueTicks(out, axis, kRankTop, kRankPlotHeight);
 

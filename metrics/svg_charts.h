@@ -4,8 +4,8 @@
 // (drawn in grey tones, dashes and dots only, so it prints in black and
 // white) and a <figcaption>; they are sized for a 640-unit view box that
 // scales down to the page width. Neither uses script, an external resource or
-// an element id other than the pattern ids "gcore-<number>", so several
-// exports make one valid page.
+// an element id; the hatching of the g-core is the page's pattern
+// "g-core-hatch" (metrics/html_page.h defines it once in the head).
 //
 // - writeRankChart: citations by rank, the most cited paper first. One
 //   <rect class="paper"> per paper with data-rank (1-based) and data-cites;
@@ -42,8 +42,7 @@ struct VroChartInput {
     uint32_t count;
     uint32_t hIndex;
     uint32_t gIndex;
-    uint32_t number;     // the section's number in the page, for pattern ids
-    const char* label;   // UTF-8, named in the charts' accessible titles
+    const char16_t* label;  // named in the charts' accessible titles
 };
 
 [[nodiscard]] ResultCode writeRankChart(VroMarkupStream& out, const VroChartInput& input) noexcept;
