@@ -180,11 +180,14 @@ void metricTable(VroMarkupStream& out, const VroMetrics& m) {
 void authorHistogram(VroMarkupStream& out, const VroMetrics& m) {
     out.raw("<table class=\"authors\">\n<caption>Papers by number of authors</caption>\n"
             "<thead><tr><th scope=\"col\">Authors</th><th scope=\"col\">Papers</th></tr></thead>\n<tbody>\n");
+    bool any = false;
     for (uint32_t bucket = 0; bucket < kAuthorHistogramSize; ++bucket) {
         if (m.authorHistogram[bucket] == 0) continue;
+        any = true;
         out.format("<tr><td class=\"num\">%u%s</td><td class=\"num\" data-authors=\"%u\">%u</td></tr>\n", bucket,
                    bucket + 1 == kAuthorHistogramSize ? " or more" : "", bucket, m.authorHistogram[bucket]);
     }
+    if (!any) out.raw("<tr><td colspan=\"2\">No paper takes part.</td></tr>\n");
     out.raw("</tbody>\n</table>\n");
 }
 
@@ -235,8 +238,11 @@ void sectionHeader(VroMarkupStream& out, const VroHtmlSection& s, uint32_t used,
     out.format(" · <span class=\"count\">%u</span> publication%s", listed, listed == 1 ? "" : "s");
     if (used != listed) out.format(" (%u taking part)", used);
     const VroMetrics& m = *s.metrics;
-    out.format("</p>\n<p class=\"key\"><b>h = %u</b> · g = %u · %u citation%s · reference year %d</p>\n</header>\n",
-               m.hIndex, m.gIndex, m.totalCites, m.totalCites == 1 ? "" : "s", m.referenceYear);
+    out.format("</p>\n<p class=\"key\"><b>h = %u</b> · g = %u · %u citation%s", m.hIndex, m.gIndex, m.totalCites,
+               m.totalCites == 1 ? "" : "s");
+    // An empty list is not calculated at all, so it has no reference year.
+    if (m.referenceYear != 0) out.format(" · reference year %d", m.referenceYear);
+    out.raw("</p>\n</header>\n");
 }
 
 }  // namespace
