@@ -10,14 +10,15 @@
 
 namespace {
 
-constexpr const char kUsage[] = "Usage: %s [-f csv|json|papers] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...\n";
+constexpr const char kUsage[] = "Usage: %s [-f csv|json|papers|html] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...\n";
 
 constexpr const char kHelpDescription[] =
     "Imports each EXPORT (a file; a directory for its regular files, sorted by\n"
     "name; \"-\" for standard input), calculates every citation metric and writes\n"
-    "one row per export (csv, json) or one row per publication (papers), in the\n"
-    "order the exports are given. An export that cannot be imported is reported\n"
-    "on standard error and in its row; the others are still reported.\n"
+    "one row per export (csv, json), one row per publication (papers) or one\n"
+    "page with charts and tables (html), in the order the exports are given. An\n"
+    "export that cannot be imported is reported on standard error and in its\n"
+    "row; the others are still reported.\n"
     "\n"
     "Exit status: 0 when every export was reported, 1 when one failed or the\n"
     "report could not be written, 2 for a usage error.\n"

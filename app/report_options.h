@@ -1,6 +1,6 @@
 // Report options: the command line of varoreport.
 //
-//   varoreport [-f csv|json|papers] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...
+//   varoreport [-f csv|json|papers|html] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...
 //   varoreport -h | --help, -V | --version
 //
 // Contract: parseReportOptions reads the arguments once and either fills the
@@ -47,7 +47,7 @@ struct ReportOptionRow {
 };
 
 inline constexpr ReportOptionRow kReportOptions[] = {
-    {'f', "format", "FORMAT", kReportOptionFormat, "csv (the default), json or papers"},
+    {'f', "format", "FORMAT", kReportOptionFormat, "csv (the default), json, papers or html"},
     {'j', "jobs", "N", kReportOptionJobs, "process the inputs on N threads (default: the number of processors)"},
     {0, "year", "YEAR", kReportOptionYear, "calculate as on 1 July of YEAR, 00:00 UTC (default: now)"},
     {'o', "output", "FILE", kReportOptionOutput, "write the report to FILE instead of standard output"},

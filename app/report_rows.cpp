@@ -1,4 +1,4 @@
-// Report rows: the csv, json and papers writers of varoreport.
+// Report rows: the csv, json, papers and html writers of varoreport.
 #include "app/report_rows.h"
 
 #include <cstddef>
@@ -6,6 +6,7 @@
 
 #include "foundation/strings.h"
 #include "foundation/text_writer.h"
+#include "metrics/html_page.h"
 #include "metrics/metrics_record.h"
 #include "metrics/publication.h"
 
@@ -246,12 +247,28 @@ ResultCode papersFailure(const char16_t* label, const char*, XpTextWriter* out) 
     return failure.code;
 }
 
+// --- html ---
+
+ResultCode htmlHead(XpTextWriter* out) noexcept { return writeHtmlHead(out, "Citation metrics"); }
+
+ResultCode htmlInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
+                     const VroMetrics& metrics, XpTextWriter* out) noexcept {
+    return writeHtmlSection(out, VroHtmlSection{label, formatName, &list, &metrics});
+}
+
+ResultCode htmlFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+    return writeHtmlFailedSection(out, label, message);
+}
+
+ResultCode htmlTail(XpTextWriter* out) noexcept { return writeHtmlFoot(out); }
+
 }  // namespace
 
 const VroReportFormat kReportFormats[kReportFormatCount] = {
     {"csv", csvHead, csvInput, csvFailure, nullptr},
     {"json", nullptr, jsonInput, jsonFailure, nullptr},
     {"papers", papersHead, papersInput, papersFailure, nullptr},
+    {"html", htmlHead, htmlInput, htmlFailure, htmlTail},
 };
 
 const VroReportFormat* findReportFormat(const char* name) noexcept {

@@ -20,6 +20,10 @@
 //   order: file, rank, year, cites, authors, age, cites_per_year_100,
 //   cites_per_author, in_h_core, use, title (always quoted). A failed input
 //   gives one line with its file and every other column empty.
+// - html: one self-contained page for a person (metrics/html_page.h): a head
+//   with the style sheet, one section per input with its charts, metric
+//   table and h-core list, a section naming a failed input and its message,
+//   and the closing tail.
 // Text columns are quoted (RFC 4180) only when they hold a comma, a quote, CR
 // or LF; the title always. Labels are UTF-16: a file name's invalid bytes
 // arrive here already replaced.
@@ -42,7 +46,7 @@ struct VroReportFormat {
     ResultCode (*writeTail)(XpTextWriter* out) noexcept;  // may be null
 };
 
-inline constexpr uint32_t kReportFormatCount = 3;
+inline constexpr uint32_t kReportFormatCount = 4;
 extern const VroReportFormat kReportFormats[kReportFormatCount];
 
 // The format named exactly name, or null.

@@ -7,7 +7,7 @@ find_package(Threads REQUIRED)
 varo_component(vro_report
   SOURCES app/report_options.cpp app/report_inputs.cpp app/report_rows.cpp app/report_buffer.cpp
           app/report_run.cpp
-  DEPS vro_import vro_metrics vro_text_writer vro_app Threads::Threads)
+  DEPS vro_import vro_metrics vro_html vro_text_writer vro_app Threads::Threads)
 
 add_executable(varoreport app/varoreport_main.cpp)
 target_link_libraries(varoreport PRIVATE vro_report vro_logging)
