@@ -62,7 +62,8 @@ def timed(command):
 def open_time(browser, folder, page):
     """(load ms, load and layout ms) of page inside the harness."""
     dom = subprocess.run([browser, "--headless", "--no-sandbox", "--disable-gpu", "--no-first-run",
-                          "--allow-file-access-from-files", "--user-data-dir=" + os.path.join(folder, "profile"),
+                          "--disable-dev-shm-usage", "--allow-file-access-from-files",
+                          "--user-data-dir=" + os.path.join(folder, "profile"),
                           "--dump-dom", "file://%s/harness.html#%s" % (folder, page)],
                          capture_output=True, text=True, timeout=120).stdout
     found = re.search(r"RESULT ([\d.]+) ([\d.]+) (\d+)", dom)

@@ -158,7 +158,8 @@ void diagonal(VroMarkupStream& out, const ValueAxis& axis, uint32_t count) {
     const uint64_t end = std::min<uint64_t>(count, axis.top);
     out.raw("<polyline class=\"diagonal\" points=\"");
     for (uint64_t r = 0;;) {
-        const int64_t y10 = (kRankTop + kRankPlotHeight) * 10 - roundToInt(axis.share(r) * double(kRankPlotHeight * 10));
+        const int64_t y10 =
+            (kRankTop + kRankPlotHeight) * 10 - roundToInt(axis.share(r) * double(kRankPlotHeight * 10));
         if (r != 0) out.raw(" ");
         out.tenths(slotX10(2 * r, count));
         out.raw(",");
@@ -182,7 +183,8 @@ ResultCode writeRankChart(VroMarkupStream& out, const VroChartInput& in) noexcep
     const uint32_t h = std::min(in.hIndex, n);
     const uint32_t g = std::min(std::max(in.gIndex, h), n);
     const uint32_t largest = in.papers[0]->Cites;
-    const ValueAxis axis = largest > kLinearCitationLimit ? ValueAxis::logScale(largest) : ValueAxis::linear(largest, 6);
+    const ValueAxis axis =
+        largest > kLinearCitationLimit ? ValueAxis::logScale(largest) : ValueAxis::linear(largest, 6);
 
     svgOpen(out, kRankHeight, "Citations by rank", in.label);
     // The h-core and the rest of the g-core as bands behind the bars.

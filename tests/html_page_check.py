@@ -98,7 +98,7 @@ def golden_cases(data_dir):
 def chromium(*args):
     profile = os.path.join(OUT, "chromium-profile")
     return subprocess.run([BROWSER, "--headless", "--no-sandbox", "--disable-gpu", "--hide-scrollbars",
-                           "--no-first-run", "--user-data-dir=" + profile, *args],
+                           "--no-first-run", "--disable-dev-shm-usage", "--user-data-dir=" + profile, *args],
                           capture_output=True, text=True, timeout=120)
 
 
