@@ -55,26 +55,28 @@ private:
     bool failing() { return failFromCall >= 0 && calls++ >= failFromCall; }
 };
 
+std::string vfmt(const char* format, va_list args) {
+    RecordingSink sink;
+    EXPECT_EQ(formatToSink(&sink, format, args), 0) << format;
+    return sink.text;
+}
+
 // Formats with the engine; the compiler checks every call's arguments.
 __attribute__((format(printf, 1, 2))) std::string fmt(const char* format, ...) {
-    RecordingSink sink;
     va_list args;
     va_start(args, format);
-    ResultCode rc = formatToSink(&sink, format, args);
+    std::string text = vfmt(format, args);
     va_end(args);
-    EXPECT_EQ(rc, 0) << format;
-    return sink.text;
+    return text;
 }
 
 // For the engine's own conversions that the compiler's checks do not know.
 std::string fmtUnchecked(const char* format, ...) {
-    RecordingSink sink;
     va_list args;
     va_start(args, format);
-    ResultCode rc = formatToSink(&sink, format, args);
+    std::string text = vfmt(format, args);
     va_end(args);
-    EXPECT_EQ(rc, 0) << format;
-    return sink.text;
+    return text;
 }
 
 TEST(PrintfEngine, WidthJustificationSignsAndBases) {
