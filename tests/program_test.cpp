@@ -22,6 +22,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <filesystem>
 #include <ctime>
 #include <map>
 #include <regex>
@@ -166,25 +167,14 @@ TEST(Program, Scenarios) {
 TEST(Program, EveryRealExportRunsThrough) {
     const std::string root = VARO_REAL_DATA_DIR;
     std::vector<std::string> files;
-    if (DIR* top = opendir(root.c_str())) {
-        while (dirent* folder = readdir(top)) {
-            if (folder->d_name[0] == '.') continue;
-            if (DIR* inner = opendir((root + "/" + folder->d_name).c_str())) {
-                while (dirent* entry = readdir(inner))
-                    if (entry->d_name[0] != '.') files.push_back(std::string(folder->d_name) + "/" + entry->d_name);
-                closedir(inner);
-            }
-        }
-        closedir(top);
-    }
+    std::error_code error;
+    for (const auto& entry : std::filesystem::recursive_directory_iterator(root, error))
+        if (entry.is_regular_file() && entry.path().filename().string()[0] != '.')
+            files.push_back(entry.path().lexically_relative(root).string());
     if (files.empty()) GTEST_SKIP() << "no real exports at " << root;
     std::map<std::string, std::string> known, filters;  // file -> count, folder -> importer name
-    for (const std::string& line : vt::linesOf(vt::slurp(vt::dataPath("real-exports.txt")))) {
-        const size_t tab = line.find('\t');
-        if (line.empty() || line[0] == '#' || tab == std::string::npos) continue;
-        (line[0] == '=' ? filters[line.substr(1, tab - 1)] : known[line.substr(0, tab)]) =
-            line.substr(tab + 1, line.find('\t', tab + 1) - tab - 1);
-    }
+    for (const std::vector<std::string>& row : vt::tableOf("real-exports.txt"))
+        (row[0][0] == '=' ? filters[row[0].substr(1)] : known[row[0]]) = row.at(1);
     vt::TempDir dir;
     std::sort(files.begin(), files.end());
     for (const std::string& file : files) {
