@@ -112,24 +112,13 @@ uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uin
     return count;
 }
 
-VroImportCsv::~VroImportCsv() = default;
-
-void VroImportCsv::configure(const char* name, uint32_t formatCode, const VroFieldBinding* table, uint32_t count,
-                             char16_t separator) noexcept {
-    if (name_.assign(name) != kResultOk) name_.clear();
-    formatCode_ = formatCode;
-    bindings_ = table;
-    bindingCount_ = count;
-    separator_ = separator;
-}
-
-ResultCode VroImportCsv::importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                    uint32_t* fieldMaskOut) noexcept {
+ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                          VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     if (reader == nullptr || line.empty()) return kErrInvalidArgument;
 
-    CsvRows rows(reader, joinsQuotedLines_);
-    if (joinsQuotedLines_) {
+    CsvRows rows(reader, format.joinsQuotedLines);
+    if (format.joinsQuotedLines) {
         rows.continueRow(line);
         if (rows.failure() != kResultOk) return rows.failure();
     }
@@ -137,9 +126,10 @@ ResultCode VroImportCsv::importData(XpTextReader* reader, XpString16& line, VroP
     // Columns are bound once, at the header; lines only index this array.
     char16_t* fields[kMaxCsvFields];
     VroFieldHandler handlers[kMaxCsvFields] = {};
-    const uint32_t columns = splitCsvLine(line.data(), separator_, fields, kMaxCsvFields);
+    const uint32_t columns = splitCsvLine(line.data(), format.separator, fields, kMaxCsvFields);
     for (uint32_t i = 0; i < columns; ++i) {
-        const VroFieldHandler handler = findFieldHandler(bindingCount_, fields[i], bindings_);
+        const VroFieldHandler handler =
+            findFieldHandler(uint32_t(format.fields.size()), fields[i], format.fields.data());
         handlers[i] = handler != nullptr ? handler : ignoreField;
     }
 
@@ -147,7 +137,7 @@ ResultCode VroImportCsv::importData(XpTextReader* reader, XpString16& line, VroP
     // overflowing; the rank is the count as the signed field holds it.
     uint32_t records = 0;
     while (rows.next(line) == kResultOk) {
-        const uint32_t count = splitCsvLine(line.data(), separator_, fields, kMaxCsvFields);
+        const uint32_t count = splitCsvLine(line.data(), format.separator, fields, kMaxCsvFields);
         if (count == 0) continue;
         VroPublication* pub = list.add();
         if (pub == nullptr) return kErrNoMemory;

@@ -1,5 +1,6 @@
-// Delimited-text importing: the in-place line splitter and VroImportCsv, the
-// generic reader behind the four CSV dialects.
+// Delimited-text importing: the in-place line splitter and readCsvRecords, the
+// record reader of every delimited-text format (its dialect is the format
+// row: binding table of column titles and separator).
 //
 // Contract:
 // - splitCsvLine rewrites a zero-terminated line in place into at most
@@ -10,7 +11,7 @@
 //   joins the same field; an unclosed stretch runs to the end. An empty line
 //   is one empty field; nothing is trimmed. Once maxFields fields exist, the
 //   last one ends at its separator and the rest of the line is dropped.
-// - VroImportCsv::importData binds the header's first 64 columns once
+// - readCsvRecords binds the header's first 64 columns once
 //   (unknown titles to ignoreField, titles compared without regard to ASCII
 //   case), then makes one publication per following line, blank lines
 //   included: Rank = its 1-based line number after the header, Use = 1,
@@ -18,7 +19,7 @@
 //   right, the mask OR'd into *fieldMaskOut, then splitAuthors and deriveAge.
 //   A null reader or an empty header gives 22; the end of the input (or any
 //   read failure after the header) ends the import with 0.
-// - A dialect that joins quoted lines reads values with line feeds in them: a
+// - A format row that joins quoted lines reads values with line feeds in them: a
 //   line (the header too) that ends inside an open quote, i.e. holds an odd
 //   number of double quotes, goes on with the next line, joined by one line
 //   feed, until the quote closes, the input ends or the row would pass
@@ -35,27 +36,5 @@ inline constexpr uint32_t kMaxCsvFields = 64;
 
 uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uint32_t maxFields) noexcept;
 
-class VroImportCsv : public VroImporter {
-public:
-    ~VroImportCsv() override;
-    uint32_t formatCode() const noexcept override { return formatCode_; }
-    const char* name() const noexcept override { return name_.data(); }
-    [[nodiscard]] ResultCode importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                        uint32_t* fieldMaskOut) noexcept override;
-
-protected:
-    VroImportCsv() noexcept = default;
-    // The five values a dialect's constructor sets. The name is copied; a
-    // failed copy leaves it empty.
-    void configure(const char* name, uint32_t formatCode, const VroFieldBinding* table, uint32_t count,
-                   char16_t separator) noexcept;
-    void joinQuotedLines() noexcept { joinsQuotedLines_ = true; }
-
-private:
-    XpString name_;
-    uint32_t formatCode_ = 0;
-    const VroFieldBinding* bindings_ = nullptr;
-    uint32_t bindingCount_ = 0;
-    char16_t separator_ = u',';
-    bool joinsQuotedLines_ = false;
-};
+[[nodiscard]] ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                                        VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;

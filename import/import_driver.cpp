@@ -2,6 +2,7 @@
 // the one importer run.
 #include "import/import_driver.h"
 
+#include <algorithm>
 #include <cwctype>
 #include <new>
 
@@ -9,10 +10,8 @@
 #include "foundation/logging.h"
 #include "foundation/strings.h"
 #include "foundation/text_reader.h"
-#include "import/csv_dialects.h"
-#include "import/csv_importer.h"
+#include "import/import_formats.h"
 #include "import/importer.h"
-#include "import/tagged_importers.h"
 #include "metrics/publication.h"
 
 namespace {
@@ -20,102 +19,7 @@ namespace {
 // Text without a byte-order mark is read in this code page.
 constexpr uint32_t kFallbackCodePage = 1252;
 
-// First-line signatures, one list per importer.
-constexpr const char* kVroCsvSignatures[] = {
-    "Cites,Authors,Title,Year,Source,Publisher,ArticleURL,CitesURL",
-    "Use,Cites,Authors,Title,Year,Source,Publisher,ArticleURL,CitesURL,GSRank",
-};
-constexpr const char* kIsiTaggedSignatures[] = {"FN "};
-// Two blanks before the hyphen.
-constexpr const char* kRisSignatures[] = {"TY  -"};
-constexpr const char* kIsiCsvSignatures[] = {"PT\tAU\t"};
-constexpr const char* kScopusSignatures[] = {
-    "Authors,Title,Year,Source title,Volume,Issue,Art. No.,Page start,Page end,Page count,Cited by,Link",
-    "Authors,Title,Year,Source title,Volume,Issue,Art. No.,Page start,Page end,Page count,Cited by,DOI,Link,"
-    "Document Type,Source,EID",
-    "Authors,Title,Year,Source title,Volume,Issue,Art. No.,Page start,Page end,Page count,Cited by,DOI,Link,"
-    "Document Type,Access Type,Source,EID",
-};
-constexpr const char* kGScholarSignatures[] = {"Authors,Title,Publication,Volume,Number,Pages,Year,Publisher"};
-// With the trailing blank.
-constexpr const char* kEndNoteSafSignatures[] = {"Reference Type: "};
-constexpr const char* kEndNoteTaggedSignatures[] = {"%0 "};
-
-template <class Importer, size_t N>
-ResultCode probeWith(const char* const (&signatures)[N], const XpString16& line, VroImporter** out) noexcept {
-    *out = nullptr;
-    for (const char* signature : signatures) {
-        if (!lineStartsWithSignature(line, signature)) continue;
-        *out = new (std::nothrow) Importer();
-        return *out != nullptr ? kResultOk : kErrNoMemory;
-    }
-    return kResultOk;
-}
-
-ResultCode probeVroCsv(const XpString16& line, VroImporter** out) noexcept {
-    return probeWith<VroImportVroCsv>(kVroCsvSignatures, line, out);
-}
-ResultCode probeIsiTagged(const XpString16& line, VroImporter** out) noexcept {
-    return probeWith<VroImportIsiTagged>(kIsiTaggedSignatures, line, out);
-}
-ResultCode probeRisTagged(const XpString16& line, VroImporter** out) noexcept {
-    return probeWith<VroImportRisTagged>(kRisSignatures, line, out);
-}
-ResultCode probeIsiCsv(const XpString16& line, VroImporter** out) noexcept {
-    return probeWith<VroImportIsiCsv>(kIsiCsvSignatures, line, out);
-}
-ResultCode probeScopusCsv(const XpString16& line, VroImporter** out) noexcept {
-    return probeWith<VroImportScopusCsv>(kScopusSignatures, line, out);
-}
-ResultCode probeGScholarCsv(const XpString16& line, VroImporter** out) noexcept {
-    return probeWith<VroImportGScholarCsv>(kGScholarSignatures, line, out);
-}
-ResultCode probeEndNoteSaf(const XpString16& line, VroImporter** out) noexcept {
-    return probeWith<VroImportEndNoteSaf>(kEndNoteSafSignatures, line, out);
-}
-ResultCode probeEndNoteTagged(const XpString16& line, VroImporter** out) noexcept {
-    return probeWith<VroImportEndNoteTagged>(kEndNoteTaggedSignatures, line, out);
-}
-
-// Columns a Scopus header must have, whatever else the user chose to export;
-// "Authors" must come first.
-constexpr const char* kScopusRequiredColumns[] = {"Title", "Year", "Source title"};
-
-// A Scopus header known by its columns rather than its exact text: the line
-// is split as the CSV importer splits it and whole titles are compared.
-ResultCode probeScopusColumns(const XpString16& line, VroImporter** out) noexcept {
-    *out = nullptr;
-    XpString16 copy;
-    if (copy.assign(line) != kResultOk) return kErrNoMemory;
-    char16_t* fields[kMaxCsvFields];
-    const uint32_t count = splitCsvLine(copy.data(), u',', fields, kMaxCsvFields);
-    if (count == 0 || compareFieldKey(fields[0], "Authors") != 0) return kResultOk;
-    for (const char* column : kScopusRequiredColumns) {
-        uint32_t i = 1;
-        while (i < count && compareFieldKey(fields[i], column) != 0) ++i;
-        if (i == count) return kResultOk;
-    }
-    *out = new (std::nothrow) VroImportScopusColumnsCsv();
-    return *out != nullptr ? kResultOk : kErrNoMemory;
-}
-
 }  // namespace
-
-// The order is part of the format detection: the first probe that accepts
-// the first line wins and later ones are not asked. A new format is one more
-// entry; the table's size bounds the walk. The column probe comes last so
-// that it only ever takes lines no exact signature accepts.
-const VroProbeEntry kImportProbes[kImportProbeCount] = {
-    {"VroImportVroCsv", probeVroCsv},
-    {"VroImportIsiTagged", probeIsiTagged},
-    {"VroImportRisTagged", probeRisTagged},
-    {"VroImportIsiCsv", probeIsiCsv},
-    {"VroImportScopusCsv", probeScopusCsv},
-    {"VroImportGScholarCsv", probeGScholarCsv},
-    {"VroImportEndNoteSaf", probeEndNoteSaf},
-    {"VroImportEndNoteTagged", probeEndNoteTagged},
-    {"VroImportScopusColumnsCsv", probeScopusColumns},
-};
 
 bool lineStartsWithSignature(const XpString16& line, const char* signature) noexcept {
     const char16_t* unit = line.data();
@@ -129,9 +33,19 @@ bool lineStartsWithSignature(const XpString16& line, const char* signature) noex
 
 ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out) noexcept {
     *out = nullptr;
-    for (const VroProbeEntry& entry : kImportProbes) {
-        const ResultCode rc = entry.probe(firstLine, out);
-        if (rc != kResultOk || *out != nullptr) return rc;
+    for (const VroImportFormat& format : kImportFormats) {
+        bool accepted = false;
+        if (format.probe != nullptr) {
+            const ResultCode rc = format.probe(firstLine, &accepted);
+            if (rc != kResultOk) return rc;
+        } else {
+            accepted = std::ranges::any_of(format.signatures, [&](const char* signature) {
+                return lineStartsWithSignature(firstLine, signature);
+            });
+        }
+        if (!accepted) continue;
+        *out = new (std::nothrow) VroImporter(format);
+        return *out != nullptr ? kResultOk : kErrNoMemory;
     }
     return kErrInvalidFileType;
 }

@@ -2,8 +2,6 @@
 
 #include "foundation/text_reader.h"
 
-VroImporter::~VroImporter() = default;
-
 int compareFieldKey(const char16_t* key, const char* entry) noexcept {
     for (;; ++key, ++entry) {
         const int a = asciiLower(*key);

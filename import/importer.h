@@ -1,18 +1,26 @@
-// Importer base: the abstract importer, the field-handler signature, the
-// binding-table entry and the lookup that turns a column title or tag into a
-// handler, plus the line-reading step every importer uses.
+// Importer base: the import format row, the importer that reads one format,
+// the field-handler signature, the binding-table entry and the lookup that
+// turns a column title or tag into a handler, plus the line-reading step
+// every importer uses.
 //
 // Contract:
-// - VroImporter is abstract; an importer is created by its probe, used for
-//   one importData call, asked for formatCode and name, and destroyed.
-//   formatCode packs four ASCII characters, the first in the lowest byte.
+// - VroImportFormat is everything known about one export format, declared
+//   together as one row of the format table (import/import_formats.h):
+//   display name, four-character code (first character in the lowest byte),
+//   first-line signatures or a probe of its own, the reader of its records,
+//   its binding table and, for delimited text, separator and whether quoted
+//   values may span lines.
+// - VroImporter reads one format: created by the import driver for the row
+//   whose probe accepted the first line, used for one importData call, asked
+//   for formatCode and name (the row's), and destroyed. importData runs the
+//   row's record reader with the row.
 // - VroFieldHandler fills one publication from one value. The value is a
 //   modifiable zero-terminated UTF-16 text that the handler may trim or cut
 //   in place; the mask is the publication's running field mask, read and
 //   updated. The returned flag carries no meaning for callers.
 // - VroFieldBinding tables are constant and sorted by key without regard to
-//   ASCII letter case (one tagged table is deliberately not; see the tagged
-//   importers).
+//   ASCII letter case (one tagged table is deliberately not; see the format
+//   table).
 // - findFieldHandler is a plain binary search over count entries: a null or
 //   empty key, a null table or a count of 0 gives null; otherwise the whole
 //   key is compared with the whole entry key, both sides lower-cased for
@@ -32,6 +40,7 @@
 #pragma once
 
 #include <cstdint>
+#include <span>
 
 #include "foundation/ascii.h"
 #include "foundation/result_codes.h"
@@ -68,14 +77,44 @@ constexpr bool fieldKeyBefore(const VroFieldBinding& a, const VroFieldBinding& b
 [[nodiscard]] ResultCode readTrimmedLine(XpTextReader* reader, XpString16& line) noexcept;
 [[nodiscard]] ResultCode readFirstLine(XpTextReader* reader, XpString16& line) noexcept;
 
+struct VroImportFormat;
+
+// Reads the records after the first line (already read into line) of one
+// format into list; fieldMaskOut (optional) receives the OR of their field
+// masks. The format row supplies the binding table and options.
+using VroRecordReader = ResultCode (*)(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                                       VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;
+// A format's own test of the first line: *accepted set when the line is a
+// header of the format. 0, or 12 when the test itself ran out of memory.
+using VroFormatProbe = ResultCode (*)(const XpString16& firstLine, bool* accepted) noexcept;
+
+struct VroImportFormat {
+    const char* name;  // display name
+    uint32_t code;     // fourCharacterCode of four ASCII characters
+    // Prefixes of the first line, compared without regard to case; a format
+    // with a probe of its own leaves them empty.
+    std::span<const char* const> signatures = {};
+    VroFormatProbe probe = nullptr;  // null: the signatures decide
+    VroRecordReader read;
+    std::span<const VroFieldBinding> fields;  // column titles or tags
+    char16_t separator = u',';                // delimited text: between fields
+    bool joinsQuotedLines = false;            // delimited text: quoted values span lines
+};
+
 class VroImporter {
 public:
-    virtual ~VroImporter();
-    virtual uint32_t formatCode() const noexcept = 0;
-    virtual const char* name() const noexcept = 0;
+    explicit VroImporter(const VroImportFormat& format) noexcept : format_(format) {}
+    const VroImportFormat& format() const noexcept { return format_; }
+    uint32_t formatCode() const noexcept { return format_.code; }
+    const char* name() const noexcept { return format_.name; }
     // Reads the rest of the input after line (already read) and appends
     // publications to list; fieldMaskOut (optional) receives the OR of their
     // field masks.
-    [[nodiscard]] virtual ResultCode importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                                uint32_t* fieldMaskOut) noexcept = 0;
+    [[nodiscard]] ResultCode importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
+                                        uint32_t* fieldMaskOut) noexcept {
+        return format_.read(format_, reader, line, list, fieldMaskOut);
+    }
+
+private:
+    const VroImportFormat& format_;
 };

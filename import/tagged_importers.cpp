@@ -1,9 +1,6 @@
-// Tagged importers: tag splitting, the four binding tables and the line walks.
+// Tagged importing: tag splitting and the line walks.
 #include "import/tagged_importers.h"
 
-#include <iterator>
-
-#include "foundation/sorted_tables.h"
 #include "import/field_handlers.h"
 #include "metrics/publication.h"
 
@@ -54,54 +51,10 @@ bool tagIs(const char16_t* tag, const char* ascii) noexcept {
     return *tag == 0;
 }
 
-// ---------------------------------------------------------------------------
-// Tables. Each is searched by findFieldHandler's binary search, which needs
-// case-insensitive order; the start tags stand in the tables too, and are
-// reached only by a start tag spelled in another letter case.
-
-constexpr VroFieldBinding kEndNoteSafTags[] = {
-    {"Abstract", setAbstract},   {"Author", addAuthorsText},       {"Book Title", setSource},
-    {"DOI", setDoi},             {"ISSN", setIssn},                {"Issue", setIssue},
-    {"Journal", setSource},      {"Pages", setPages},              {"Publisher", setPublisher},
-    {"Reference Type", setType}, {"Title", setTitle},              {"URL", setArticleUrl},
-    {"Volume", setVolume},       {"Year", setYear},
-};
-static_assert(isStrictlyAscending(kEndNoteSafTags, fieldKeyBefore));
-
-// Deliberately NOT sorted: "%@" stands first (below "%0" in code order) and
-// "%X" before "%V". The binary search therefore never finds "%@" (ISSN) or
-// "%V" (volume), and EndNote tagged exports yield neither. Imports of this
-// format have always behaved so; keep the order and the search as they are.
-constexpr VroFieldBinding kEndNoteTaggedTags[] = {
-    {"%@", setIssn},   {"%0", setType},      {"%1", setCitesNote}, {"%A", addAuthorName}, {"%B", setSource},
-    {"%D", setYear},   {"%I", setPublisher}, {"%J", setSource},    {"%N", setIssue},      {"%P", setPages},
-    {"%R", setDoi},    {"%T", setTitle},     {"%U", setArticleUrl}, {"%X", setAbstract},  {"%V", setVolume},
-};
-static_assert(!isStrictlyAscending(kEndNoteTaggedTags, fieldKeyBefore));
-
-constexpr VroFieldBinding kIsiTaggedTags[] = {
-    {"AB", setAbstract},  {"AU", addAuthorName}, {"BP", setStartPage}, {"DI", setDoi},
-    {"DT", setType},      {"EP", setEndPage},    {"IS", setIssue},     {"PT", setType},
-    {"PU", setPublisher}, {"PY", setYear},       {"SN", setIssn},      {"SO", setSource},
-    {"TC", setCites},     {"TI", setTitle},      {"UR", setArticleUrl}, {"VL", setVolume},
-};
-static_assert(isStrictlyAscending(kIsiTaggedTags, fieldKeyBefore));
-
-constexpr VroFieldBinding kRisTaggedTags[] = {
-    {"A1", addAuthorName}, {"AB", setAbstract},    {"AU", addAuthorName}, {"DO", setDoi},
-    {"EP", setEndPage},    {"IS", setIssue},       {"JF", setSource},     {"JO", setSource},
-    {"M1", setCitesNote},  {"M3", setTypeText},    {"N1", setCitedByNote}, {"N2", setAbstract},
-    {"PB", setPublisher},  {"PY", setYear},        {"SN", setIssn},       {"SP", setStartPage},
-    {"T1", setTitle},      {"T2", setSource},      {"TI", setTitle},      {"TY", setType},
-    {"UR", setArticleUrl}, {"VL", setVolume},      {"Y1", setYear},
-};
-static_assert(isStrictlyAscending(kRisTaggedTags, fieldKeyBefore));
-
 namespace {
 
-template <size_t N>
-VroFieldHandler lookUp(const VroFieldBinding (&table)[N], const char16_t* tag) noexcept {
-    return findFieldHandler(uint32_t(std::size(table)), tag, table);
+VroFieldHandler lookUp(const VroImportFormat& format, const char16_t* tag) noexcept {
+    return findFieldHandler(uint32_t(format.fields.size()), tag, format.fields.data());
 }
 
 // The record being filled and the bookkeeping every tagged walk shares.
@@ -174,10 +127,9 @@ using TagSplitter = char16_t* (*)(char16_t* line) noexcept;
 //   handler; tags before the first start tag are ignored;
 // - there are no continuation lines: a wrapped value's next line is split
 //   like any other and lost unless its first word is a known tag.
-template <size_t N>
-ResultCode importEndNoteLines(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                              uint32_t* fieldMaskOut, TagSplitter split, const char* startTag,
-                              const VroFieldBinding (&table)[N], bool authorsAsText) noexcept {
+ResultCode importEndNoteLines(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                              VroPublicationList& list, uint32_t* fieldMaskOut, TagSplitter split,
+                              const char* startTag, bool authorsAsText) noexcept {
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     if (reader == nullptr || line.empty()) return kErrInvalidArgument;
     TaggedRecords records(list, fieldMaskOut, authorsAsText);
@@ -190,7 +142,7 @@ ResultCode importEndNoteLines(XpTextReader* reader, XpString16& line, VroPublica
             rc = records.open(value);
             if (rc != kResultOk) break;
         } else if (records.current() != nullptr) {
-            records.handle(lookUp(table, tag), value);
+            records.handle(lookUp(format, tag), value);
         }
     } while (readTrimmedLine(reader, line) == kResultOk);
     records.finish();
@@ -201,33 +153,17 @@ ResultCode importEndNoteLines(XpTextReader* reader, XpString16& line, VroPublica
 
 // ---------------------------------------------------------------------------
 
-uint32_t VroImportEndNoteSaf::formatCode() const noexcept { return fourCharacterCode("EndS"); }
-const char* VroImportEndNoteSaf::name() const noexcept { return "EndNote (Show All Fields)"; }
-
-ResultCode VroImportEndNoteSaf::importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                           uint32_t* fieldMaskOut) noexcept {
-    return importEndNoteLines(reader, line, list, fieldMaskOut, splitTagAtColon, "Reference Type", kEndNoteSafTags,
-                              true);
+ResultCode readEndNoteShowAllFields(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                                    VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
+    return importEndNoteLines(format, reader, line, list, fieldMaskOut, splitTagAtColon, "Reference Type", true);
 }
 
-uint32_t VroImportEndNoteTagged::formatCode() const noexcept { return fourCharacterCode("EndT"); }
-const char* VroImportEndNoteTagged::name() const noexcept { return "EndNote (tagged)"; }
-
-ResultCode VroImportEndNoteTagged::importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                              uint32_t* fieldMaskOut) noexcept {
-    return importEndNoteLines(reader, line, list, fieldMaskOut, splitTagAtWhiteSpace, "%0", kEndNoteTaggedTags,
-                              false);
+ResultCode readEndNoteTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                             VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
+    return importEndNoteLines(format, reader, line, list, fieldMaskOut, splitTagAtWhiteSpace, "%0", false);
 }
 
 // ---------------------------------------------------------------------------
-
-VroImportIsiTagged::VroImportIsiTagged() noexcept {
-    // A name that cannot be stored reads as empty; the import still works.
-    (void)name_.assign("ISI/WoS (tagged)");
-}
-
-uint32_t VroImportIsiTagged::formatCode() const noexcept { return fourCharacterCode("IsiT"); }
-const char* VroImportIsiTagged::name() const noexcept { return name_.data(); }
 
 // - The first two lines must carry the tags "FN" and "VR"; the second line is
 //   taken as it is read, so an empty second line has an empty tag (774).
@@ -241,8 +177,8 @@ const char* VroImportIsiTagged::name() const noexcept { return name_.data(); }
 //   it are never read.
 // - Any other tag outside a record is ignored; inside one its handler (or
 //   none, for an unknown tag) becomes the last handler and takes the value.
-ResultCode VroImportIsiTagged::importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                          uint32_t* fieldMaskOut) noexcept {
+ResultCode readIsiTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                         VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     if (reader == nullptr || line.empty()) return kErrInvalidArgument;
     (void)splitTagAtWhiteSpace(line.data());
@@ -273,7 +209,7 @@ ResultCode VroImportIsiTagged::importData(XpTextReader* reader, XpString16& line
         } else if (tagIs(tag, "EF")) {
             break;
         } else if (records.current() != nullptr) {
-            lastHandler = lookUp(kIsiTaggedTags, tag);
+            lastHandler = lookUp(format, tag);
             records.handle(lastHandler, value);
         }
     }
@@ -283,9 +219,6 @@ ResultCode VroImportIsiTagged::importData(XpTextReader* reader, XpString16& line
 
 // ---------------------------------------------------------------------------
 
-uint32_t VroImportRisTagged::formatCode() const noexcept { return fourCharacterCode("RisT"); }
-const char* VroImportRisTagged::name() const noexcept { return "RIS/RefManager"; }
-
 // - Every line from the first one on; empty lines are skipped; no line
 //   continues another.
 // - "TY" opens a record, "ER" closes it, "EF" ends the input; any other tag
@@ -293,8 +226,8 @@ const char* VroImportRisTagged::name() const noexcept { return "RIS/RefManager";
 // - Tags compare whole: a line "\rTY  - JOUR" (a stray carriage return before
 //   the tag) has the tag "\rTY", which starts nothing, so that record's lines
 //   fall outside any record.
-ResultCode VroImportRisTagged::importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                          uint32_t* fieldMaskOut) noexcept {
+ResultCode readRisTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                         VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     if (reader == nullptr || line.empty()) return kErrInvalidArgument;
     TaggedRecords records(list, fieldMaskOut, false);
@@ -311,7 +244,7 @@ ResultCode VroImportRisTagged::importData(XpTextReader* reader, XpString16& line
         } else if (tagIs(tag, "EF")) {
             break;
         } else if (records.current() != nullptr) {
-            records.handle(lookUp(kRisTaggedTags, tag), value);
+            records.handle(lookUp(format, tag), value);
         }
     } while (readTrimmedLine(reader, line) == kResultOk);
     records.finish();

@@ -1,6 +1,7 @@
-// Tagged importers: the four exports that write one field per line behind a tag.
+// Tagged importing: the record readers of the exports that write one field
+// per line behind a tag, and the tag splitting they share.
 //
-// Contract: each importer's importData walks the lines from the first one
+// Contract: each record reader walks the lines from the first one
 // (already read by the driver) to the end of the input or its end-of-file tag,
 // opens a publication at the format's start tag and closes it at the next
 // start tag, at an end tag or at the end. Callers may rely on:
@@ -12,7 +13,7 @@
 //   value. Closing one turns its authors into both forms (text and list) and
 //   derives its age.
 // - Start, end and end-of-file tags match exactly, with letter case. Every
-//   other tag inside an open publication is looked up in the format's table
+//   other tag inside an open publication is looked up in the format row's table
 //   without regard to case (so a lower-case start tag such as "ty" reaches the
 //   type handler); unknown tags, tags outside a publication and values that do
 //   not parse are ignored without a message.
@@ -41,55 +42,22 @@ char16_t* splitTagAtDash(char16_t* line) noexcept;
 // Exact, case-sensitive comparison of a zero-terminated tag with ASCII text.
 bool tagIs(const char16_t* tag, const char* ascii) noexcept;
 
-// Binding tables in their stored order.
-extern const VroFieldBinding kEndNoteSafTags[14];
-extern const VroFieldBinding kEndNoteTaggedTags[15];
-extern const VroFieldBinding kIsiTaggedTags[16];
-extern const VroFieldBinding kRisTaggedTags[23];
-
-// "EndNote (Show All Fields)", "EndS": "Tag: value" lines, start tag
-// "Reference Type"; authors arrive as text and are split at every comma.
-class VroImportEndNoteSaf final : public VroImporter {
-public:
-    uint32_t formatCode() const noexcept override;
-    const char* name() const noexcept override;
-    [[nodiscard]] ResultCode importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                        uint32_t* fieldMaskOut) noexcept override;
-};
-
-// "EndNote (tagged)", "EndT": "%X value" lines, start tag "%0", one "%A"
-// author per line. Its table is kept unsorted, so "%@" (ISSN) and "%V"
-// (volume) are never found.
-class VroImportEndNoteTagged final : public VroImporter {
-public:
-    uint32_t formatCode() const noexcept override;
-    const char* name() const noexcept override;
-    [[nodiscard]] ResultCode importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                        uint32_t* fieldMaskOut) noexcept override;
-};
-
-// "ISI/WoS (tagged)", "IsiT": "XX value" lines after the "FN" and "VR"
-// header, records "PT" to "ER", "EF" ends the input. A line starting with
-// white space continues the last tag: its value goes to that tag's handler
-// again (one more author, or text appended with one blank).
-class VroImportIsiTagged final : public VroImporter {
-public:
-    VroImportIsiTagged() noexcept;
-    uint32_t formatCode() const noexcept override;
-    const char* name() const noexcept override;
-    [[nodiscard]] ResultCode importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                        uint32_t* fieldMaskOut) noexcept override;
-
-private:
-    XpString name_;
-};
-
-// "RIS/RefManager", "RisT": "XX  - value" lines, records "TY" to "ER", "EF"
-// ends the input; no continuation lines.
-class VroImportRisTagged final : public VroImporter {
-public:
-    uint32_t formatCode() const noexcept override;
-    const char* name() const noexcept override;
-    [[nodiscard]] ResultCode importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
-                                        uint32_t* fieldMaskOut) noexcept override;
-};
+// The walks, one per layout of lines; the format row gives the binding table.
+// "Tag: value" lines, start tag "Reference Type"; authors arrive as text and
+// are split at every comma.
+[[nodiscard]] ResultCode readEndNoteShowAllFields(const VroImportFormat& format, XpTextReader* reader,
+                                                  XpString16& line, VroPublicationList& list,
+                                                  uint32_t* fieldMaskOut) noexcept;
+// "%X value" lines, start tag "%0", one "%A" author per line.
+[[nodiscard]] ResultCode readEndNoteTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                                           VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;
+// "XX value" lines after the "FN" and "VR" header, records "PT" to "ER", "EF"
+// ends the input. A line starting with white space continues the last tag:
+// its value goes to that tag's handler again (one more author, or text
+// appended with one blank).
+[[nodiscard]] ResultCode readIsiTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                                       VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;
+// "XX  - value" lines, records "TY" to "ER", "EF" ends the input; no
+// continuation lines.
+[[nodiscard]] ResultCode readRisTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                                       VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;

@@ -11,16 +11,16 @@
 
 #include <dirent.h>
 
-#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
 
 #include "foundation/logging.h"
 #include "foundation/text_reader.h"
-#include "import/csv_dialects.h"
+#include "import/csv_importer.h"
 #include "import/field_handlers.h"
 #include "import/import_driver.h"
+#include "import/import_formats.h"
 #include "import/importer.h"
 #include "import/tagged_importers.h"
 #include "metrics/publication.h"
@@ -63,13 +63,7 @@ std::string dump(const VroPublication& p) {
     return line + "\n";
 }
 
-using MakeImporter = std::function<VroImporter*()>;
-const std::pair<const char*, MakeImporter> kImporters[] = {
-    {"Vroc", [] { return new VroImportVroCsv; }},     {"GSCc", [] { return new VroImportGScholarCsv; }},
-    {"Isic", [] { return new VroImportIsiCsv; }},     {"Scoc", [] { return new VroImportScopusCsv; }},
-    {"EndS", [] { return new VroImportEndNoteSaf; }}, {"EndT", [] { return new VroImportEndNoteTagged; }},
-    {"IsiT", [] { return new VroImportIsiTagged; }},  {"RisT", [] { return new VroImportRisTagged; }},
-};
+std::string codeText(uint32_t code) { return {char(code), char(code >> 8), char(code >> 16), char(code >> 24)}; }
 
 std::string importAndDump(const std::string& path, const std::string& code, const std::string& logPath) {
     VroPublicationList list;
@@ -81,8 +75,8 @@ std::string importAndDump(const std::string& path, const std::string& code, cons
         rc = importPublications(path.c_str(), list, &format, name, &mask);
     } else {
         std::unique_ptr<VroImporter> importer;
-        for (const auto& [c, make] : kImporters)
-            if (code == c) importer.reset(make());
+        for (const VroImportFormat& f : kImportFormats)
+            if (!importer && code == codeText(f.code)) importer.reset(new VroImporter(f));
         XpHolder<XpTextReader> reader;
         XpString16 line;
         if (!importer || openTextReader(path.c_str(), &reader) != 0) return "cannot start " + code;
@@ -93,7 +87,7 @@ std::string importAndDump(const std::string& path, const std::string& code, cons
         (void)name.assign(importer->name());
     }
     std::string out = "rc " + std::to_string(rc) + " [" + name.data() + "] " +
-                      (format ? std::string({char(format), char(format >> 8), char(format >> 16), char(format >> 24)}) : "-") +
+                      (format ? codeText(format) : "-") +
                       " mask";
     for (int bit = 0; bit < 32; ++bit)
         if (mask >> bit & 1) out += std::string(" ") + kFieldMaskBitNames[bit];
@@ -135,9 +129,9 @@ TEST(Import, CasesGiveTheirRecords) {
 }
 
 TEST(Import, ImportersRefuseAnAbsentReaderOrAnEmptyFirstLine) {
-    for (const auto& [code, make] : kImporters) {
-        SCOPED_TRACE(code);
-        std::unique_ptr<VroImporter> importer(make());
+    for (const VroImportFormat& format : kImportFormats) {
+        SCOPED_TRACE(format.name);
+        std::unique_ptr<VroImporter> importer(new VroImporter(format));
         VroPublicationList list;
         XpString16 line;
         uint32_t mask = 7;

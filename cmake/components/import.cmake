@@ -1,9 +1,9 @@
 # Publication import: importer base, field handlers with their note scanner,
-# the delimited-text importer with its dialects, the tagged importers and the
-# import driver with its probe table.
+# the delimited-text and tagged record readers, the format table and the
+# import driver that asks it.
 varo_component(vro_import
   SOURCES import/importer.cpp import/note_scanner.cpp import/field_handlers.cpp
-          import/csv_importer.cpp import/csv_dialects.cpp import/tagged_importers.cpp
+          import/csv_importer.cpp import/tagged_importers.cpp import/import_formats.cpp
           import/import_driver.cpp
   DEPS vro_text_reader vro_metrics vro_logging vro_strings vro_ascii vro_sorted_tables vro_results)
 
