@@ -27,7 +27,8 @@ set(CPACK_PACKAGE_DESCRIPTION
   "varometrics reads one export of a literature database or reference manager\n"
   "(eight CSV and tagged formats), computes citation metrics such as the h, g,\n"
   "hc, hI, e and hm indices and the age-weighted citation rate, and writes a\n"
-  "plain-text report or a CSV line.")
+  "plain-text report or a CSV line. varoreport computes every metric of many\n"
+  "exports at once, as CSV or JSON, with a per-paper table.")
 string(JOIN "" CPACK_PACKAGE_DESCRIPTION ${CPACK_PACKAGE_DESCRIPTION})
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_STRIP_FILES ON)
