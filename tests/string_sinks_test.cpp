@@ -54,6 +54,12 @@ TEST(StrWriter, UnusableCursorWritesNothing) {
     EXPECT_EQ(past.writeText("abc", 3), 0);
     EXPECT_EQ(past.writeText32(U"abc", 3), 0);
     EXPECT_EQ(std::string(buffer, 4), "####");
+    str_writer noRoom(buffer, buffer);  // no room, but still the terminator
+    EXPECT_EQ(noRoom.writeFill('x', 1), 0);
+    EXPECT_EQ(std::string(buffer, 4), std::string("\0###", 4));
+    buffer[0] = '#';
+    EXPECT_EQ(noRoom.writeText("x", 1), 0);
+    EXPECT_EQ(buffer[0], '\0');
 }
 
 TEST(StringSinks, NarrowTarget) {
