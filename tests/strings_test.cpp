@@ -98,6 +98,7 @@ TYPED_TEST(StringWidths, LimitsOfTheLargestBlock) {
     ASSERT_EQ(s.insertFill(kXpStringAppend, 'a', 3), 0);
     EXPECT_EQ(s.reserve(0xFFFFFF), kErrDataLimit);   // capacity would need 0x1000000
     EXPECT_EQ(s.grow(0xFFFFFD), kErrNoBufferSpace);  // length would pass 0xFFFFFF
+    EXPECT_EQ(s.grow(0xFFFFFC), kErrDataLimit);      // length would reach it: no room for the terminator
     EXPECT_EQ(s.insertFill(kXpStringAppend, 'b', 0xFFFFFF), kErrNoBufferSpace);
     EXPECT_EQ(s.reserve(0xFFFFFFFF), kErrDataLimit);
     EXPECT_EQ(text(s), std::basic_string<typename TypeParam::UnitType>(3, 'a'));
