@@ -1,0 +1,40 @@
+// The import path from bytes to both reports: the input is a file as the
+// program opens it (by name), then the calculation and the plain and CSV
+// writers into memory.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <cstdint>
+#include <cstdio>
+
+#include "fuzz/fuzz_support.h"
+#include "import/import_driver.h"
+#include "metrics/metrics_calc.h"
+#include "metrics/metrics_record.h"
+#include "metrics/publication.h"
+#include "metrics/report_writers.h"
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
+    static const int input = memfd_create("fuzz_import", 0);
+    static char path[32];
+    if (input < 0 || ftruncate(input, 0) != 0 || pwrite(input, data, size, 0) != ssize_t(size)) return 0;
+    std::snprintf(path, sizeof path, "/proc/self/fd/%d", input);
+
+    VroPublicationList publications;
+    XpString filter;
+    uint32_t format = 0, fields = 0;
+    (void)importPublications(path, publications, &format, filter, &fields);
+    VroMetrics metrics;
+    resetMetrics(metrics);
+    MetricsCalcOptions options{};
+    options.maxAuthors = 50;
+    computeMetrics(publications, &metrics, &options, 1700000000);
+
+    XpHolder<vt::MemoryStream> stream;
+    XpHolder<XpTextWriter> writer;
+    openMemoryWriter(stream, writer);
+    if (formatPlainReport(metrics, writer.get(), u"label") != 0 ||
+        formatCsvReport(metrics, writer.get(), u"", true) != 0 || writer->flush() != 0)
+        __builtin_trap();  // a memory stream accepts every byte
+    return 0;
+}
