@@ -161,11 +161,11 @@ TEST(TextWriter, EscapingModes) {
     Fixture q;
     EXPECT_EQ(q.writer->writeQuoted("say \"hi\"\n"), 0);
     EXPECT_EQ(q.writer->writeQuoted(u"'"), 0);
-    EXPECT_EQ(q.writer->writeQuoted(U"\t"), 0);
+    EXPECT_EQ(q.writer->writeQuoted(U"\t'"), 0);
     XpString narrow;
     ASSERT_EQ(narrow.assign("\\"), 0);
     EXPECT_EQ(q.writer->writeQuoted(narrow), 0);
-    EXPECT_EQ(q.flushed(), "\"say \\\"hi\\\"\\n\"\"'\"\"\\t\"\"\\\\\"");
+    EXPECT_EQ(q.flushed(), "\"say \\\"hi\\\"\\n\"\"'\"\"\\t'\"\"\\\\\"");
 }
 
 TEST(TextWriter, MarkupEscaping) {
