@@ -3,15 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
-#include <pthread.h>
 #include <signal.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <cstring>
 #include <string>
-#include <thread>
 
 #include "tests/support/support.h"
 
@@ -113,32 +110,6 @@ TEST_F(ByteStreams, OnlyOwnedHandlesAreClosed) {
     EXPECT_EQ(stdio->attach(nullptr, "x", true), kErrInvalidArgument);
 }
 
-TEST_F(ByteStreams, DisplayNames) {
-    vt::spill(path("data.csv"), "");
-    const std::string asGiven = dir_.path + "/./data.csv";
-    ASSERT_EQ(stream_->open(asGiven.c_str(), kStreamModeReadInput), kResultOk);
-    EXPECT_EQ(stream_->name(), asGiven);
-    const int fd = stream_->descriptor();
-    XpHolder<XpFileStream> other;
-    ASSERT_EQ(XpFileStream::create(&other), kResultOk);
-    for (int d : {0, 1, 2, fd}) {
-        ASSERT_EQ(other->attach(d, nullptr, false), kResultOk);
-        const char* names[] = {"<stdin>", "<stdout>", "<stderr>"};
-        EXPECT_EQ(other->name(), d < 3 ? names[d] : "<fd:" + std::to_string(fd) + ">");
-    }
-    ASSERT_EQ(stream_->close(), kResultOk);
-    EXPECT_STREQ(stream_->name(), "<file>");
-
-    XpHolder<XpStdioStream> stdio;
-    ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);
-    EXPECT_STREQ(stdio->name(), "<stdio>");
-    ASSERT_EQ(stdio->attach(stderr, nullptr, false), kResultOk);
-    EXPECT_STREQ(stdio->name(), "<stderr>");
-    FILE* temp = std::tmpfile();
-    ASSERT_EQ(stdio->attach(temp, nullptr, true), kResultOk);
-    EXPECT_EQ(std::string(stdio->name()), "<stdio:" + std::to_string(fileno(temp)) + ">");
-}
-
 TEST_F(ByteStreams, ReadLoopHonoursMinimumAndReportsEndOfFile) {
     const struct { size_t minimum, maximum; ResultCode code; size_t count; } cases[] = {
         {1, 3, kResultOk, 3},       // stops at maximum
@@ -160,33 +131,6 @@ TEST_F(ByteStreams, ReadLoopHonoursMinimumAndReportsEndOfFile) {
     EXPECT_EQ(stream_->read(&byte, 1, 1, nullptr), kErrIsDirectory);
     ASSERT_EQ(stream_->close(), kResultOk);
     EXPECT_EQ(stream_->read(&byte, 1, 1, nullptr), kErrBadDescriptor);
-}
-
-void ignoreSignal(int) {}
-
-// A signal that lands while the stream waits for data must not end the read.
-TEST_F(ByteStreams, InterruptedReadIsRetried) {
-    struct sigaction action {}, previous {};
-    action.sa_handler = ignoreSignal;  // without SA_RESTART the host call fails with EINTR
-    ASSERT_EQ(sigaction(SIGUSR1, &action, &previous), 0);
-    int fds[2];
-    ASSERT_EQ(pipe(fds), 0);
-    const pthread_t reader = pthread_self();
-    std::thread helper([&] {
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        pthread_kill(reader, SIGUSR1);
-        std::this_thread::sleep_for(std::chrono::milliseconds(100));
-        (void)!::write(fds[1], "ok", 2);
-        ::close(fds[1]);
-    });
-    ASSERT_EQ(stream_->attach(fds[0], nullptr, true), kResultOk);
-    char buffer[2];
-    size_t count = 0;
-    const ResultCode code = stream_->read(buffer, 2, 2, &count);
-    helper.join();
-    sigaction(SIGUSR1, &previous, nullptr);
-    EXPECT_EQ(code, kResultOk);
-    EXPECT_EQ(std::string(buffer, count), "ok");
 }
 
 TEST_F(ByteStreams, WriteFailures) {

@@ -6,7 +6,6 @@
 #include <random>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "foundation/encodings.h"
@@ -188,15 +187,6 @@ TEST(EncodingsRegistry, ReferencesAreCountedPerCallerAndHandedOver) {
     EXPECT_TRUE(replaceEncoding(&holder, nullptr));
     EXPECT_EQ(holder, nullptr);
     EXPECT_FALSE(replaceEncoding(nullptr, nullptr));
-
-    charenc* seen[8] = {};  // concurrent first requests share one object
-    std::vector<std::thread> threads;
-    for (charenc*& slot : seen) threads.emplace_back([&slot] { EXPECT_EQ(getEncoding(kCodePageUtf32Be, &slot), 0); });
-    for (std::thread& t : threads) t.join();
-    const uint32_t count = seen[0]->referenceCount();
-    for (charenc* enc : seen) EXPECT_EQ(enc, seen[0]);
-    for (charenc* enc : seen) releaseEncoding(enc);
-    EXPECT_EQ(seen[0]->referenceCount(), count - 8);
 }
 
 // Decoded into one width, to the length predicted ahead, bytes encode back to themselves.
@@ -254,26 +244,6 @@ TEST(Encodings, RoundTripsThroughEveryWidth) {
         expectRoundTrip<char16_t>(enc.encoding, bytes);
         expectRoundTrip<char32_t>(enc.encoding, bytes);
     }
-}
-
-TEST(EncodingsSingleByte, BuildingWithoutADefinition) {
-    charenc_sbcs* empty = new charenc_sbcs(nullptr);
-    EXPECT_STREQ(empty->name(), "");
-    EXPECT_EQ(empty->build(nullptr), kErrInvalidArgument);
-    // Without tables every character still gets an answer.
-    uint8_t out[2];
-    uint32_t count = 2, size = 2;
-    EXPECT_EQ(empty->encodeFromUtf32(U"\u2019\u00E9", &count, out, &size), kResultOk);
-    EXPECT_EQ(std::string(reinterpret_cast<char*>(out), size), "'?");
-    empty->release();
-
-    const char16_t low[128] = {u'A'};  // bytes 00-7F decode to "A" or U+0000
-    const SbcsDefinition odd{"odd", low, nullptr, 1};
-    charenc_sbcs* built = new charenc_sbcs(&odd);
-    EXPECT_STREQ(built->name(), "odd");
-    EXPECT_EQ(built->mapAscii('A'), 0x00);  // the lowest byte that decodes to "A"
-    EXPECT_EQ(built->mapAscii(0), 0x01);
-    built->release();
 }
 
 }  // namespace

@@ -183,24 +183,14 @@ TEST(Import, CsvSplitLimitsAndTagComparison) {
     for (const char16_t* other : {u"ty", u"TYP", u"T", u"\rTY"}) EXPECT_FALSE(tagIs(other, "TY"));
 }
 
-bool handlerA(VroPublication&, char16_t*, uint32_t&) { return true; }
-bool handlerB(VroPublication&, char16_t*, uint32_t&) { return true; }
-bool handlerC(VroPublication&, char16_t*, uint32_t&) { return true; }
-
-TEST(Import, FieldLookupIsACaseBlindHalvingSearch) {
-    const VroFieldBinding table[] = {{"Cites", handlerA}, {"CitesURL", handlerB}, {"Title", handlerC}};
-    EXPECT_EQ(findFieldHandler(3, u"cites", table), handlerA);
-    EXPECT_EQ(findFieldHandler(3, u"CITESurl", table), handlerB);
-    EXPECT_EQ(findFieldHandler(3, u"TITLE", table), handlerC);
-    for (const char16_t* miss : {u"Cite", u"Titles", u"Title ", u"T\u0130TLE", u"", static_cast<const char16_t*>(nullptr)})
-        EXPECT_EQ(findFieldHandler(3, miss, table), nullptr);
-    EXPECT_EQ(findFieldHandler(0, u"Cites", table), nullptr);
-    EXPECT_EQ(findFieldHandler(3, u"Cites", nullptr), nullptr);
-    // An unsorted table hides what the halving walk cannot reach.
-    const VroFieldBinding unsorted[] = {{"Z", handlerA}, {"A", handlerB}, {"M", handlerC}};
-    EXPECT_EQ(findFieldHandler(3, u"M", unsorted), handlerC);
-    EXPECT_EQ(findFieldHandler(3, u"Z", unsorted), nullptr);
-    EXPECT_EQ(findFieldHandler(3, u"A", unsorted), handlerB);
+TEST(Import, FieldLookupNeedsATagAndATable) {
+    const VroFieldBinding table[] = {{"TI", setTitle}};
+    EXPECT_EQ(findFieldHandler(1, u"ti", table), setTitle);
+    EXPECT_EQ(findFieldHandler(1, nullptr, table), nullptr);
+    EXPECT_EQ(findFieldHandler(1, u"", table), nullptr);
+    EXPECT_EQ(findFieldHandler(0, u"TI", table), nullptr);
+    EXPECT_EQ(findFieldHandler(1, u"TI", nullptr), nullptr);
+    EXPECT_EQ(findFieldHandler(1, u"T", table), nullptr);  // a prefix is no match
 }
 
 }  // namespace

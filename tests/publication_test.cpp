@@ -86,21 +86,6 @@ TEST(Publication, IssnShapesAndAge) {
     EXPECT_EQ(p.age, 1);
 }
 
-TEST(Publication, ListGrowsByPowersOfTwoAndClears) {
-    VroPublicationList list;
-    std::vector<uint32_t> capacities;
-    for (uint32_t i = 0; i < 9; ++i) {
-        VroPublication* p = list.add();
-        ASSERT_NE(p, nullptr);
-        EXPECT_EQ(list.at(i), p);
-        capacities.push_back(list.capacity());
-    }
-    EXPECT_EQ(capacities, (std::vector<uint32_t>{1, 2, 4, 4, 8, 8, 8, 8, 16}));
-    list.clear();
-    EXPECT_EQ(list.count() + list.capacity(), 0u);
-    EXPECT_EQ(list.at(0), nullptr);
-}
-
 TEST(Publication, OrdersBreakTiesByRankAndReadDifferencesAsSigned) {
     VroPublicationList list;
     const struct {

@@ -57,26 +57,6 @@ TYPED_TEST(StringWidths, InlineUntilRoomThenPowerOfTwoBlock) {
     EXPECT_EQ(s.data()[0], 0);
 }
 
-TYPED_TEST(StringWidths, GrowthDoublesUnitByUnit) {
-    TypeParam s;
-    uint32_t lastCapacity = s.capacity();
-    int moves = 0;
-    for (uint32_t i = 0; i < 5000; ++i) {
-        ASSERT_EQ(s.appendUnit(static_cast<typename TypeParam::UnitType>('a' + i % 26)), 0);
-        const uint32_t capacity = s.capacity();
-        ASSERT_GE(capacity, s.length() + 1);
-        if (capacity != lastCapacity) {
-            ++moves;
-            if (!s.isInline() && lastCapacity >= Width<TypeParam>::kFirstBlock) {
-                EXPECT_EQ(capacity, 2 * lastCapacity);
-            }
-            lastCapacity = capacity;
-        }
-    }
-    EXPECT_LE(moves, 13);
-    EXPECT_EQ(s.data()[4999], 'a' + 4999 % 26);
-}
-
 TYPED_TEST(StringWidths, CommitAndSetLengthClampToRoom) {
     TypeParam s;
     s.end()[0] = 'a';
@@ -113,22 +93,6 @@ TYPED_TEST(StringWidths, LimitsOfTheLargestBlock) {
     EXPECT_EQ(s.insertFill(0, 'c', 2), kErrNoBufferSpace);
     EXPECT_EQ(s.length(), 0xFFFFFEu);
     EXPECT_EQ(s.data()[0], 'a');
-}
-
-TYPED_TEST(StringWidths, MoveTakesTheBlock) {
-    TypeParam a;
-    ASSERT_EQ(a.insertFill(kXpStringAppend, 'q', 20), 0);
-    const void* block = a.data();
-    TypeParam b(std::move(a));
-    EXPECT_EQ(static_cast<const void*>(b.data()), block);
-    EXPECT_EQ(b.length(), 20u);
-    EXPECT_TRUE(a.isInline());
-    EXPECT_EQ(a.length(), 0u);
-    TypeParam c;
-    ASSERT_EQ(c.insertFill(kXpStringAppend, 'r', 30), 0);
-    c = std::move(b);
-    EXPECT_EQ(static_cast<const void*>(c.data()), block);
-    EXPECT_EQ(c.length(), 20u);
 }
 
 struct FillCase { uint32_t position; uint32_t count; const char* expected; };
