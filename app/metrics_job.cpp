@@ -50,9 +50,15 @@ ResultCode runMetricsJob(const char* inputPath, const char* outputArgument) noex
     const char* const inputName = isAbsentOrEmpty(inputPath) ? "<stdin>" : inputPath;
     const char* const outputName = isAbsentOrEmpty(outputArgument) ? "<stdout>" : outputArgument;
 
+    // The calculation reads numbers only; of the texts just the title is
+    // kept, for per-paper listings. Every other text of a record goes once
+    // the record is imported, so memory grows by little more than the
+    // numbers and titles.
     VroPublicationList publications;
+    publications.retainTexts(kFieldTitle);
     XpString filterName;
     ResultCode rc = importPublications(inputPath, publications, nullptr, filterName, nullptr);
+    publications.endImport();
     if (rc != kResultOk) {
         (void)writerPrintf(diagnostics, "%s: cannot import data: %s\n", inputName, resultMessage(rc));
         return rc;

@@ -1,10 +1,13 @@
+// The metrics calculation on a compact copy: per paper only the numbers the
+// steps read, in flat arrays, sorted as small entries. Large lists are
+// otherwise sorted five times by chasing pointers into records spread over
+// the heap, which costs more than all the arithmetic.
 #include "metrics/metrics_calc.h"
 
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
-#include <memory>
-#include <new>
 
 #include "metrics/fixed_point.h"
 #include "metrics/publication.h"
@@ -18,106 +21,173 @@ uint32_t roundToUnsigned(double value) noexcept {
     return uint32_t(uint64_t(int64_t(r)));
 }
 
-namespace {
-
-bool isUsed(const VroPublication* p) { return p != nullptr && p->Use >= 1; }
-
-// The calculation's five orders: by citations rising (ties: larger Rank
-// first, so the walk from the end meets the smaller rank first), by score,
-// citations per author and citations per year falling, and by Rank.
-uint32_t citesOf(const VroPublication& p) { return p.Cites; }
-uint32_t scoreOf(const VroPublication& p) { return p.sc100; }
-uint32_t citesPerAuthorOf(const VroPublication& p) { return p.citesPerAuthor; }
-uint32_t citesPerYearOf(const VroPublication& p) { return p.citesPerYear100; }
-uint32_t rankOf(const VroPublication& p) { return uint32_t(p.Rank); }
-
-int32_t utcYear(int64_t now) {
+int32_t referenceYearOf(int64_t now) noexcept {
     const std::time_t t = std::time_t(now);
     std::tm parts{};
     if (gmtime_r(&t, &parts) == nullptr) return 1970;
     return parts.tm_year + 1900;
 }
 
-// Steps 7: median and mode of Cites over the used papers, list sorted by
-// citations rising.
-void citationMedianAndMode(const VroPublicationList& list, uint32_t n, VroMetrics& m) {
+namespace {
+
+// One paper in one order: the sort key, its rank for ties, whether it is
+// used, and its index into the per-paper arrays.
+struct Entry {
+    uint32_t key;
+    int32_t rank;
+    uint32_t paper;
+    uint32_t used;
+};
+
+// Differences taken in 32 bits and read as signed, as the orders of the
+// records do (values 2^31 apart compare wrongly, alike in both forms).
+inline int diff(uint32_t a, uint32_t b) { return int32_t(a - b); }
+
+struct CitesRisingLargerRankFirst {
+    int operator()(const Entry& a, const Entry& b) const {
+        const int d = diff(a.key, b.key);
+        return d != 0 ? d : diff(uint32_t(b.rank), uint32_t(a.rank));
+    }
+};
+struct KeyFalling {
+    int operator()(const Entry& a, const Entry& b) const { return diff(b.key, a.key); }
+};
+struct KeyRising {
+    int operator()(const Entry& a, const Entry& b) const { return diff(a.key, b.key); }
+};
+
+// The C library's merge sort step for step: halves of n / 2 and the rest,
+// the left element taken while it compares at or below the right one. With
+// the same comparisons in the same order the result is the same order even
+// where a comparator is not consistent, so both forms agree on every input.
+template <class Compare>
+void mergeSort(Entry* b, uint32_t n, Entry* tmp, Compare compare) {
+    if (n <= 1) return;
+    uint32_t n1 = n / 2;
+    uint32_t n2 = n - n1;
+    Entry* b1 = b;
+    Entry* b2 = b + n1;
+    mergeSort(b1, n1, tmp, compare);
+    mergeSort(b2, n2, tmp, compare);
+    Entry* out = tmp;
+    while (n1 > 0 && n2 > 0) {
+        if (compare(*b1, *b2) <= 0) {
+            *out++ = *b1++;
+            --n1;
+        } else {
+            *out++ = *b2++;
+            --n2;
+        }
+    }
+    if (n1 > 0) std::memcpy(out, b1, size_t(n1) * sizeof(Entry));
+    std::memcpy(b, tmp, size_t(n - n2) * sizeof(Entry));
+}
+
+// What the main walk reads of a paper.
+struct PaperInput {
+    uint32_t ecc;
+    int32_t year;
+    uint32_t authors;
+    uint32_t spare;
+};
+
+// The compact copy: entries and per-paper arrays, in one allocation.
+class Work {
+public:
+    explicit Work(uint32_t n) noexcept : n_(n) {
+        const size_t bytes = size_t(n) * (2 * sizeof(Entry) + sizeof(PaperInput) + 2 * sizeof(VroPublication*) +
+                                          4 * sizeof(uint32_t) + sizeof(uint8_t)) + 1;
+        block_ = static_cast<unsigned char*>(std::malloc(bytes));
+        if (block_ == nullptr) return;
+        unsigned char* p = block_;
+        entries = take<Entry>(p);
+        scratch = take<Entry>(p);
+        input = take<PaperInput>(p);
+        publications = take<VroPublication*>(p);
+        ordered = take<VroPublication*>(p);
+        sc100 = take<uint32_t>(p);
+        citesPerAuthor = take<uint32_t>(p);
+        citesPerYear100 = take<uint32_t>(p);
+        age = take<int32_t>(p);
+        inHCore = take<uint8_t>(p);
+    }
+    ~Work() { std::free(block_); }
+    Work(const Work&) = delete;
+    Work& operator=(const Work&) = delete;
+    bool ok() const noexcept { return block_ != nullptr; }
+
+    Entry* entries = nullptr;
+    Entry* scratch = nullptr;
+    PaperInput* input = nullptr;
+    VroPublication** publications = nullptr;
+    VroPublication** ordered = nullptr;
+    uint32_t* sc100 = nullptr;
+    uint32_t* citesPerAuthor = nullptr;
+    uint32_t* citesPerYear100 = nullptr;
+    int32_t* age = nullptr;
+    uint8_t* inHCore = nullptr;
+
+    // Re-keys the entries, kept in their current order, from one array.
+    template <class Value>
+    void keyFrom(const Value* values) noexcept {
+        for (uint32_t i = 0; i < n_; ++i) entries[i].key = uint32_t(values[entries[i].paper]);
+    }
+
+private:
+    template <class T>
+    T* take(unsigned char*& p) noexcept {
+        T* t = reinterpret_cast<T*>(p);
+        p += size_t(n_) * sizeof(T);
+        return t;
+    }
+    uint32_t n_;
+    unsigned char* block_ = nullptr;
+};
+
+// Step 7 on the entries in citation order.
+void citationMedianAndMode(const Entry* entries, uint32_t count, uint32_t n, VroMetrics& m) {
     m.citesPerPaperMode = kNoMode;
     if (n == 0) return;
     const uint32_t second = n / 2 + 1;
     const uint32_t first = (n & 1) ? second : n / 2;
-
-    struct Run {
-        uint32_t value;
-        uint32_t count;
-    };
-    std::unique_ptr<Run[]> runs(new (std::nothrow) Run[n]());
-    uint32_t current = 0;
     uint32_t k = 0;
-    for (uint32_t i = 0; i < list.count(); ++i) {
-        const VroPublication* p = list.at(i);
-        if (!isUsed(p)) continue;
-        ++k;
-        const uint32_t c = p->Cites;
-        if (k == first) m.medianCitesPerPaper10 = c * 10;
-        if (k == second) m.medianCitesPerPaper10 = uint32_t((uint64_t(c * 10) + m.medianCitesPerPaper10) >> 1);
-        if (!runs) continue;
-        if (runs[current].count != 0 && runs[current].value != c) ++current;
-        if (current >= n) continue;
-        runs[current].count += 1;
-        runs[current].value = c;
-    }
-    if (!runs) return;
+    // Run lengths in order: the longest run gives the mode, a tie none.
+    uint32_t runValue = 0;
+    uint32_t runCount = 0;
     uint32_t best = 0;
-    for (uint32_t r = 0; r < n && runs[r].count != 0; ++r) {
-        if (runs[r].count > best) {
-            best = runs[r].count;
-            m.citesPerPaperMode = runs[r].value;
-        } else if (runs[r].count == best) {
+    auto closeRun = [&]() {
+        if (runCount > best) {
+            best = runCount;
+            m.citesPerPaperMode = runValue;
+        } else if (runCount == best) {
             m.citesPerPaperMode = kNoMode;
         }
-    }
-}
-
-// Step 8: authors per paper from the histogram. The median is taken at
-// position P/2 (and averaged with P/2 + 1 for even P), so a single paper has
-// median 0; bucket 0 adds mulDivRound(c, 100, 0) = all ones, i.e. subtracts
-// one from papersPerAuthor100. Both are established results and kept.
-void authorStatistics(VroMetrics& m) {
-    const uint32_t papers = m.totalPapers;
-    const uint32_t half = papers / 2;
-    const bool even = (papers & 1) == 0;
-    m.authorsPerPaperMode = kNoMode;
-    uint32_t best = 0;
-    uint32_t cumulative = 0;
-    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
-        const uint32_t c = m.authorHistogram[b];
-        if (c == 0) continue;
-        m.papersPerAuthor100 += mulDivRound(c, 100, b);
-        const uint32_t end = cumulative + c;
-        if (cumulative < half && half <= end) m.medianAuthorsPerPaper10 = b * 10;
-        if (even && cumulative <= half && half < end)
-            m.medianAuthorsPerPaper10 = (m.medianAuthorsPerPaper10 >> 1) + b * 5;
-        cumulative = end;
-        if (c > best) {
-            best = c;
-            m.authorsPerPaperMode = b;
-        } else if (c == best) {
-            m.authorsPerPaperMode = kNoMode;
+    };
+    for (uint32_t i = 0; i < count; ++i) {
+        if (!entries[i].used) continue;
+        ++k;
+        const uint32_t c = entries[i].key;
+        if (k == first) m.medianCitesPerPaper10 = c * 10;
+        if (k == second) m.medianCitesPerPaper10 = uint32_t((uint64_t(c * 10) + m.medianCitesPerPaper10) >> 1);
+        if (runCount != 0 && runValue != c) {
+            closeRun();
+            runCount = 0;
         }
+        runCount += 1;
+        runValue = c;
     }
+    if (runCount != 0) closeRun();
 }
 
-// Steps 9 to 11: an h-type index over one per-paper value, list sorted by
-// that value falling: the last position k whose value reaches k's threshold.
+// Steps 9 to 11 on entries sorted by the value falling.
 template <class Reaches>
-uint32_t rankIndex(const VroPublicationList& list, Reaches reaches) {
+uint32_t rankIndex(const Entry* entries, uint32_t count, Reaches reaches) {
     uint32_t index = 0;
     uint32_t k = 0;
-    for (uint32_t i = 0; i < list.count(); ++i) {
-        const VroPublication* p = list.at(i);
-        if (!isUsed(p)) continue;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (!entries[i].used) continue;
         ++k;
-        if (reaches(*p, k)) index = k;
+        if (reaches(entries[i].key, k)) index = k;
     }
     return index;
 }
@@ -127,17 +197,40 @@ uint32_t rankIndex(const VroPublicationList& list, Reaches reaches) {
 void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
                     int64_t now) noexcept {
     if (metrics == nullptr) return;
+    const uint32_t count = list.count();
+    Work work(count);
+    bool complete = work.ok();
+    for (uint32_t i = 0; complete && i < count; ++i) complete = list.at(i) != nullptr;
+    if (!complete) {
+        computeMetricsOnRecords(list, metrics, options, now);
+        return;
+    }
+
     VroMetrics& m = *metrics;
     resetMetrics(m);
     m.metricsVersion = kMetricsVersion;
-    if (list.count() == 0) return;
+    if (count == 0) return;
 
     const uint32_t cap = (options && options->maxAuthors != 0) ? options->maxAuthors : kMaxAuthors;
-    const int32_t year = utcYear(now);
+    const int32_t year = referenceYearOf(now);
     list.referenceYear = year;
     m.referenceYear = year;
 
-    list.sortByKey(citesOf, VroSortDirection::rising, VroRankTies::largerFirst);
+    // The copy, in list order; records lie in memory in the order they were
+    // added, so this pass reads them front to back.
+    for (uint32_t i = 0; i < count; ++i) {
+        VroPublication* p = list.at(i);
+        work.publications[i] = p;
+        work.entries[i] = {p->Cites, p->Rank, i, p->Use >= 1 ? 1u : 0u};
+        work.input[i] = {p->ECC, p->Year, p->authorCount, 0};
+        work.sc100[i] = p->sc100;
+        work.citesPerAuthor[i] = p->citesPerAuthor;
+        work.citesPerYear100[i] = p->citesPerYear100;
+        work.age[i] = p->age;
+        work.inHCore[i] = 0;
+    }
+
+    mergeSort(work.entries, count, work.scratch, CitesRisingLargerRankFirst{});
 
     // Main walk: most cited first; among equal counts the smaller Rank first.
     uint32_t n = 0;
@@ -147,29 +240,30 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
     uint32_t authorSum = 0;
     uint32_t hCoreAuthorSum = 0;
     double inverseAuthorSum = 0.0;
-    for (uint32_t idx = list.count(); idx-- > 0;) {
-        VroPublication* p = list.at(idx);
-        if (p == nullptr) continue;
-        p->status &= ~kStatusInHCore;
-        if (p->Use < 1) continue;
-        const uint32_t c = p->Cites;
+    for (uint32_t idx = count; idx-- > 0;) {
+        const Entry& e = work.entries[idx];
+        if (!e.used) continue;
+        const uint32_t id = e.paper;
+        const PaperInput& in = work.input[id];
+        const uint32_t c = e.key;
         ++n;
         ++position;
         m.totalPapers += 1;
 
-        estimatedTotal += p->ECC;
+        estimatedTotal += in.ecc;
         citeTotal += c;
-        const uint32_t a = p->authorCount < cap ? p->authorCount : cap;
+        const uint32_t a = in.authors < cap ? in.authors : cap;
         authorSum += a;
+        uint32_t& perAuthor = work.citesPerAuthor[id];
         if (a != 0) {
             inverseAuthorSum += 1.0 / double(a);
-            p->citesPerAuthor = mulDivRound(c, 1000, a);
-            m.citesPerAuthor100 += p->citesPerAuthor;
+            perAuthor = mulDivRound(c, 1000, a);
+            m.citesPerAuthor100 += perAuthor;
         }
         m.authorHistogram[a < kAuthorHistogramSize ? a : kAuthorHistogramSize - 1] += 1;
 
         if (c >= position) {
-            p->status |= kStatusInHCore;
+            work.inHCore[id] = 1;
             m.hIndex = position;
             m.hSetCites += c;
             hCoreAuthorSum += a;
@@ -180,28 +274,30 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
         }
         if (double(c) >= inverseAuthorSum) m.hmIndex100 = roundToUnsigned(inverseAuthorSum * 100.0);
 
-        p->citesPerYear100 = 0;
-        p->age = 0;
-        p->sc100 = c * 100;
-        if (p->Year >= kFirstCountedYear) {
-            int32_t age = int32_t(uint32_t(year) - uint32_t(p->Year));
+        uint32_t perYear = 0;
+        int32_t age = 0;
+        uint32_t score = c * 100;
+        if (in.year >= kFirstCountedYear) {
+            age = int32_t(uint32_t(year) - uint32_t(in.year));
             if (age < 1) age = 1;
-            p->age = age;
             if (age > m.citingYears) m.citingYears = age;
-            if (m.firstYear == 0 || p->Year < m.firstYear) m.firstYear = p->Year;
-            if (p->Year > m.lastYear) m.lastYear = p->Year;
-            p->sc100 = roundToUnsigned(std::pow(double(age), -1.0) * (double(c) * 400.0));
-            m.totalSc += p->sc100;
+            if (m.firstYear == 0 || in.year < m.firstYear) m.firstYear = in.year;
+            if (in.year > m.lastYear) m.lastYear = in.year;
+            score = roundToUnsigned(std::pow(double(age), -1.0) * (double(c) * 400.0));
+            m.totalSc += score;
             m.awcr100 += mulDivRound(c, 10000, uint32_t(age));
-            m.awcrPerAuthor100 += mulDivRound(p->citesPerAuthor, 100, uint32_t(age));
-            p->citesPerYear100 = mulDivRound(c, 100, uint32_t(age));
-            if (p->citesPerYear100 >= 100) m.acc1 += 1;
-            if (p->citesPerYear100 >= 200) m.acc2 += 1;
-            if (p->citesPerYear100 >= 500) m.acc5 += 1;
-            if (p->citesPerYear100 >= 1000) m.acc10 += 1;
-            if (p->citesPerYear100 >= 2000) m.acc20 += 1;
+            m.awcrPerAuthor100 += mulDivRound(perAuthor, 100, uint32_t(age));
+            perYear = mulDivRound(c, 100, uint32_t(age));
+            if (perYear >= 100) m.acc1 += 1;
+            if (perYear >= 200) m.acc2 += 1;
+            if (perYear >= 500) m.acc5 += 1;
+            if (perYear >= 1000) m.acc10 += 1;
+            if (perYear >= 2000) m.acc20 += 1;
         }
-        p->citesPerAuthor = (p->citesPerAuthor + 500) / 1000;
+        work.citesPerYear100[id] = perYear;
+        work.age[id] = age;
+        work.sc100[id] = score;
+        perAuthor = (perAuthor + 500) / 1000;
     }
 
     const uint32_t h = m.hIndex;
@@ -214,16 +310,19 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
     m.awcr100 = (m.awcr100 + 50) / 100;
     m.awcrPerAuthor100 = (m.awcrPerAuthor100 + 500) / 1000;
 
-    citationMedianAndMode(list, n, m);
-    authorStatistics(m);
+    citationMedianAndMode(work.entries, count, n, m);
+    authorStatisticsFromHistogram(m);
 
-    list.sortByKey(scoreOf, VroSortDirection::falling, VroRankTies::none);
-    m.hcIndex = rankIndex(list, [](const VroPublication& p, uint32_t k) { return p.sc100 >= 100 * k; });
-    list.sortByKey(citesPerAuthorOf, VroSortDirection::falling, VroRankTies::none);
-    m.hINormalized = rankIndex(list, [](const VroPublication& p, uint32_t k) { return p.citesPerAuthor >= k; });
-    list.sortByKey(citesPerYearOf, VroSortDirection::falling, VroRankTies::none);
-    m.hAIndex =
-        rankIndex(list, [](const VroPublication& p, uint32_t k) { return p.citesPerYear100 >= 100 * k - 50; });
+    // Each order starts from the one before, as the sorts of the list do.
+    work.keyFrom(work.sc100);
+    mergeSort(work.entries, count, work.scratch, KeyFalling{});
+    m.hcIndex = rankIndex(work.entries, count, [](uint32_t v, uint32_t k) { return v >= 100 * k; });
+    work.keyFrom(work.citesPerAuthor);
+    mergeSort(work.entries, count, work.scratch, KeyFalling{});
+    m.hINormalized = rankIndex(work.entries, count, [](uint32_t v, uint32_t k) { return v >= k; });
+    work.keyFrom(work.citesPerYear100);
+    mergeSort(work.entries, count, work.scratch, KeyFalling{});
+    m.hAIndex = rankIndex(work.entries, count, [](uint32_t v, uint32_t k) { return v >= 100 * k - 50; });
 
     m.estimatedTotalCites = estimatedTotal;
     m.totalCites = citeTotal;
@@ -249,6 +348,21 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
         m.citesPerAuthorYear100 = m.citesPerAuthor100 / years;
         m.hIAnnual100 = mulDivRound(m.hINormalized, 100, years);
     }
-    list.sortByKey(rankOf, VroSortDirection::rising, VroRankTies::none);
+
+    for (uint32_t i = 0; i < count; ++i) work.entries[i].key = uint32_t(work.entries[i].rank);
+    mergeSort(work.entries, count, work.scratch, KeyRising{});
+
+    // Back into the records: every inHCore bit, and the derived values
+    // (unchanged for unused papers, whose copies were never rewritten).
+    for (uint32_t i = 0; i < count; ++i) {
+        VroPublication* p = work.publications[i];
+        p->status = (p->status & ~kStatusInHCore) | (work.inHCore[i] ? kStatusInHCore : 0u);
+        p->sc100 = work.sc100[i];
+        p->citesPerAuthor = work.citesPerAuthor[i];
+        p->citesPerYear100 = work.citesPerYear100[i];
+        p->age = work.age[i];
+    }
+    for (uint32_t i = 0; i < count; ++i) work.ordered[i] = work.publications[work.entries[i].paper];
+    list.setOrder(work.ordered);
     list.sortKey = kSortKeyRank;
 }

@@ -27,5 +27,21 @@ struct MetricsCalcOptions {
 // the low 32 bits of its 64-bit form.
 uint32_t roundToUnsigned(double value) noexcept;
 
+// Works on a compact copy of the values it reads (a few numbers per
+// publication), sorted in the same order, with the same ties and in the same
+// merge order as the C library's sort, so that every result matches the
+// calculation over the records; the derived fields and the final order are
+// written back at the end. When the copy cannot be allocated it runs
+// computeMetricsOnRecords instead.
 void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
                     int64_t now) noexcept;
+
+// The same calculation sorting and reading the records themselves.
+void computeMetricsOnRecords(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
+                             int64_t now) noexcept;
+
+// Shared by both forms: the UTC year of now, and the author statistics of
+// step 8 (papersPerAuthor100, median and mode of authors per paper) from the
+// record's histogram and totalPapers.
+int32_t referenceYearOf(int64_t now) noexcept;
+void authorStatisticsFromHistogram(VroMetrics& m) noexcept;

@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "metrics/fixed_point.h"
 
@@ -44,8 +45,9 @@ VroPublication::~VroPublication() {
     std::free(authorList);
 }
 
+// A publication whose names were dropped keeps its count without a list.
 void VroPublication::clearAuthors() noexcept {
-    for (uint32_t i = 0; i < authorCount; ++i) {
+    for (uint32_t i = 0; authorList != nullptr && i < authorCount; ++i) {
         std::free(authorList[i].name);
         std::free(authorList[i].extra);
     }
@@ -54,6 +56,7 @@ void VroPublication::clearAuthors() noexcept {
 
 const char16_t* VroPublication::addAuthor(const char16_t* name, uint32_t length) noexcept {
     if (name == nullptr || length == 0 || authorCount >= kMaxAuthors) return nullptr;
+    if (authorList == nullptr && authorCount != 0) return nullptr;  // names dropped
     if (length == 0xFFFFFFFFu) length = unitsUpToZero(name);
     if (authorCount == authorCapacity) {
         uint32_t wanted = authorCount == 0 ? 4 : authorCount * 2;
@@ -127,7 +130,7 @@ uint32_t VroPublication::splitAuthors() noexcept {
 
 uint32_t VroPublication::joinAuthors() noexcept {
     Authors.clear();
-    for (uint32_t i = 0; i < authorCount; ++i) {
+    for (uint32_t i = 0; authorList != nullptr && i < authorCount; ++i) {
         if (i > 0) (void)Authors.append(u", ", 2);
         (void)Authors.append(authorList[i].name);
     }
@@ -144,6 +147,52 @@ ResultCode VroPublication::normaliseIssn() noexcept {
     }
     if (n == 9 && text[4] == u'-') return kResultOk;
     return kErrInvalidData;
+}
+
+namespace {
+
+// Empties a dropped text; its heap block goes to the heir's empty field, so
+// that the next record appends into storage that is already there.
+void dropText(XpString16& text, XpString16* heir) noexcept {
+    if (heir != nullptr && !text.isInline() && heir->isInline() && heir->empty()) {
+        *heir = std::move(text);
+        heir->clear();
+    } else {
+        text = XpString16();
+    }
+}
+
+}  // namespace
+
+void VroPublication::dropTexts(uint32_t keep, VroPublication* heir) noexcept {
+    struct Field {
+        XpString16 VroPublication::*text;
+        uint32_t bit;
+    };
+    // The spare texts are never filled; they go with any drop.
+    static constexpr Field kTexts[] = {
+        {&VroPublication::spareText1, 0},         {&VroPublication::Type, kFieldType},
+        {&VroPublication::Title, kFieldTitle},    {&VroPublication::Authors, kFieldAuthors},
+        {&VroPublication::Source, kFieldSource},  {&VroPublication::ISSN, kFieldIssn},
+        {&VroPublication::Publisher, kFieldPublisher}, {&VroPublication::DOI, kFieldDoi},
+        {&VroPublication::ArticleURL, kFieldArticleUrl}, {&VroPublication::CitationURL, kFieldCitationUrl},
+        {&VroPublication::CitesURL, kFieldCitesUrl}, {&VroPublication::spareText12, 0},
+        {&VroPublication::spareText13, 0},        {&VroPublication::Abstract, kFieldAbstract},
+    };
+    for (const Field& field : kTexts)
+        if ((keep & field.bit) == 0 || field.bit == 0) dropText(this->*field.text, heir ? &(heir->*field.text) : nullptr);
+    if ((keep & kFieldAuthors) != 0 || authorList == nullptr) return;
+    const uint32_t count = authorCount;
+    clearAuthors();
+    if (heir != nullptr && heir->authorList == nullptr && heir->authorCount == 0) {
+        heir->authorList = authorList;
+        heir->authorCapacity = authorCapacity;
+    } else {
+        std::free(authorList);
+    }
+    authorList = nullptr;
+    authorCapacity = 0;
+    authorCount = count;
 }
 
 bool VroPublication::deriveAge(const VroPublicationList& list) noexcept {
@@ -227,9 +276,31 @@ ResultCode VroPublicationList::append(VroPublication* publication) noexcept {
     return kResultOk;
 }
 
+// Publications of one slab; a list of a few hundred records takes one.
+struct VroPublicationList::Slab {
+    static constexpr uint32_t kCount = 512;
+    Slab* next;
+    uint32_t used;
+    alignas(VroPublication) unsigned char room[kCount][sizeof(VroPublication)];
+};
+
+void* VroPublicationList::placeForPublication() noexcept {
+    if (slabs_ == nullptr || slabs_->used == Slab::kCount) {
+        auto* slab = static_cast<Slab*>(std::malloc(sizeof(Slab)));
+        if (slab == nullptr) return nullptr;
+        slab->next = slabs_;
+        slab->used = 0;
+        slabs_ = slab;
+    }
+    return slabs_->room[slabs_->used++];
+}
+
 VroPublication* VroPublicationList::add() noexcept {
-    auto* publication = new (std::nothrow) VroPublication();
-    if (publication == nullptr) return nullptr;
+    void* place = placeForPublication();
+    if (place == nullptr) return nullptr;
+    auto* publication = new (place) VroPublication();
+    if (open_ != nullptr && retainedTexts_ != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, publication);
+    open_ = publication;
     // A list that cannot grow still hands the record out: filters test only
     // for null, and the established behaviour is kept.
     (void)append(publication);
@@ -294,13 +365,30 @@ void VroPublicationList::sortByKey(VroPublicationKey key, VroSortDirection direc
     std::free(entries);
 }
 
+void VroPublicationList::setOrder(VroPublication* const* publications) noexcept {
+    if (count_ != 0) std::memcpy(items_, publications, size_t(count_) * sizeof(VroPublication*));
+}
+
+void VroPublicationList::endImport() noexcept {
+    if (open_ != nullptr && retainedTexts_ != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, nullptr);
+    open_ = nullptr;
+}
+
+// A publication that add() handed out but could not list is never
+// destroyed; its slab room goes with the slab.
 void VroPublicationList::clear() noexcept {
     for (uint32_t i = 0; i < count_; ++i) {
-        delete items_[i];
+        if (items_[i] != nullptr) items_[i]->~VroPublication();
         items_[i] = nullptr;
     }
     count_ = 0;
     capacity_ = 0;
     std::free(items_);
     items_ = nullptr;
+    open_ = nullptr;
+    while (slabs_ != nullptr) {
+        Slab* next = slabs_->next;
+        std::free(slabs_);
+        slabs_ = next;
+    }
 }

@@ -12,6 +12,10 @@
 //   them. add() returns a new zeroed publication or null when it cannot be
 //   allocated; a failure to grow the list is deliberately not reported (the
 //   publication is then returned but not listed, and never freed).
+// - By default every publication keeps all its texts. A list told to retain
+//   fewer (retainTexts) drops the others from each publication once its
+//   import has ended, that is when the next one is added or at endImport();
+//   the author count stays when the names go.
 // - sort() reorders with one of the comparators; ties are broken by each
 //   comparator itself, so the order does not depend on the sort's stability.
 #pragma once
@@ -117,6 +121,11 @@ public:
     // "12345678" and "1234 5678" become "1234-5678"; "1234-5678" stays; anything
     // else stays as it is and gives 522.
     ResultCode normaliseIssn() noexcept;
+    // Empties every text whose VroFieldBit is clear in keep (kFieldAuthors
+    // stands for the Authors text and the author names; authorCount stays,
+    // while authorList goes). Heap storage passes to heir's matching empty
+    // fields when heir is given, else it is freed.
+    void dropTexts(uint32_t keep, VroPublication* heir) noexcept;
     // Provisional age and citations per year against the list's reference
     // year; false when Year is below 1600 or citesPerYear100 did not change.
     bool deriveAge(const VroPublicationList& list) noexcept;
@@ -154,6 +163,16 @@ public:
     // be allocated falls back to sorting the records themselves.
     void sortByKey(VroPublicationKey key, VroSortDirection direction, VroRankTies ties) noexcept;
     void clear() noexcept;
+    // Replaces the order: publications holds the list's count() publications,
+    // the same ones in the new order.
+    void setOrder(VroPublication* const* publications) noexcept;
+
+    // Texts that publications keep once their import has ended (VroFieldBit
+    // bits, see dropTexts); all by default. Set it before the first add().
+    void retainTexts(uint32_t fields) noexcept { retainedTexts_ = fields; }
+    // Ends the import of the last publication added: with fewer texts
+    // retained, its other texts go too.
+    void endImport() noexcept;
 
     uint32_t count() const noexcept { return count_; }
     uint32_t capacity() const noexcept { return capacity_; }
@@ -165,10 +184,19 @@ public:
 private:
     [[nodiscard]] ResultCode append(VroPublication* publication) noexcept;
 
+    struct Slab;
+    // Room for one publication in the current slab; null when none can be had.
+    void* placeForPublication() noexcept;
+
     VroPublication** items_ = nullptr;
     uint32_t capacity_ = 0;
     uint32_t count_ = 0;
     uint32_t spare_[2] = {0, 0};
+    // Publications live in slabs of many, freed together by clear().
+    Slab* slabs_ = nullptr;
+    uint32_t retainedTexts_ = 0xFFFFFFFFu;
+    // The publication whose import is under way: the last one added.
+    VroPublication* open_ = nullptr;
 };
 
 // Largest number of list slots.
