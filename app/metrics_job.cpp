@@ -50,12 +50,11 @@ ResultCode runMetricsJob(const char* inputPath, const char* outputArgument) noex
     const char* const inputName = isAbsentOrEmpty(inputPath) ? "<stdin>" : inputPath;
     const char* const outputName = isAbsentOrEmpty(outputArgument) ? "<stdout>" : outputArgument;
 
-    // The calculation reads numbers only; of the texts just the title is
-    // kept, for per-paper listings. Every other text of a record goes once
-    // the record is imported, so memory grows by little more than the
-    // numbers and titles.
+    // The calculation and the reports read numbers only, so no text of a
+    // record is kept once the record is imported (and most are never
+    // stored): memory grows by little more than the numbers.
     VroPublicationList publications;
-    publications.retainTexts(kFieldTitle);
+    publications.retainTexts(0);
     XpString filterName;
     ResultCode rc = importPublications(inputPath, publications, nullptr, filterName, nullptr);
     publications.endImport();

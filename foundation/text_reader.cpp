@@ -83,9 +83,9 @@ ResultCode XpTextReader::setEncoding(uint32_t codePage) noexcept {
 }
 
 // Fill rules:
-// - at least `bytes` bytes are made available at the read position; when they
-//   would pass the end of the buffer the unread bytes move back to the
-//   headroom's end first;
+// - at least `bytes` bytes are made available at the read position; before
+//   the stream is asked, the unread bytes (fewer than asked for) move back
+//   to the headroom's end, so every read has most of the block to fill;
 // - the stream is asked for the missing bytes at least and the free space at
 //   most; a short read reports what the stream reported.
 ResultCode XpTextReader::fill(uint32_t bytes) noexcept {
@@ -93,7 +93,7 @@ ResultCode XpTextReader::fill(uint32_t bytes) noexcept {
     if (bytes > kTextReaderMaxFill) return kErrDataLimit;
     const uint32_t available = endPos_ - readPos_;
     if (available >= bytes) return kResultOk;
-    if (readPos_ + bytes > kTextReaderBufferSize) {
+    if (readPos_ != kTextReaderHeadroom) {
         std::memmove(buffer_ + kTextReaderHeadroom, buffer_ + readPos_, available);
         readPos_ = kTextReaderHeadroom;
         endPos_ = kTextReaderHeadroom + available;
@@ -272,22 +272,38 @@ ResultCode XpTextReader::readCarriageReturnLine(XpString16& line, uint32_t maxUn
     return kResultOk;
 }
 
+namespace {
+
+// Length of the run of bytes below 0x80 at the start of bytes[0, size),
+// eight bytes at a time.
+uint32_t asciiPrefix(const uint8_t* bytes, uint32_t size) noexcept {
+    uint32_t n = 0;
+    for (; n + 8 <= size; n += 8) {
+        uint64_t word;
+        std::memcpy(&word, bytes + n, 8);
+        if ((word & 0x8080808080808080ull) != 0) break;
+    }
+    while (n < size && bytes[n] < 0x80) ++n;
+    return n;
+}
+
+}  // namespace
+
 XpTextReader::AsciiRun XpTextReader::copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
     uint32_t room = maxUnits - line.length();
     const uint32_t available = endPos_ - readPos_;
     if (room > available) room = available;
     if (room == 0 || line.grow(room) != kResultOk) return AsciiRun::kNoRoom;
     const uint8_t* in = buffer_ + readPos_;
+    // The run ends after the terminator, before the first byte of 0x80 or
+    // more, or at the room; a terminator outside ASCII never ends it.
+    uint32_t span = room;
+    const void* found = terminator < 0x80 ? std::memchr(in, int(terminator), room) : nullptr;
+    if (found != nullptr) span = uint32_t(static_cast<const uint8_t*>(found) - in) + 1;
+    const uint32_t n = asciiPrefix(in, span);
+    const bool ended = found != nullptr && n == span;
     char16_t* out = line.end();
-    uint32_t n = 0;
-    bool ended = false;
-    while (n < room && in[n] < 0x80) {
-        out[n] = in[n];
-        if (in[n++] == terminator) {
-            ended = true;
-            break;
-        }
-    }
+    for (uint32_t i = 0; i < n; ++i) out[i] = in[i];
     readPos_ += n;
     line.commitAppended(n);
     return ended ? AsciiRun::kEnded : AsciiRun::kCopied;

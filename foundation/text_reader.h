@@ -2,8 +2,9 @@
 // byte stream.
 //
 // Contract:
-// - A reader owns a 5,120-byte buffer whose first 1,024 bytes are headroom,
-//   so one character read but not stored can be put back (unreadUnit). It
+// - A reader owns a buffer of 1,024 bytes of headroom and a 64 KiB block,
+//   so one character read but not stored can be put back (unreadUnit), and
+//   a file is read in few large pieces. It
 //   decodes through an encoding object, UTF-8 until checkEncoding or
 //   setEncoding installs another.
 // - checkEncoding(fallback) recognises a byte-order mark (UTF-8, UTF-16 and
@@ -32,8 +33,8 @@
 #include "foundation/result_codes.h"
 #include "foundation/strings.h"
 
-inline constexpr uint32_t kTextReaderBufferSize = 5120;
 inline constexpr uint32_t kTextReaderHeadroom = 1024;
+inline constexpr uint32_t kTextReaderBufferSize = kTextReaderHeadroom + 65536;
 // The most bytes one fill may ask for.
 inline constexpr uint32_t kTextReaderMaxFill = 4096;
 

@@ -1,5 +1,8 @@
 #include "import/csv_importer.h"
 
+#include <cstring>
+#include <string>
+
 #include "foundation/text_reader.h"
 #include "import/field_handlers.h"
 #include "metrics/publication.h"
@@ -73,16 +76,48 @@ private:
 
 }  // namespace
 
-uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uint32_t maxFields) noexcept {
-    if (fields == nullptr || maxFields == 0) return 0;
-    for (uint32_t i = 0; i < maxFields; ++i) fields[i] = nullptr;
-    if (text == nullptr) return 0;
-    const char16_t* read = text;
+namespace {
+
+constexpr uint64_t kUnitOnes = 0x0001000100010001ull;
+constexpr uint64_t kUnitHighs = 0x8000800080008000ull;
+
+// Non-zero when one of the four units in word is zero.
+constexpr uint64_t zeroUnit(uint64_t word) noexcept { return (word - kUnitOnes) & ~word & kUnitHighs; }
+
+// The first unit from p on that is a or b or zero; end (which holds a zero)
+// at the latest. Four units are tested at a time while they lie before end.
+char16_t* findStop(char16_t* p, const char16_t* end, char16_t a, char16_t b) noexcept {
+    const uint64_t wordA = kUnitOnes * a;
+    const uint64_t wordB = kUnitOnes * b;
+    while (end - p >= 4) {
+        uint64_t word;
+        std::memcpy(&word, p, sizeof word);
+        if ((zeroUnit(word) | zeroUnit(word ^ wordA) | zeroUnit(word ^ wordB)) != 0) break;
+        p += 4;
+    }
+    while (*p != 0 && *p != a && *p != b) ++p;
+    return p;
+}
+
+// Moves the stretch [read, stop) to write (they may be the same place).
+void shift(char16_t*& write, char16_t*& read, char16_t* stop) noexcept {
+    const size_t n = size_t(stop - read);
+    if (write != read) std::memmove(write, read, n * sizeof(char16_t));
+    write += n;
+    read = stop;
+}
+
+// The splitter over text whose zero terminator stands at end; stretches
+// without quotes are found a word at a time and moved as blocks.
+uint32_t splitCsvText(char16_t* text, const char16_t* end, char16_t separator, char16_t** fields,
+                      uint32_t maxFields) noexcept {
+    char16_t* read = text;
     char16_t* write = text;
     uint32_t count = 0;
     while (count < maxFields) {
         fields[count++] = write;
         for (;;) {
+            shift(write, read, findStop(read, end, separator, u'"'));
             const char16_t c = *read;
             if (c == 0) {
                 *write = 0;
@@ -90,19 +125,14 @@ uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uin
             }
             if (c == separator) break;
             ++read;
-            if (c != u'"') {
-                *write++ = c;
-                continue;
-            }
             // Quoted stretch: separators are text, "" is one quote.
             for (;;) {
+                shift(write, read, findStop(read, end, u'"', u'"'));
                 const char16_t q = *read;
                 if (q == 0) break;  // unclosed: runs to the end of the text
                 ++read;
-                if (q == u'"') {
-                    if (*read != u'"') break;
-                    ++read;
-                }
+                if (*read != u'"') break;
+                ++read;
                 *write++ = q;
             }
         }
@@ -110,6 +140,15 @@ uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uin
         ++read;
     }
     return count;
+}
+
+}  // namespace
+
+uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uint32_t maxFields) noexcept {
+    if (fields == nullptr || maxFields == 0) return 0;
+    for (uint32_t i = 0; i < maxFields; ++i) fields[i] = nullptr;
+    if (text == nullptr) return 0;
+    return splitCsvText(text, text + std::char_traits<char16_t>::length(text), separator, fields, maxFields);
 }
 
 ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
@@ -124,7 +163,7 @@ ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, X
     }
 
     // Columns are bound once, at the header; lines only index this array.
-    char16_t* fields[kMaxCsvFields];
+    char16_t* fields[kMaxCsvFields] = {};
     VroFieldHandler handlers[kMaxCsvFields] = {};
     const uint32_t columns = splitCsvLine(line.data(), format.separator, fields, kMaxCsvFields);
     for (uint32_t i = 0; i < columns; ++i) {
@@ -137,8 +176,7 @@ ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, X
     // overflowing; the rank is the count as the signed field holds it.
     uint32_t records = 0;
     while (rows.next(line) == kResultOk) {
-        const uint32_t count = splitCsvLine(line.data(), format.separator, fields, kMaxCsvFields);
-        if (count == 0) continue;
+        const uint32_t count = splitCsvText(line.data(), line.end(), format.separator, fields, kMaxCsvFields);
         VroPublication* pub = list.add();
         if (pub == nullptr) return kErrNoMemory;
         pub->Rank = int32_t(++records);

@@ -43,6 +43,16 @@ void appendText(XpString16& field, const char16_t* value, uint32_t length, const
     keep(field.append(value, length));
 }
 
+// A text the publication will not keep is only noted: its bit is set when
+// the value holds more than white space, as storing it would have done.
+bool dropped(const VroPublication& pub, const char16_t* value, uint32_t& mask, uint32_t bit, bool* present) {
+    if ((pub.keptTexts & bit) != 0) return false;
+    while (isAsciiWhiteSpace(*value)) ++value;
+    *present = *value != 0;
+    if (*present) mask |= bit;
+    return true;
+}
+
 // Trim, then replace the field and set the bit; empty values change nothing.
 bool replaceText(XpString16& field, char16_t* value, uint32_t& mask, uint32_t bit) {
     uint32_t length = 0;
@@ -204,10 +214,12 @@ uint32_t reverseName(const char16_t* name, uint32_t length, char16_t separator, 
 bool ignoreField(VroPublication&, char16_t*, uint32_t&) { return true; }
 
 bool setAbstract(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (bool present = false; dropped(pub, value, mask, kBitAbstract, &present)) return present;
     return appendTrimmed(pub.Abstract, value, mask, kBitAbstract, u" ");
 }
 
 bool setArticleUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (bool present = false; dropped(pub, value, mask, kBitArticleUrl, &present)) return present;
     return replaceText(pub.ArticleURL, value, mask, kBitArticleUrl);
 }
 
@@ -216,39 +228,47 @@ bool addAuthorsText(VroPublication& pub, char16_t* value, uint32_t& mask) {
 }
 
 bool setCitationUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (bool present = false; dropped(pub, value, mask, kBitCitationUrl, &present)) return present;
     return replaceText(pub.CitationURL, value, mask, kBitCitationUrl);
 }
 
 bool setCitesUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (bool present = false; dropped(pub, value, mask, kBitCitesUrl, &present)) return present;
     return replaceText(pub.CitesURL, value, mask, kBitCitesUrl);
 }
 
 bool setDoi(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (bool present = false; dropped(pub, value, mask, kBitDoi, &present)) return present;
     return replaceText(pub.DOI, value, mask, kBitDoi);
 }
 
 bool setIssn(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (bool present = false; dropped(pub, value, mask, kBitIssn, &present)) return present;
     if (!replaceText(pub.ISSN, value, mask, kBitIssn)) return false;
     keep(pub.normaliseIssn());  // a value that is no ISSN is kept as given
     return true;
 }
 
 bool setPublisher(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (bool present = false; dropped(pub, value, mask, kBitPublisher, &present)) return present;
     return appendTrimmed(pub.Publisher, value, mask, kBitPublisher, u" ");
 }
 
 bool setSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
     if ((mask & kBitLocalSource) != 0) return false;
+    if (bool present = false; dropped(pub, value, mask, kBitSource, &present)) return present;
     return appendTrimmed(pub.Source, value, mask, kBitSource, u" ");
 }
 
 bool setTitle(VroPublication& pub, char16_t* value, uint32_t& mask) {
     if ((mask & kBitLocalTitle) != 0) return false;
+    if (bool present = false; dropped(pub, value, mask, kBitTitle, &present)) return present;
     return appendTrimmed(pub.Title, value, mask, kBitTitle, u" ");
 }
 
 // "S" stands for "Review" in the sources that use one-letter codes; kept so.
 bool setType(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (bool present = false; dropped(pub, value, mask, kBitType, &present)) return present;
     uint32_t length = 0;
     char16_t* text = trimValue(value, &length);
     if (length == 0) return false;
@@ -268,6 +288,7 @@ bool setType(VroPublication& pub, char16_t* value, uint32_t& mask) {
 }
 
 bool setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (bool present = false; dropped(pub, value, mask, kBitType, &present)) return present;
     return replaceText(pub.Type, value, mask, kBitType);
 }
 

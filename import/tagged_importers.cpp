@@ -53,9 +53,40 @@ bool tagIs(const char16_t* tag, const char* ascii) noexcept {
 
 namespace {
 
-VroFieldHandler lookUp(const VroImportFormat& format, const char16_t* tag) noexcept {
-    return findFieldHandler(uint32_t(format.fields.size()), tag, format.fields.data());
-}
+// The handler of a tag, remembered: a file repeats a few short tags on every
+// record, so tags of up to four units are looked up once each. A tag is
+// known by its units packed into one word (zeros after its end), so a hit
+// gives exactly what the table search would.
+class TagHandlers {
+public:
+    explicit TagHandlers(const VroImportFormat& format) noexcept : format_(format) {}
+
+    VroFieldHandler lookUp(const char16_t* tag) noexcept {
+        uint64_t key = 0;
+        uint32_t n = 0;
+        for (; n < 4 && tag[n] != 0; ++n) key |= uint64_t(tag[n]) << (16 * n);
+        if (n == 4 && tag[4] != 0) return search(tag);
+        Slot& slot = slots_[(key ^ (key >> 21) ^ (key >> 40)) % kSlots];
+        if (slot.filled && slot.key == key) return slot.handler;
+        slot = {key, search(tag), true};
+        return slot.handler;
+    }
+
+private:
+    struct Slot {
+        uint64_t key = 0;
+        VroFieldHandler handler = nullptr;
+        bool filled = false;
+    };
+    static constexpr uint32_t kSlots = 61;
+
+    VroFieldHandler search(const char16_t* tag) const noexcept {
+        return findFieldHandler(uint32_t(format_.fields.size()), tag, format_.fields.data());
+    }
+
+    const VroImportFormat& format_;
+    Slot slots_[kSlots];
+};
 
 // The record being filled and the bookkeeping every tagged walk shares.
 class TaggedRecords {
@@ -133,6 +164,7 @@ ResultCode importEndNoteLines(const VroImportFormat& format, XpTextReader* reade
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     if (reader == nullptr || line.empty()) return kErrInvalidArgument;
     TaggedRecords records(list, fieldMaskOut, authorsAsText);
+    TagHandlers handlers(format);
     ResultCode rc = kResultOk;
     do {
         if (line.empty()) continue;
@@ -142,7 +174,7 @@ ResultCode importEndNoteLines(const VroImportFormat& format, XpTextReader* reade
             rc = records.open(value);
             if (rc != kResultOk) break;
         } else if (records.current() != nullptr) {
-            records.handle(lookUp(format, tag), value);
+            records.handle(handlers.lookUp(tag), value);
         }
     } while (readTrimmedLine(reader, line) == kResultOk);
     records.finish();
@@ -189,6 +221,7 @@ ResultCode readIsiTagged(const VroImportFormat& format, XpTextReader* reader, Xp
     if (!tagIs(line.data(), "VR")) return kErrInvalidFileType;
 
     TaggedRecords records(list, fieldMaskOut, false);
+    TagHandlers handlers(format);
     VroFieldHandler lastHandler = nullptr;
     while (readTrimmedLine(reader, line) == kResultOk) {
         if (line.empty()) continue;
@@ -209,7 +242,7 @@ ResultCode readIsiTagged(const VroImportFormat& format, XpTextReader* reader, Xp
         } else if (tagIs(tag, "EF")) {
             break;
         } else if (records.current() != nullptr) {
-            lastHandler = lookUp(format, tag);
+            lastHandler = handlers.lookUp(tag);
             records.handle(lastHandler, value);
         }
     }
@@ -231,6 +264,7 @@ ResultCode readRisTagged(const VroImportFormat& format, XpTextReader* reader, Xp
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     if (reader == nullptr || line.empty()) return kErrInvalidArgument;
     TaggedRecords records(list, fieldMaskOut, false);
+    TagHandlers handlers(format);
     ResultCode rc = kResultOk;
     do {
         if (line.empty()) continue;
@@ -244,7 +278,7 @@ ResultCode readRisTagged(const VroImportFormat& format, XpTextReader* reader, Xp
         } else if (tagIs(tag, "EF")) {
             break;
         } else if (records.current() != nullptr) {
-            records.handle(lookUp(format, tag), value);
+            records.handle(handlers.lookUp(tag), value);
         }
     } while (readTrimmedLine(reader, line) == kResultOk);
     records.finish();

@@ -299,6 +299,7 @@ VroPublication* VroPublicationList::add() noexcept {
     void* place = placeForPublication();
     if (place == nullptr) return nullptr;
     auto* publication = new (place) VroPublication();
+    publication->keptTexts = retainedTexts_;
     if (open_ != nullptr && retainedTexts_ != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, publication);
     open_ = publication;
     // A list that cannot grow still hands the record out: filters test only

@@ -109,6 +109,10 @@ public:
     VroAuthorEntry* authorList = nullptr;   // owned, authorCount entries used
     uint32_t authorCapacity = 0;
     uint32_t status = 0;
+    // Texts the list keeps once this publication's import has ended
+    // (VroFieldBit bits): import may leave the others unstored, since
+    // nothing reads them.
+    uint32_t keptTexts = 0xFFFFFFFFu;
 
     // Copies exactly `length` units of name (0xFFFFFFFF: up to its zero) as a
     // new author; null, and nothing added, for a null name, a length of 0, 50
