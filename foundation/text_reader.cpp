@@ -1,5 +1,7 @@
 #include "foundation/text_reader.h"
 
+#include "foundation/unit_scan.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -16,7 +18,7 @@ ResultCode XpTextReader::create(XpHolder<XpTextReader>* holder, XpByteStream* st
     holder->reset();
     auto* reader = new (std::nothrow) XpTextReader();
     if (reader == nullptr) return kErrNoMemory;
-    reader->buffer_ = static_cast<uint8_t*>(std::calloc(kTextReaderBufferSize, 1));
+    reader->buffer_ = static_cast<uint8_t*>(std::calloc(kTextReaderBufferSize + kAsciiCopySlack, 1));
     reader->encoding_ = defaultEncoding();
     if (reader->buffer_ == nullptr || reader->encoding_ == nullptr) {
         reader->release();
@@ -272,38 +274,19 @@ ResultCode XpTextReader::readCarriageReturnLine(XpString16& line, uint32_t maxUn
     return kResultOk;
 }
 
-namespace {
-
-// Length of the run of bytes below 0x80 at the start of bytes[0, size),
-// eight bytes at a time.
-uint32_t asciiPrefix(const uint8_t* bytes, uint32_t size) noexcept {
-    uint32_t n = 0;
-    for (; n + 8 <= size; n += 8) {
-        uint64_t word;
-        std::memcpy(&word, bytes + n, 8);
-        if ((word & 0x8080808080808080ull) != 0) break;
-    }
-    while (n < size && bytes[n] < 0x80) ++n;
-    return n;
-}
-
-}  // namespace
-
 XpTextReader::AsciiRun XpTextReader::copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
     uint32_t room = maxUnits - line.length();
     const uint32_t available = endPos_ - readPos_;
     if (room > available) room = available;
-    if (room == 0 || line.grow(room) != kResultOk) return AsciiRun::kNoRoom;
+    if (room == 0 || line.grow(room + kAsciiCopySlack) != kResultOk) return AsciiRun::kNoRoom;
     const uint8_t* in = buffer_ + readPos_;
     // The run ends after the terminator, before the first byte of 0x80 or
     // more, or at the room; a terminator outside ASCII never ends it.
     uint32_t span = room;
     const void* found = terminator < 0x80 ? std::memchr(in, int(terminator), room) : nullptr;
     if (found != nullptr) span = uint32_t(static_cast<const uint8_t*>(found) - in) + 1;
-    const uint32_t n = asciiPrefix(in, span);
+    const uint32_t n = copyAsciiPrefix(in, span, line.end());
     const bool ended = found != nullptr && n == span;
-    char16_t* out = line.end();
-    for (uint32_t i = 0; i < n; ++i) out[i] = in[i];
     readPos_ += n;
     line.commitAppended(n);
     return ended ? AsciiRun::kEnded : AsciiRun::kCopied;

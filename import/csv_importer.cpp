@@ -4,6 +4,7 @@
 #include <string>
 
 #include "foundation/text_reader.h"
+#include "foundation/unit_scan.h"
 #include "import/field_handlers.h"
 #include "metrics/publication.h"
 
@@ -78,27 +79,6 @@ private:
 
 namespace {
 
-constexpr uint64_t kUnitOnes = 0x0001000100010001ull;
-constexpr uint64_t kUnitHighs = 0x8000800080008000ull;
-
-// Non-zero when one of the four units in word is zero.
-constexpr uint64_t zeroUnit(uint64_t word) noexcept { return (word - kUnitOnes) & ~word & kUnitHighs; }
-
-// The first unit from p on that is a or b or zero; end (which holds a zero)
-// at the latest. Four units are tested at a time while they lie before end.
-char16_t* findStop(char16_t* p, const char16_t* end, char16_t a, char16_t b) noexcept {
-    const uint64_t wordA = kUnitOnes * a;
-    const uint64_t wordB = kUnitOnes * b;
-    while (end - p >= 4) {
-        uint64_t word;
-        std::memcpy(&word, p, sizeof word);
-        if ((zeroUnit(word) | zeroUnit(word ^ wordA) | zeroUnit(word ^ wordB)) != 0) break;
-        p += 4;
-    }
-    while (*p != 0 && *p != a && *p != b) ++p;
-    return p;
-}
-
 // Moves the stretch [read, stop) to write (they may be the same place).
 void shift(char16_t*& write, char16_t*& read, char16_t* stop) noexcept {
     const size_t n = size_t(stop - read);
@@ -117,7 +97,7 @@ uint32_t splitCsvText(char16_t* text, const char16_t* end, char16_t separator, c
     while (count < maxFields) {
         fields[count++] = write;
         for (;;) {
-            shift(write, read, findStop(read, end, separator, u'"'));
+            shift(write, read, findUnitOrZero(read, end, separator, u'"'));
             const char16_t c = *read;
             if (c == 0) {
                 *write = 0;
@@ -127,7 +107,7 @@ uint32_t splitCsvText(char16_t* text, const char16_t* end, char16_t separator, c
             ++read;
             // Quoted stretch: separators are text, "" is one quote.
             for (;;) {
-                shift(write, read, findStop(read, end, u'"', u'"'));
+                shift(write, read, findUnitOrZero(read, end, u'"', u'"'));
                 const char16_t q = *read;
                 if (q == 0) break;  // unclosed: runs to the end of the text
                 ++read;

@@ -371,7 +371,12 @@ bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
     ScratchText name(length + 2);
     if (name.data() == nullptr) return false;
     const uint32_t n = reverseName(text, length, u',', name.data(), length + 2);
-    pub.addAuthor(name.data(), n);
+    // A name the list will not keep is only counted, as storing it would.
+    if ((pub.keptTexts & kBitAuthors) == 0) {
+        if (n > 0 && pub.authorCount < kMaxAuthors) ++pub.authorCount;
+    } else {
+        pub.addAuthor(name.data(), n);
+    }
     mask |= kBitAuthors;
     return true;
 }

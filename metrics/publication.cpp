@@ -97,6 +97,8 @@ uint32_t VroPublication::splitAuthors() noexcept {
     while (start < length && isSplitWhiteSpace(text[start])) ++start;
     if (start == length) return 0;
 
+    // Names the list will not keep are only counted.
+    const bool keepNames = (keptTexts & kFieldAuthors) != 0;
     bool truncated = false;
     bool last = false;
     while (!last && authorCount < kMaxAuthors) {
@@ -111,7 +113,10 @@ uint32_t VroPublication::splitAuthors() noexcept {
             last = true;
         }
         truncated = false;
-        if (comma > start) {
+        if (comma > start && !keepNames) {
+            ++authorCount;
+            truncated = comma - start >= 2 && text[comma - 1] == kEllipsis;
+        } else if (comma > start) {
             const char16_t* stored = addAuthor(text + start, comma - start);
             if (stored) {
                 VroAuthorEntry& entry = authorList[authorCount - 1];
@@ -124,11 +129,17 @@ uint32_t VroPublication::splitAuthors() noexcept {
         }
         start = next;
     }
-    if (truncated && authorCount < kMaxAuthors) addAuthor(u"...", 3);
+    if (truncated && authorCount < kMaxAuthors) {
+        if (keepNames)
+            addAuthor(u"...", 3);
+        else
+            ++authorCount;
+    }
     return authorCount;
 }
 
 uint32_t VroPublication::joinAuthors() noexcept {
+    if ((keptTexts & kFieldAuthors) == 0) return authorCount;  // the text would be dropped unread
     Authors.clear();
     for (uint32_t i = 0; authorList != nullptr && i < authorCount; ++i) {
         if (i > 0) (void)Authors.append(u", ", 2);

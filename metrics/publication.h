@@ -118,9 +118,11 @@ public:
     // new author; null, and nothing added, for a null name, a length of 0, 50
     // authors already, or when the list cannot grow.
     const char16_t* addAuthor(const char16_t* name, uint32_t length) noexcept;
-    // Fills the author list from Authors (split at every comma); returns the count.
+    // Fills the author list from Authors (split at every comma); returns the
+    // count. Without kFieldAuthors in keptTexts the names are only counted.
     uint32_t splitAuthors() noexcept;
-    // Rebuilds Authors from the author list, names joined by ", "; returns the count.
+    // Rebuilds Authors from the author list, names joined by ", "; returns the
+    // count. Without kFieldAuthors in keptTexts Authors is left as it is.
     uint32_t joinAuthors() noexcept;
     // "12345678" and "1234 5678" become "1234-5678"; "1234-5678" stays; anything
     // else stays as it is and gives 522.

@@ -1,0 +1,70 @@
+// Unit scans: the searches the import runs over every byte and unit of an
+// export, sixteen bytes at a time where the processor has vector registers.
+//
+// Contract:
+// - findUnitOrZero(p, end, a, b) returns the first unit at or after p that is
+//   a, b or zero. end must point at a zero unit at or after p; the scan never
+//   reads past it.
+// - copyAsciiPrefix(in, size, out) copies bytes below 0x80 from in to out as
+//   units, stopping before the first byte of 0x80 or more or after size
+//   bytes, and returns how many it copied. It reads up to
+//   kAsciiCopySlack bytes past in + size and writes up to kAsciiCopySlack
+//   units past out + size (whatever it likes there), so both must have that
+//   much room beyond size.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+inline constexpr uint32_t kAsciiCopySlack = 16;
+
+inline const char16_t* findUnitOrZero(const char16_t* p, const char16_t* end, char16_t a, char16_t b) noexcept {
+#if defined(__SSE2__)
+    const __m128i wantA = _mm_set1_epi16(short(a));
+    const __m128i wantB = _mm_set1_epi16(short(b));
+    const __m128i zero = _mm_setzero_si128();
+    while (end - p >= 8) {
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(units, wantA), _mm_cmpeq_epi16(units, wantB)),
+                                          _mm_cmpeq_epi16(units, zero));
+        const int mask = _mm_movemask_epi8(hits);
+        if (mask != 0) return p + __builtin_ctz(unsigned(mask)) / 2;
+        p += 8;
+    }
+#else
+    (void)end;
+#endif
+    while (*p != 0 && *p != a && *p != b) ++p;
+    return p;
+}
+
+inline char16_t* findUnitOrZero(char16_t* p, const char16_t* end, char16_t a, char16_t b) noexcept {
+    return const_cast<char16_t*>(findUnitOrZero(static_cast<const char16_t*>(p), end, a, b));
+}
+
+inline uint32_t copyAsciiPrefix(const uint8_t* in, uint32_t size, char16_t* out) noexcept {
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    uint32_t n = 0;
+    while (n < size) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + n));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + n), _mm_unpacklo_epi8(bytes, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + n + 8), _mm_unpackhi_epi8(bytes, zero));
+        const int high = _mm_movemask_epi8(bytes);
+        if (high != 0) {
+            n += uint32_t(__builtin_ctz(unsigned(high)));
+            break;
+        }
+        n += 16;
+    }
+    return n < size ? n : size;
+#else
+    uint32_t n = 0;
+    for (; n < size && in[n] < 0x80; ++n) out[n] = in[n];
+    return n;
+#endif
+}
