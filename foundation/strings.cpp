@@ -89,9 +89,8 @@ void XpBasicString<Unit>::setHeap(Unit* newBlock, uint32_t length, uint32_t capa
 // Room is always a power of two at or above n + 1, capped at 0xFFFFFF; the
 // arithmetic is 64-bit so that no request can wrap into looking small.
 template <class Unit>
-ResultCode XpBasicString<Unit>::reserve(uint32_t units) noexcept {
+ResultCode XpBasicString<Unit>::reallocate(uint32_t units) noexcept {
     const uint64_t need = uint64_t{units} + 1;
-    if (capacity() >= need) return kResultOk;
     uint64_t newCapacity = std::bit_ceil(need);
     if (newCapacity > kXpStringMaxCapacity) newCapacity = kXpStringMaxCapacity;
     if (newCapacity < need) return kErrDataLimit;
@@ -108,26 +107,6 @@ ResultCode XpBasicString<Unit>::reserve(uint32_t units) noexcept {
         setHeap(fresh, len, static_cast<uint32_t>(newCapacity));
     }
     return kResultOk;
-}
-
-template <class Unit>
-ResultCode XpBasicString<Unit>::grow(uint32_t units) noexcept {
-    const uint32_t len = length();
-    if (units > kXpStringMaxCapacity - len) return kErrNoBufferSpace;
-    return reserve(len + units);
-}
-
-template <class Unit>
-void XpBasicString<Unit>::commitAppended(uint32_t units) noexcept {
-    const uint64_t wanted = uint64_t{length()} + units;
-    const uint32_t room = capacity() - 1;
-    setLengthUnchecked(wanted > room ? room : static_cast<uint32_t>(wanted));
-}
-
-template <class Unit>
-void XpBasicString<Unit>::setLength(uint32_t units) noexcept {
-    const uint32_t room = capacity() - 1;
-    setLengthUnchecked(units > room ? room : units);
 }
 
 template <class Unit>

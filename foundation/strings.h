@@ -82,16 +82,29 @@ public:
     // the new capacity is the next power of two at or above units + 1, at
     // most 0xFFFFFF; still too small: 529. Moving to or growing the block may
     // fail with 12, leaving the string as it was.
-    [[nodiscard]] ResultCode reserve(uint32_t units) noexcept;
+    [[nodiscard]] ResultCode reserve(uint32_t units) noexcept {
+        return capacity() >= uint64_t{units} + 1 ? kResultOk : reallocate(units);
+    }
     // reserve(length() + units); 56 when units exceeds 0xFFFFFF - length().
-    [[nodiscard]] ResultCode grow(uint32_t units) noexcept;
+    [[nodiscard]] ResultCode grow(uint32_t units) noexcept {
+        const uint32_t len = length();
+        if (units > kXpStringMaxCapacity - len) return kErrNoBufferSpace;
+        return reserve(len + units);
+    }
     // After a caller wrote units at end(): adds them to the length, clamped to
     // the room (capacity() - 1), and writes the terminator.
-    void commitAppended(uint32_t units) noexcept;
+    void commitAppended(uint32_t units) noexcept {
+        const uint64_t wanted = uint64_t{length()} + units;
+        const uint32_t room = capacity() - 1;
+        setLengthUnchecked(wanted > room ? room : static_cast<uint32_t>(wanted));
+    }
     // Sets the length, clamped to the room (capacity() - 1), and writes the
     // terminator. Units between the old and the new length are whatever the
     // storage held.
-    void setLength(uint32_t units) noexcept;
+    void setLength(uint32_t units) noexcept {
+        const uint32_t room = capacity() - 1;
+        setLengthUnchecked(units > room ? room : units);
+    }
 
     // Inserts count copies of unit at position (position rules above); later
     // units move up. A count of 0 does nothing, also for kXpStringAssign.
@@ -187,6 +200,8 @@ private:
         }
     }
     void freeBlock() noexcept;
+    // reserve() when the room is too small: a larger block.
+    ResultCode reallocate(uint32_t units) noexcept;
     bool overlapsStorage(const void* text) const noexcept;
     // Checks that units more fit at the effective insert position and makes
     // room for them without touching the text; sets *at to the position.

@@ -208,12 +208,31 @@ ResultCode XpTextReader::unreadUnit(char16_t unit) noexcept {
 ResultCode XpTextReader::readLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
     line.clear();
     if (maxUnits == 0) return kResultOk;
+    if (readBufferedAsciiLine(line, maxUnits, terminator)) return kResultOk;
     ResultCode rc = kResultOk;
     if (carriageReturnLines_)
         rc = readCarriageReturnLine(line, maxUnits, terminator);
     else
         rc = terminator != 0 ? readUntilTerminator(line, maxUnits, terminator) : readBlock(line, maxUnits);
     return line.length() > 0 ? kResultOk : rc;
+}
+
+// The usual line: all of it, terminator included, already buffered and
+// ASCII. It is copied in one pass; anything else is left to the general path
+// (which then finds the line empty and the read position unmoved).
+bool XpTextReader::readBufferedAsciiLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
+    if (!asciiTransparent_ || pending_ != 0 || carriageReturnLines_ || terminator == 0 || terminator >= 0x80)
+        return false;
+    const uint8_t* in = buffer_ + readPos_;
+    const uint32_t available = endPos_ - readPos_;
+    const void* found = std::memchr(in, int(terminator), available < maxUnits ? available : maxUnits);
+    if (found == nullptr) return false;
+    const uint32_t span = uint32_t(static_cast<const uint8_t*>(found) - in) + 1;
+    if (line.reserve(span + kAsciiCopySlack) != kResultOk) return false;
+    if (copyAsciiPrefix(in, span, line.data()) != span) return false;
+    line.setLength(span);
+    readPos_ += span;
+    return true;
 }
 
 ResultCode XpTextReader::useCarriageReturnLines(const char16_t* held, uint32_t count) noexcept {

@@ -34,7 +34,7 @@
 #include "foundation/strings.h"
 
 inline constexpr uint32_t kTextReaderHeadroom = 1024;
-inline constexpr uint32_t kTextReaderBufferSize = kTextReaderHeadroom + 65536;
+inline constexpr uint32_t kTextReaderBufferSize = kTextReaderHeadroom + 262144;
 // The most bytes one fill may ask for.
 inline constexpr uint32_t kTextReaderMaxFill = 4096;
 
@@ -88,6 +88,9 @@ private:
     // room: kEnded when the terminator was copied, kNoRoom when the line
     // could not grow (nothing copied).
     AsciiRun copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
+    // A whole buffered ASCII line into the empty line; false (nothing read)
+    // when the fast path does not apply.
+    bool readBufferedAsciiLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
     [[nodiscard]] ResultCode readUntilTerminator(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept;
     [[nodiscard]] ResultCode readBlock(XpString16& line, uint32_t maxUnits) noexcept;
     // Unit by unit up to a carriage return for the line-feed terminator (any

@@ -23,7 +23,11 @@ bool readSign(const char16_t*& p) noexcept {
 // past its first occurrence or null.
 const char16_t* skipPast(const char16_t* p, const char* text, uint32_t n, bool ignoreCase) noexcept {
     if (n == 0) return p;
+    const char16_t first = ignoreCase ? asciiLower(char16_t(static_cast<unsigned char>(text[0])))
+                                      : char16_t(static_cast<unsigned char>(text[0]));
     for (; *p != 0; ++p) {
+        // Most positions fail at the first unit; they are passed over cheaply.
+        if ((ignoreCase ? asciiLower(*p) : *p) != first) continue;
         uint32_t i = 0;
         for (; i < n; ++i) {
             char16_t a = p[i];
