@@ -87,15 +87,37 @@ void shift(char16_t*& write, char16_t*& read, char16_t* stop) noexcept {
     read = stop;
 }
 
-// The splitter over text whose zero terminator stands at end; stretches
-// without quotes are found a word at a time and moved as blocks.
+// The splitter over text whose zero terminator stands at end. Each field is
+// cut where it lies: a field without quotes ends at its separator, one
+// wholly in quotes without doubled quotes loses its quotes by pointing past
+// the first and ending at the last; only other fields are rewritten, within
+// their own stretch of the line.
 uint32_t splitCsvText(char16_t* text, const char16_t* end, char16_t separator, char16_t** fields,
                       uint32_t maxFields) noexcept {
     char16_t* read = text;
-    char16_t* write = text;
     uint32_t count = 0;
     while (count < maxFields) {
-        fields[count++] = write;
+        char16_t* stop = findUnitOrZero(read, end, separator, u'"');
+        if (*stop != u'"') {
+            fields[count++] = read;
+            if (*stop == 0) return count;
+            *stop = 0;
+            read = stop + 1;
+            continue;
+        }
+        if (stop == read) {
+            char16_t* close = findUnitOrZero(read + 1, end, u'"', u'"');
+            if (*close == u'"' && (close[1] == separator || close[1] == 0)) {
+                fields[count++] = read + 1;
+                const char16_t after = close[1];
+                *close = 0;
+                if (after == 0) return count;
+                read = close + 2;
+                continue;
+            }
+        }
+        fields[count++] = read;
+        char16_t* write = read;
         for (;;) {
             shift(write, read, findUnitOrZero(read, end, separator, u'"'));
             const char16_t c = *read;
@@ -116,7 +138,7 @@ uint32_t splitCsvText(char16_t* text, const char16_t* end, char16_t separator, c
                 *write++ = q;
             }
         }
-        *write++ = 0;  // ends the field over (or before) its separator
+        *write = 0;  // ends the field over (or before) its separator
         ++read;
     }
     return count;

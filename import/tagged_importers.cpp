@@ -66,10 +66,18 @@ public:
         uint32_t n = 0;
         for (; n < 4 && tag[n] != 0; ++n) key |= uint64_t(tag[n]) << (16 * n);
         if (n == 4 && tag[4] != 0) return search(tag);
-        Slot& slot = slots_[(key ^ (key >> 21) ^ (key >> 40)) % kSlots];
-        if (slot.filled && slot.key == key) return slot.handler;
-        slot = {key, search(tag), true};
-        return slot.handler;
+        // Open addressing over a few neighbouring slots; a tag that finds
+        // them all taken is simply searched each time.
+        const uint32_t home = uint32_t((key * 0x9E3779B97F4A7C15ull) >> 58);
+        for (uint32_t probe = 0; probe < kProbes; ++probe) {
+            Slot& slot = slots_[(home + probe) % kSlots];
+            if (slot.filled && slot.key == key) return slot.handler;
+            if (!slot.filled) {
+                slot = {key, search(tag), true};
+                return slot.handler;
+            }
+        }
+        return search(tag);
     }
 
 private:
@@ -78,7 +86,8 @@ private:
         VroFieldHandler handler = nullptr;
         bool filled = false;
     };
-    static constexpr uint32_t kSlots = 61;
+    static constexpr uint32_t kSlots = 64;
+    static constexpr uint32_t kProbes = 8;
 
     VroFieldHandler search(const char16_t* tag) const noexcept {
         return findFieldHandler(uint32_t(format_.fields.size()), tag, format_.fields.data());

@@ -3,6 +3,7 @@ varo_component(vro_app SOURCES app/command_line.cpp DEPS vro_text_writer vro_asc
 
 add_executable(varometrics app/main.cpp)
 target_link_libraries(varometrics PRIVATE vro_job vro_app vro_logging)
+varo_program_linking(varometrics)
 
 varo_test(vro_app_tests SOURCES tests/command_line_test.cpp DEPS vro_app)
 

@@ -11,6 +11,7 @@ varo_component(vro_report
 
 add_executable(varoreport app/varoreport_main.cpp)
 target_link_libraries(varoreport PRIVATE vro_report vro_logging)
+varo_program_linking(varoreport)
 install(TARGETS varoreport RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 
 # Runs the built varoreport beside varometrics; the calculation it is checked
