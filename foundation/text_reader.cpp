@@ -223,13 +223,12 @@ ResultCode XpTextReader::readLine(XpString16& line, uint32_t maxUnits, char16_t 
 bool XpTextReader::readBufferedAsciiLine(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
     if (!asciiTransparent_ || pending_ != 0 || carriageReturnLines_ || terminator == 0 || terminator >= 0x80)
         return false;
-    const uint8_t* in = buffer_ + readPos_;
     const uint32_t available = endPos_ - readPos_;
-    const void* found = std::memchr(in, int(terminator), available < maxUnits ? available : maxUnits);
-    if (found == nullptr) return false;
-    const uint32_t span = uint32_t(static_cast<const uint8_t*>(found) - in) + 1;
-    if (line.reserve(span + kAsciiCopySlack) != kResultOk) return false;
-    if (copyAsciiPrefix(in, span, line.data()) != span) return false;
+    const uint32_t limit = available < maxUnits ? available : maxUnits;
+    if (line.reserve(limit + kAsciiCopySlack) != kResultOk) return false;
+    bool ended = false;
+    const uint32_t span = copyAsciiLine(buffer_ + readPos_, limit, line.data(), uint8_t(terminator), &ended);
+    if (!ended) return false;
     line.setLength(span);
     readPos_ += span;
     return true;

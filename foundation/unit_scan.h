@@ -11,6 +11,8 @@
 //   kAsciiCopySlack bytes past in + size and writes up to kAsciiCopySlack
 //   units past out + size (whatever it likes there), so both must have that
 //   much room beyond size.
+// - copyAsciiLine(in, size, out, stop, &ended) also ends the copy after the
+//   first byte equal to stop (which must be ASCII) and sets ended then.
 #pragma once
 
 #include <cstddef>
@@ -44,6 +46,44 @@ inline const char16_t* findUnitOrZero(const char16_t* p, const char16_t* end, ch
 
 inline char16_t* findUnitOrZero(char16_t* p, const char16_t* end, char16_t a, char16_t b) noexcept {
     return const_cast<char16_t*>(findUnitOrZero(static_cast<const char16_t*>(p), end, a, b));
+}
+
+inline uint32_t copyAsciiLine(const uint8_t* in, uint32_t size, char16_t* out, uint8_t stop, bool* ended) noexcept {
+    *ended = false;
+#if defined(__SSE2__)
+    const __m128i zero = _mm_setzero_si128();
+    const __m128i stops = _mm_set1_epi8(char(stop));
+    uint32_t n = 0;
+    while (n < size) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + n));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + n), _mm_unpacklo_epi8(bytes, zero));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + n + 8), _mm_unpackhi_epi8(bytes, zero));
+        const unsigned high = unsigned(_mm_movemask_epi8(bytes));
+        const unsigned found = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, stops)));
+        if ((high | found) != 0) {
+            const uint32_t atStop = found != 0 ? uint32_t(__builtin_ctz(found)) : 32u;
+            const uint32_t atHigh = high != 0 ? uint32_t(__builtin_ctz(high)) : 32u;
+            if (atStop < atHigh && n + atStop < size) {
+                *ended = true;
+                return n + atStop + 1;
+            }
+            n += atHigh;
+            break;
+        }
+        n += 16;
+    }
+    return n < size ? n : size;
+#else
+    uint32_t n = 0;
+    for (; n < size && in[n] < 0x80; ++n) {
+        out[n] = in[n];
+        if (in[n] == stop) {
+            *ended = true;
+            return n + 1;
+        }
+    }
+    return n;
+#endif
 }
 
 inline uint32_t copyAsciiPrefix(const uint8_t* in, uint32_t size, char16_t* out) noexcept {

@@ -32,7 +32,9 @@ namespace {
 void trimLineEnd(XpString16& line) noexcept {
     uint32_t length = line.length();
     const char16_t* text = line.data();
-    while (length > 0 && isAsciiWhiteSpace(text[length - 1])) --length;
+    if (length == 0 || !isAsciiWhiteSpace(text[length - 1])) return;
+    do --length;
+    while (length > 0 && isAsciiWhiteSpace(text[length - 1]));
     line.setLength(length);
 }
 
