@@ -29,11 +29,19 @@ inline const char16_t* findUnitOrZero(const char16_t* p, const char16_t* end, ch
     const __m128i wantA = _mm_set1_epi16(short(a));
     const __m128i wantB = _mm_set1_epi16(short(b));
     const __m128i zero = _mm_setzero_si128();
+    const auto hits = [&](const char16_t* at) {
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
+        return _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(units, wantA), _mm_cmpeq_epi16(units, wantB)),
+                            _mm_cmpeq_epi16(units, zero));
+    };
+    while (end - p >= 16) {
+        const __m128i first = hits(p);
+        const __m128i second = hits(p + 8);
+        if (_mm_movemask_epi8(_mm_or_si128(first, second)) != 0) break;
+        p += 16;
+    }
     while (end - p >= 8) {
-        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
-        const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(units, wantA), _mm_cmpeq_epi16(units, wantB)),
-                                          _mm_cmpeq_epi16(units, zero));
-        const int mask = _mm_movemask_epi8(hits);
+        const int mask = _mm_movemask_epi8(hits(p));
         if (mask != 0) return p + __builtin_ctz(unsigned(mask)) / 2;
         p += 8;
     }

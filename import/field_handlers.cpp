@@ -1,5 +1,6 @@
 #include "import/field_handlers.h"
 
+#include <cstring>
 #include <new>
 
 #include "import/note_scanner.h"
@@ -102,7 +103,7 @@ struct BoundedText {
     uint32_t room() const noexcept { return capacity - 1 - length; }
     void put(const char16_t* text, uint32_t n) noexcept {
         if (n > room()) n = room();
-        for (uint32_t i = 0; i < n; ++i) data[length + i] = text[i];
+        std::memmove(data + length, text, size_t(n) * sizeof(char16_t));
         length += n;
         data[length] = 0;
     }

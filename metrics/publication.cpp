@@ -1,5 +1,7 @@
 #include "metrics/publication.h"
 
+#include "foundation/unit_scan.h"
+
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -90,8 +92,10 @@ uint32_t VroPublication::splitAuthors() noexcept {
     if (Authors.empty()) return 0;
     char16_t* const text = Authors.data();
     const uint32_t length = Authors.length();
-    for (uint32_t k = 0; k < length; ++k)
-        if (text[k] == kFullwidthComma) text[k] = u',';
+    const char16_t* const end = text + length;
+    for (char16_t* wide = findUnitOrZero(text, end, kFullwidthComma, kFullwidthComma); wide != end;
+         wide = findUnitOrZero(wide + 1, end, kFullwidthComma, kFullwidthComma))
+        if (*wide == kFullwidthComma) *wide = u',';
 
     uint32_t start = 0;
     while (start < length && isSplitWhiteSpace(text[start])) ++start;
@@ -102,8 +106,9 @@ uint32_t VroPublication::splitAuthors() noexcept {
     bool truncated = false;
     bool last = false;
     while (!last && authorCount < kMaxAuthors) {
-        uint32_t comma = start;
-        while (comma < length && text[comma] != u',') ++comma;
+        // A zero unit inside the text is passed over like any other.
+        uint32_t comma = uint32_t(findUnitOrZero(text + start, end, u',', u',') - text);
+        while (comma < length && text[comma] != u',') comma = uint32_t(findUnitOrZero(text + comma + 1, end, u',', u',') - text);
         uint32_t next = length;
         if (comma < length) {
             next = comma + 1;

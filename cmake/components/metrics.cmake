@@ -3,7 +3,7 @@
 varo_component(vro_metrics
   SOURCES metrics/publication.cpp metrics/metrics_record.cpp metrics/metrics_calc.cpp metrics/metrics_calc_records.cpp
           metrics/fixed_point.h
-  DEPS vro_strings vro_results)
+  DEPS vro_strings vro_unit_scan vro_results)
 varo_test(vro_metrics_tests
   SOURCES tests/publication_test.cpp tests/metrics_calc_test.cpp tests/compact_import_test.cpp
   DEPS vro_metrics)
