@@ -26,24 +26,22 @@ inline constexpr uint32_t kAsciiCopySlack = 16;
 
 inline const char16_t* findUnitOrZero(const char16_t* p, const char16_t* end, char16_t a, char16_t b) noexcept {
 #if defined(__SSE2__)
-    const __m128i wantA = _mm_set1_epi16(short(a));
-    const __m128i wantB = _mm_set1_epi16(short(b));
+    // Units packed to bytes with signed saturation: 0x0080-0x7FFF become
+    // 0x7F and 0x8000-0xFFFF become 0x80, neither of which is searched for
+    // (both stops lie below 0x7F), so one byte compare covers sixteen units.
+    const __m128i wantA = _mm_set1_epi8(char(a));
+    const __m128i wantB = _mm_set1_epi8(char(b));
     const __m128i zero = _mm_setzero_si128();
-    const auto hits = [&](const char16_t* at) {
-        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(at));
-        return _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(units, wantA), _mm_cmpeq_epi16(units, wantB)),
-                            _mm_cmpeq_epi16(units, zero));
-    };
-    while (end - p >= 16) {
-        const __m128i first = hits(p);
-        const __m128i second = hits(p + 8);
-        if (_mm_movemask_epi8(_mm_or_si128(first, second)) != 0) break;
+    const bool ascii = a < 0x7F && b < 0x7F;
+    while (ascii && end - p >= 16) {
+        const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p + 8));
+        const __m128i bytes = _mm_packs_epi16(low, high);
+        const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi8(bytes, wantA), _mm_cmpeq_epi8(bytes, wantB)),
+                                          _mm_cmpeq_epi8(bytes, zero));
+        const int mask = _mm_movemask_epi8(hits);
+        if (mask != 0) return p + __builtin_ctz(unsigned(mask));
         p += 16;
-    }
-    while (end - p >= 8) {
-        const int mask = _mm_movemask_epi8(hits(p));
-        if (mask != 0) return p + __builtin_ctz(unsigned(mask)) / 2;
-        p += 8;
     }
 #else
     (void)end;

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <iterator>
 #include <memory>
 #include <vector>
 
@@ -23,7 +24,10 @@ TEST(UnitScan, FindsTheFirstStopOrTheEnd) {
                 // Exactly length + 1 units on the heap, so that AddressSanitizer
                 // sees any read past the terminator.
                 auto text = std::make_unique<char16_t[]>(length + 1);
-                for (uint32_t i = 0; i < length; ++i) text[i] = char16_t(u'a' + i % 26 + (i % 7 == 3 ? 0x100 : 0));
+                // Units that share their low byte with a stop, or sit at
+                // either end of the range, are no stops.
+                static constexpr char16_t kOthers[] = {u'a', 0x012C, 0x8022, 0xFF00, 0x007F, 0x0080, 0xFFFF, 0x7FFF};
+                for (uint32_t i = 0; i < length; ++i) text[i] = kOthers[i % std::size(kOthers)];
                 if (at < length) text[at] = stop;
                 text[length] = 0;
                 const char16_t* end = text.get() + length;
