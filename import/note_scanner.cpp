@@ -25,9 +25,11 @@ const char16_t* skipPast(const char16_t* p, const char* text, uint32_t n, bool i
     if (n == 0) return p;
     const char16_t first = ignoreCase ? asciiLower(char16_t(static_cast<unsigned char>(text[0])))
                                       : char16_t(static_cast<unsigned char>(text[0]));
+    // A letter in either case is the lower-case letter with bit 0x20 set.
+    const bool letter = ignoreCase && first >= u'a' && first <= u'z';
     for (; *p != 0; ++p) {
         // Most positions fail at the first unit; they are passed over cheaply.
-        if ((ignoreCase ? asciiLower(*p) : *p) != first) continue;
+        if (letter ? char16_t(*p | 0x20) != first : (ignoreCase ? asciiLower(*p) : *p) != first) continue;
         uint32_t i = 0;
         for (; i < n; ++i) {
             char16_t a = p[i];
