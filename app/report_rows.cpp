@@ -265,10 +265,10 @@ ResultCode htmlTail(XpTextWriter* out) noexcept { return writeHtmlFoot(out); }
 }  // namespace
 
 const VroReportFormat kReportFormats[kReportFormatCount] = {
-    {"csv", csvHead, csvInput, csvFailure, nullptr},
-    {"json", nullptr, jsonInput, jsonFailure, nullptr},
-    {"papers", papersHead, papersInput, papersFailure, nullptr},
-    {"html", htmlHead, htmlInput, htmlFailure, htmlTail},
+    {"csv", csvHead, csvInput, csvFailure, nullptr, 0},
+    {"json", nullptr, jsonInput, jsonFailure, nullptr, 0},
+    {"papers", papersHead, papersInput, papersFailure, nullptr, kFieldTitle},
+    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, kFieldTitle},
 };
 
 const VroReportFormat* findReportFormat(const char* name) noexcept {

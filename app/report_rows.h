@@ -44,6 +44,9 @@ struct VroReportFormat {
                              const VroMetrics& metrics, XpTextWriter* out) noexcept;
     ResultCode (*writeFailure)(const char16_t* label, const char* message, XpTextWriter* out) noexcept;
     ResultCode (*writeTail)(XpTextWriter* out) noexcept;  // may be null
+    // The texts of a publication the rows read (VroFieldBit bits); the import
+    // keeps no other.
+    uint32_t textsRead;
 };
 
 inline constexpr uint32_t kReportFormatCount = 4;

@@ -62,9 +62,11 @@ struct Shared {
 
 void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
     VroPublicationList list;
+    list.retainTexts(run.format->textsRead);
     XpString filterName;
     ResultCode rc = input.failure;
     if (rc == kResultOk) rc = importPublications(input.path.c_str(), list, nullptr, filterName, nullptr);
+    list.endImport();
     slot.importCode = rc;
 
     XpHolder<XpTextWriter> writer;
