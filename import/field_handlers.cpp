@@ -369,15 +369,18 @@ bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
     uint32_t length = 0;
     const char16_t* text = trimValue(value, &length);
     if (length == 0) return false;
+    // A name the list will not keep is only counted, as storing it would
+    // count it: turning a trimmed name round its last comma leaves it empty
+    // only when the name is that comma alone.
+    if ((pub.keptTexts & kBitAuthors) == 0) {
+        if (!(length == 1 && text[0] == u',') && pub.authorCount < kMaxAuthors) ++pub.authorCount;
+        mask |= kBitAuthors;
+        return true;
+    }
     ScratchText name(length + 2);
     if (name.data() == nullptr) return false;
     const uint32_t n = reverseName(text, length, u',', name.data(), length + 2);
-    // A name the list will not keep is only counted, as storing it would.
-    if ((pub.keptTexts & kBitAuthors) == 0) {
-        if (n > 0 && pub.authorCount < kMaxAuthors) ++pub.authorCount;
-    } else {
-        pub.addAuthor(name.data(), n);
-    }
+    pub.addAuthor(name.data(), n);
     mask |= kBitAuthors;
     return true;
 }

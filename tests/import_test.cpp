@@ -44,8 +44,8 @@ std::string shown(const XpString16& s) {
     return out + "\"";
 }
 
-std::string dump(const VroPublication& p) {
-    const std::pair<const char*, XpString16 VroPublication::*> texts[] = {
+std::string dump(const VroPublication& p, bool texts) {
+    const std::pair<const char*, XpString16 VroPublication::*> textFields[] = {
         {"Type", &VroPublication::Type}, {"Title", &VroPublication::Title}, {"Authors", &VroPublication::Authors},
         {"Source", &VroPublication::Source}, {"ISSN", &VroPublication::ISSN},
         {"Publisher", &VroPublication::Publisher}, {"DOI", &VroPublication::DOI},
@@ -58,15 +58,18 @@ std::string dump(const VroPublication& p) {
     std::string line;
     for (const auto& [name, value] : numbers)
         if (value != 0) line += std::string(line.empty() ? "" : " ") + name + "=" + std::to_string(value);
-    for (const auto& [name, field] : texts)
-        if (!(p.*field).empty()) line += std::string(" ") + name + "=" + shown(p.*field);
+    for (const auto& [name, field] : textFields)
+        if (texts && !(p.*field).empty()) line += std::string(" ") + name + "=" + shown(p.*field);
     return line + "\n";
 }
 
 std::string codeText(uint32_t code) { return {char(code), char(code >> 8), char(code >> 16), char(code >> 24)}; }
 
-std::string importAndDump(const std::string& path, const std::string& code, const std::string& logPath) {
+// keptTexts: what the list retains; texts: whether the dump shows them.
+std::string importAndDump(const std::string& path, const std::string& code, const std::string& logPath,
+                          uint32_t keptTexts = 0xFFFFFFFFu, bool texts = true) {
     VroPublicationList list;
+    list.retainTexts(keptTexts);
     XpString name;
     (void)name.assign("stale");
     uint32_t format = 1, mask = 1;
@@ -86,6 +89,7 @@ std::string importAndDump(const std::string& path, const std::string& code, cons
         format = importer->formatCode();
         (void)name.assign(importer->name());
     }
+    list.endImport();
     std::string out = "rc " + std::to_string(rc) + " [" + name.data() + "] " +
                       (format ? codeText(format) : "-") +
                       " mask";
@@ -97,7 +101,7 @@ std::string importAndDump(const std::string& path, const std::string& code, cons
         if (size_t at = line.find(path); at != std::string::npos) line.replace(at, path.size(), "<input>");
         out += "log " + line.substr(20) + "\n";
     }
-    for (uint32_t i = 0; i < list.count(); ++i) out += dump(*list.at(i));
+    for (uint32_t i = 0; i < list.count(); ++i) out += dump(*list.at(i), texts);
     return out;
 }
 
@@ -125,6 +129,16 @@ TEST(Import, CasesGiveTheirRecords) {
         const std::string got = importAndDump(path, code, logPath);
         logClose();
         EXPECT_EQ(got, vt::slurp(path.substr(0, path.rfind('.')) + ".pubs"));
+        // A list that keeps no text (most are then never stored) must come to
+        // the same mask, counts and numbers as one that keeps them all.
+        std::string numbers[2];
+        for (const uint32_t kept : {0u, 0xFFFFFFFFu}) {
+            const std::string keptLog = logPath + std::to_string(kept & 1);
+            ASSERT_EQ(logOpen(kLogToFile, keptLog.c_str()), 0);
+            numbers[kept & 1] = importAndDump(path, code, keptLog, kept, false);
+            logClose();
+        }
+        EXPECT_EQ(numbers[0], numbers[1]);
     }
 }
 
