@@ -170,6 +170,7 @@ namespace {
 // Empties a dropped text; its heap block goes to the heir's empty field, so
 // that the next record appends into storage that is already there.
 void dropText(XpString16& text, XpString16* heir) noexcept {
+    if (text.isInline() && text.empty()) return;  // the usual case: never filled
     if (heir != nullptr && !text.isInline() && heir->isInline() && heir->empty()) {
         *heir = std::move(text);
         heir->clear();
