@@ -3,12 +3,15 @@
 // against the calculation run in this process and against varometrics.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "app/report_run.h"
@@ -214,6 +217,24 @@ TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
         EXPECT_EQ(one.err, four.err);
         EXPECT_EQ(split(four.err, '\n').size(), 13u);
     }
+}
+
+// An input that keeps its thread waiting does not hold up the next: while
+// one thread waits for the first pipe's writer, another opens the second.
+TEST_F(Varoreport, InputsAreOpenedOnSeveralThreadsAtOnce) {
+    const std::string first = dir_ / "first", second = dir_ / "second";
+    ASSERT_EQ(::mkfifo(first.c_str(), 0644) | ::mkfifo(second.c_str(), 0644), 0);
+    std::thread writer([&] {
+        int fd = -1;  // opens at once when the run reads the pipe already
+        for (int tries = 0; fd < 0 && tries < 200; ++tries)
+            if ((fd = ::open(second.c_str(), O_WRONLY | O_NONBLOCK)) < 0) usleep(100000);
+        EXPECT_GE(fd, 0) << "the second input waited for the first";
+        ::close(fd);
+        ::close(::open(first.c_str(), O_WRONLY));  // both empty, so both fail
+        if (fd < 0) ::close(::open(second.c_str(), O_WRONLY));
+    });
+    EXPECT_EQ(report("-q -j 2 first second").status, 1);
+    writer.join();
 }
 
 TEST_F(Varoreport, StandardInputAndOutputFile) {
