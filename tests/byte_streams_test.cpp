@@ -179,6 +179,11 @@ TEST_F(ByteStreams, StdioStreamsFollowTheSameRules) {
     EXPECT_EQ(std::string(buffer, count), "ello");
     EXPECT_EQ(stdio->read(buffer, 1, 8, &count), kErrEndOfFile);
     EXPECT_EQ(stdio->read(buffer, 3, 2, &count), kErrInvalidArgument);
+    // A failed read is reported, not retried (which would spin: the alarm ends the run then).
+    ASSERT_EQ(stdio->attach(std::fopen(dir_.path.c_str(), "r"), nullptr, true), kResultOk);
+    alarm(20);
+    EXPECT_EQ(stdio->read(buffer, 1, 8, &count), kErrIsDirectory);
+    alarm(0);
     // A full device: at once when unbuffered, when pushed out otherwise.
     FILE* full = std::fopen("/dev/full", "w");
     std::setvbuf(full, nullptr, _IONBF, 0);

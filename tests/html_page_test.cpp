@@ -78,7 +78,10 @@ TEST(HtmlPage, SectionEscapesTitlesAndShowsEveryUsedPaperAndScaledValue) {
     EXPECT_NE(page.find("&lt;script&gt;x&lt;/script&gt; &amp; co</td>"), std::string::npos);  // h-core list
     for (const char* part : {"\"a_100\" data-raw=\"531\">5.31<", "\"h_coverage_1000\" data-raw=\"45\">0.045<",
                              "\"authors_per_paper_mode\" data-raw=\"4294967295\">none<", "\"h\" data-raw=\"2\">2<",
-                             "\"year_first\" data-raw=\"2101\">2101<", "class=\"h-marker\" data-rank=\"2\""})
+                             "\"year_first\" data-raw=\"2101\">2101<", "class=\"h-marker\" data-rank=\"2\"",
+                             // a marker's label stands right of its line, or left of it near the right edge
+                             "x=\"444\" y=\"33\" text-anchor=\"start\">h = 2<",
+                             "x=\"620\" y=\"49\" text-anchor=\"end\">g = 3<"})
         EXPECT_NE(page.find(part), std::string::npos) << part;
     size_t bars = 0;
     for (size_t at = 0; (at = page.find("<rect class=\"paper", at)) != std::string::npos; ++at) ++bars;

@@ -54,12 +54,13 @@ TEST(StrWriter, UnusableCursorWritesNothing) {
     EXPECT_EQ(past.writeText("abc", 3), 0);
     EXPECT_EQ(past.writeText32(U"abc", 3), 0);
     EXPECT_EQ(std::string(buffer, 4), "####");
-    str_writer noRoom(buffer, buffer);  // no room, but still the terminator
-    EXPECT_EQ(noRoom.writeFill('x', 1), 0);
-    EXPECT_EQ(std::string(buffer, 4), std::string("\0###", 4));
-    buffer[0] = '#';
-    EXPECT_EQ(noRoom.writeText("x", 1), 0);
-    EXPECT_EQ(buffer[0], '\0');
+    str_writer noRoom(buffer, buffer);  // no room, but still the terminator, whatever the width
+    for (int width : {0, 8, 16, 32}) {
+        buffer[0] = '#';
+        EXPECT_EQ(width == 0 ? noRoom.writeFill('x', 1) : width == 8 ? noRoom.writeText("x", 1)
+                  : width == 16 ? noRoom.writeText16(u"x", 1) : noRoom.writeText32(U"x", 1), 0);
+        EXPECT_EQ(std::string(buffer, 4), std::string("\0###", 4)) << width;
+    }
 }
 
 TEST(StringSinks, NarrowTarget) {

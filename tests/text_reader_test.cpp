@@ -65,6 +65,9 @@ TEST(TextReader, CasesOfTestsDataReader) {
     uint32_t page = 0xFFFFFFFEu;
     EXPECT_EQ(readerOn("")->detectEncoding(&page), kErrEndOfFile);
     EXPECT_EQ(page, 0xFFFFFFFFu);
+    page = 0xFFFFFFFEu;  // a zero byte after the first four does not count
+    EXPECT_EQ(readerOn(std::string("abcd\0", 5))->detectEncoding(&page), 0);
+    EXPECT_EQ(page, 0u);
 }
 
 TEST(TextReader, PairsStraddlingRefillsAndSingleUnits) {

@@ -3,12 +3,17 @@
 // against the calculation run in this process and against varometrics.
 #include <gtest/gtest.h>
 
+#include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <map>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "app/report_run.h"
@@ -216,6 +221,24 @@ TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
     }
 }
 
+// An input that keeps its thread waiting does not hold up the next: while
+// one thread waits for the first pipe's writer, another opens the second.
+TEST_F(Varoreport, InputsAreOpenedOnSeveralThreadsAtOnce) {
+    const std::string first = dir_ / "first", second = dir_ / "second";
+    ASSERT_EQ(::mkfifo(first.c_str(), 0644) | ::mkfifo(second.c_str(), 0644), 0);
+    std::thread writer([&] {
+        int fd = -1;  // opens at once when the run reads the pipe already
+        for (int tries = 0; fd < 0 && tries < 200; ++tries)
+            if ((fd = ::open(second.c_str(), O_WRONLY | O_NONBLOCK)) < 0) usleep(100000);
+        EXPECT_GE(fd, 0) << "the second input waited for the first";
+        ::close(fd);
+        ::close(::open(first.c_str(), O_WRONLY));  // both empty, so both fail
+        if (fd < 0) ::close(::open(second.c_str(), O_WRONLY));
+    });
+    EXPECT_EQ(report("-q -j 2 first second").status, 1);
+    writer.join();
+}
+
 TEST_F(Varoreport, StandardInputAndOutputFile) {
     const std::string file = VARO_SOURCE_DIR "/examples/sample.ris";
     const vt::Run named = report("--year 2026 -f papers '" + file + "'");
@@ -239,6 +262,30 @@ TEST_F(Varoreport, UsageErrorsExitTwoAndWriteNothing) {
         EXPECT_EQ(result.out, "") << args;
         EXPECT_NE(result.err.find("Usage: varoreport"), std::string::npos) << args;
     }
+}
+
+// No memory for the list of inputs: the run ends before any option is read
+// (the version would exit 0) with a message and the status of a usage error.
+TEST_F(Varoreport, NoMemoryForTheInputListExitsTwo) {
+#if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
+    GTEST_SKIP() << "a sanitizer's shadow memory does not fit under a data limit";
+#endif
+    std::vector<char*> argv(100000, const_cast<char*>("-V"));  // a list of 800 kB
+    argv[0] = const_cast<char*>(VARO_EXE);
+    argv.push_back(nullptr);
+    const std::string err = dir_ / "err";
+    const pid_t pid = fork();
+    if (pid == 0) {
+        const rlimit limit{512 << 10, 512 << 10};  // enough to start, not for the list
+        setenv("TMPDIR", dir_.path.c_str(), 1);  // the log file lives here
+        if (dup2(::open(err.c_str(), O_WRONLY | O_CREAT, 0644), 2) == 2 && setrlimit(RLIMIT_DATA, &limit) == 0)
+            execv(VARO_EXE, argv.data());
+        _exit(127);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(pid, &status, 0), pid);
+    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2);
+    EXPECT_EQ(vt::slurp(err), "varoreport: out of memory\n");
 }
 
 // The odd-count median is the middle paper's count times ten, also when that
