@@ -43,6 +43,17 @@ inline const char16_t* findUnitOrZero(const char16_t* p, const char16_t* end, ch
         if (mask != 0) return p + __builtin_ctz(unsigned(mask));
         p += 16;
     }
+    // Other units are compared as they are, eight at a time.
+    const __m128i unitA = _mm_set1_epi16(short(a));
+    const __m128i unitB = _mm_set1_epi16(short(b));
+    while (!ascii && end - p >= 8) {
+        const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const __m128i hits = _mm_or_si128(_mm_or_si128(_mm_cmpeq_epi16(units, unitA), _mm_cmpeq_epi16(units, unitB)),
+                                          _mm_cmpeq_epi16(units, zero));
+        const int mask = _mm_movemask_epi8(hits);
+        if (mask != 0) return p + __builtin_ctz(unsigned(mask)) / 2;
+        p += 8;
+    }
 #else
     (void)end;
 #endif

@@ -3,6 +3,7 @@
 #include <cstring>
 #include <new>
 
+#include "foundation/unit_scan.h"
 #include "import/note_scanner.h"
 #include "metrics/publication.h"
 
@@ -80,17 +81,17 @@ bool storeSigned(int32_t& field, const char16_t* value, uint32_t& mask, uint32_t
     return true;
 }
 
-bool containsWhiteSpace(const char16_t* text) noexcept {
-    for (; *text != 0; ++text)
-        if (isAsciiWhiteSpace(*text)) return true;
-    return false;
-}
-
 uint32_t textLength(const char16_t* text) noexcept {
     uint32_t n = 0;
     while (text[n] != 0) ++n;
     return n;
 }
+
+// One piece of an author list: trimmed, zero-terminated, with its length.
+struct Piece {
+    char16_t* text;
+    uint32_t length;
+};
 
 // Bounded output of the author list handlers: every copy stops at the end,
 // so an over-long result is cut rather than overflowing.
@@ -109,6 +110,9 @@ struct BoundedText {
     }
     void putReversed(const char16_t* name, char16_t separator) noexcept {
         length += reverseName(name, textLength(name), separator, tail(), room() + 1);
+    }
+    void putReversed(const Piece& piece, char16_t separator) noexcept {
+        length += reverseName(piece.text, piece.length, separator, tail(), room() + 1);
     }
 };
 
@@ -131,18 +135,23 @@ private:
     char16_t* data_;
 };
 
-// Splits text in place at every occurrence of separator into at most
-// kMaxAuthorPieces pieces; the last piece keeps the rest of the text.
-uint32_t splitPieces(char16_t* text, char16_t separator, char16_t** pieces) noexcept {
+// Splits text in place at every separator into at most kMaxAuthorPieces
+// pieces (the last keeps the rest of the text) and trims every piece; text
+// ends (with its zero) at end and holds no other zero.
+uint32_t splitTrimmedPieces(char16_t* text, const char16_t* end, char16_t separator, Piece* pieces) noexcept {
     uint32_t count = 0;
-    pieces[count++] = text;
-    for (char16_t* p = text; *p != 0 && count < kMaxAuthorPieces; ++p) {
-        if (*p == separator) {
-            *p = 0;
-            pieces[count++] = p + 1;
-        }
+    for (char16_t* start = text;;) {
+        char16_t* stop = count + 1 < kMaxAuthorPieces ? findUnitOrZero(start, end, separator, separator)
+                                                      : const_cast<char16_t*>(end);
+        while (start < stop && isAsciiWhiteSpace(*start)) ++start;
+        uint32_t n = uint32_t(stop - start);
+        while (n > 0 && isAsciiWhiteSpace(start[n - 1])) --n;
+        const bool last = stop == end;
+        start[n] = 0;
+        pieces[count++] = {start, n};
+        if (last) return count;
+        start = stop + 1;
     }
-    return count;
 }
 
 // Joined author text goes to Authors with ", " as separator; bit 1 tells
@@ -390,14 +399,9 @@ bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     uint32_t length = 0;
     char16_t* text = trimValue(value, &length);
     if (length == 0) return false;
-    char16_t* pieces[kMaxAuthorPieces];
-    uint32_t count = splitPieces(text, u';', pieces);
-    while (count > 0) {
-        uint32_t pieceLength = 0;
-        pieces[count - 1] = trimValue(pieces[count - 1], &pieceLength);
-        if (pieceLength != 0) break;
-        --count;
-    }
+    Piece pieces[kMaxAuthorPieces];
+    uint32_t count = splitTrimmedPieces(text, text + length, u';', pieces);
+    while (count > 0 && pieces[count - 1].length == 0) --count;
     const uint32_t capacity = length + 1 + 2 * count;
     ScratchText buffer(capacity);
     if (buffer.data() == nullptr) return false;
@@ -405,7 +409,7 @@ bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     buffer.data()[0] = 0;
     for (uint32_t i = 0; i < count; ++i) {
         if (i > 0) joined.put(u", ", 2);
-        joined.putReversed(trimValue(pieces[i]), u',');
+        joined.putReversed(pieces[i], u',');
     }
     appendAuthors(pub, joined, mask);
     return true;
@@ -416,9 +420,13 @@ bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
 // blank are whole names, otherwise a piece and the next form one name.
 bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     const uint32_t length = textLength(value);
-    char16_t* pieces[kMaxAuthorPieces];
-    const uint32_t count = splitPieces(value, u',', pieces);
-    for (uint32_t i = 0; i < count; ++i) pieces[i] = trimValue(pieces[i]);
+    Piece pieces[kMaxAuthorPieces];
+    const uint32_t count = splitTrimmedPieces(value, value + length, u',', pieces);
+    bool blank[kMaxAuthorPieces];
+    for (uint32_t i = 0; i < count; ++i) {
+        blank[i] = false;
+        for (uint32_t k = 0; k < pieces[i].length && !blank[i]; ++k) blank[i] = isAsciiWhiteSpace(pieces[i].text[k]);
+    }
     const uint32_t capacity = length + 1 + 2 * count;
     ScratchText buffer(capacity);
     if (buffer.data() == nullptr) return false;
@@ -427,13 +435,13 @@ bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     for (uint32_t i = 0; i < count;) {
         if (i > 0) joined.put(u", ", 2);
         const bool last = i + 1 == count;
-        if (!last && containsWhiteSpace(pieces[i]) && containsWhiteSpace(pieces[i + 1])) {
+        if (!last && blank[i] && blank[i + 1]) {
             joined.putReversed(pieces[i], u' ');
             i += 1;
         } else if (!last) {
-            joined.put(pieces[i + 1], textLength(pieces[i + 1]));
+            joined.put(pieces[i + 1].text, pieces[i + 1].length);
             joined.put(u" ", 1);
-            joined.put(pieces[i], textLength(pieces[i]));
+            joined.put(pieces[i].text, pieces[i].length);
             i += 2;
         } else {
             joined.putReversed(pieces[i], u' ');

@@ -20,7 +20,7 @@ const char16_t* findReference(const char16_t* p, char16_t a, char16_t b) {
 TEST(UnitScan, FindsTheFirstStopOrTheEnd) {
     for (uint32_t length = 0; length <= kLongest; ++length) {
         for (uint32_t at = 0; at <= length; ++at) {
-            for (const char16_t stop : {u',', u'"', char16_t(0)}) {
+            for (const char16_t stop : {u',', u'"', char16_t(0xFF0C), char16_t(0)}) {
                 // Exactly length + 1 units on the heap, so that AddressSanitizer
                 // sees any read past the terminator.
                 auto text = std::make_unique<char16_t[]>(length + 1);
@@ -32,6 +32,8 @@ TEST(UnitScan, FindsTheFirstStopOrTheEnd) {
                 text[length] = 0;
                 const char16_t* end = text.get() + length;
                 EXPECT_EQ(findUnitOrZero(text.get(), end, u',', u'"'), findReference(text.get(), u',', u'"'))
+                    << "length " << length << " at " << at << " stop " << int(stop);
+                EXPECT_EQ(findUnitOrZero(text.get(), end, 0xFF0C, 0xFF0C), findReference(text.get(), 0xFF0C, 0xFF0C))
                     << "length " << length << " at " << at << " stop " << int(stop);
             }
         }
