@@ -50,11 +50,11 @@ ResultCode runMetricsJob(const char* inputPath, const char* outputArgument) noex
     const char* const inputName = isAbsentOrEmpty(inputPath) ? "<stdin>" : inputPath;
     const char* const outputName = isAbsentOrEmpty(outputArgument) ? "<stdout>" : outputArgument;
 
-    // The calculation and the reports read numbers only, so no text of a
-    // record is kept once the record is imported (and most are never
-    // stored): memory grows by little more than the numbers.
+    // The calculation and the reports read numbers only, so of a record
+    // only its numbers are kept once it is imported (and most texts are
+    // never stored): memory grows by the numbers and the calculation's room.
     VroPublicationList publications;
-    publications.retainTexts(0);
+    publications.keepNumbersOnly();
     XpString filterName;
     ResultCode rc = importPublications(inputPath, publications, nullptr, filterName, nullptr);
     publications.endImport();

@@ -153,10 +153,14 @@ struct PaperInput {
 // The compact copy: entries and per-paper arrays, in one allocation.
 class Work {
 public:
-    explicit Work(uint32_t n) noexcept : n_(n) {
-        const size_t bytes = size_t(n) * (2 * sizeof(Entry) + sizeof(PaperInput) + 2 * sizeof(VroPublication*) +
-                                          4 * sizeof(uint32_t) + sizeof(uint8_t)) + 1;
-        block_ = static_cast<unsigned char*>(std::malloc(bytes));
+    static constexpr size_t kBytesPerPaper =
+        2 * sizeof(Entry) + sizeof(PaperInput) + 2 * sizeof(VroPublication*) + 4 * sizeof(uint32_t) + sizeof(uint8_t);
+    static_assert(kBytesPerPaper <= kCalculationRoomPerPublication, "a list of numbers only reserves enough");
+
+    // room, when given, holds n * kBytesPerPaper + 1 bytes and stays the caller's.
+    Work(uint32_t n, unsigned char* room) noexcept : n_(n) {
+        block_ = room != nullptr ? room : static_cast<unsigned char*>(std::malloc(size_t(n) * kBytesPerPaper + 1));
+        owned_ = room == nullptr;
         if (block_ == nullptr) return;
         unsigned char* p = block_;
         entries = take<Entry>(p);
@@ -170,7 +174,9 @@ public:
         age = take<int32_t>(p);
         inHCore = take<uint8_t>(p);
     }
-    ~Work() { std::free(block_); }
+    ~Work() {
+        if (owned_) std::free(block_);
+    }
     Work(const Work&) = delete;
     Work& operator=(const Work&) = delete;
     bool ok() const noexcept { return block_ != nullptr; }
@@ -185,6 +191,48 @@ public:
     uint32_t* citesPerYear100 = nullptr;
     int32_t* age = nullptr;
     uint8_t* inHCore = nullptr;
+
+    // Paper i's numbers into the copy, from a record or a list's numbers.
+    template <class Paper>
+    void load(uint32_t i, const Paper& p) noexcept {
+        entries[i] = {p.Cites, p.Rank, i, p.Use >= 1 ? 1u : 0u};
+        input[i] = {p.ECC, p.Year, p.authorCount, 0};
+        sc100[i] = p.sc100;
+        citesPerAuthor[i] = p.citesPerAuthor;
+        citesPerYear100[i] = p.citesPerYear100;
+        age[i] = p.age;
+        inHCore[i] = 0;
+    }
+    // The h-core bit and the derived values back into paper i.
+    template <class Paper>
+    void store(uint32_t i, Paper& p) const noexcept {
+        p.status = (p.status & ~kStatusInHCore) | (inHCore[i] ? kStatusInHCore : 0u);
+        p.sc100 = sc100[i];
+        p.citesPerAuthor = citesPerAuthor[i];
+        p.citesPerYear100 = citesPerYear100[i];
+        p.age = age[i];
+    }
+    // Puts the papers in the entries' order, in place, cycle by cycle; the
+    // h-core bits (stored already) make room for the marks.
+    template <class Paper>
+    void permute(Paper* papers) noexcept {
+        uint8_t* const done = inHCore;
+        std::memset(done, 0, n_);
+        for (uint32_t start = 0; start < n_; ++start) {
+            if (done[start]) continue;
+            const Paper first = papers[start];
+            for (uint32_t j = start;;) {
+                done[j] = 1;
+                const uint32_t k = entries[j].paper;
+                if (k == start) {
+                    papers[j] = first;
+                    break;
+                }
+                papers[j] = papers[k];
+                j = k;
+            }
+        }
+    }
 
     // Re-keys the entries, kept in their current order, from one array.
     template <class Value>
@@ -201,6 +249,7 @@ private:
     }
     uint32_t n_;
     unsigned char* block_ = nullptr;
+    bool owned_ = true;
 };
 
 // Step 7 on the entries in citation order.
@@ -256,10 +305,15 @@ uint32_t rankIndex(const Entry* entries, uint32_t count, Reaches reaches) {
 void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
                     int64_t now) noexcept {
     if (metrics == nullptr) return;
+    // A list of numbers only has its import ended here and holds the room
+    // for the working copy itself.
+    const bool numbersOnly = list.keepsNumbersOnly();
+    if (numbersOnly) list.endImport();
+    VroPublicationNumbers* const numbers = numbersOnly ? list.numbers() : nullptr;
     const uint32_t count = list.count();
-    Work work(count);
+    Work work(count, numbersOnly ? list.calculationRoom() : nullptr);
     bool complete = work.ok();
-    for (uint32_t i = 0; complete && i < count; ++i) complete = list.at(i) != nullptr;
+    for (uint32_t i = 0; complete && !numbersOnly && i < count; ++i) complete = list.at(i) != nullptr;
     if (!complete) {
         computeMetricsOnRecords(list, metrics, options, now);
         return;
@@ -278,15 +332,13 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
     // The copy, in list order; records lie in memory in the order they were
     // added, so this pass reads them front to back.
     for (uint32_t i = 0; i < count; ++i) {
-        VroPublication* p = list.at(i);
-        work.publications[i] = p;
-        work.entries[i] = {p->Cites, p->Rank, i, p->Use >= 1 ? 1u : 0u};
-        work.input[i] = {p->ECC, p->Year, p->authorCount, 0};
-        work.sc100[i] = p->sc100;
-        work.citesPerAuthor[i] = p->citesPerAuthor;
-        work.citesPerYear100[i] = p->citesPerYear100;
-        work.age[i] = p->age;
-        work.inHCore[i] = 0;
+        if (numbers != nullptr) {
+            work.publications[i] = nullptr;
+            work.load(i, numbers[i]);
+        } else {
+            work.publications[i] = list.at(i);
+            work.load(i, *work.publications[i]);
+        }
     }
 
     sortEntries(work.entries, count, work.scratch, CitesRisingLargerRankFirst{});
@@ -413,15 +465,13 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
 
     // Back into the records: every inHCore bit, and the derived values
     // (unchanged for unused papers, whose copies were never rewritten).
-    for (uint32_t i = 0; i < count; ++i) {
-        VroPublication* p = work.publications[i];
-        p->status = (p->status & ~kStatusInHCore) | (work.inHCore[i] ? kStatusInHCore : 0u);
-        p->sc100 = work.sc100[i];
-        p->citesPerAuthor = work.citesPerAuthor[i];
-        p->citesPerYear100 = work.citesPerYear100[i];
-        p->age = work.age[i];
+    if (numbers != nullptr) {
+        for (uint32_t i = 0; i < count; ++i) work.store(i, numbers[i]);
+        work.permute(numbers);
+    } else {
+        for (uint32_t i = 0; i < count; ++i) work.store(i, *work.publications[i]);
+        for (uint32_t i = 0; i < count; ++i) work.ordered[i] = work.publications[work.entries[i].paper];
+        list.setOrder(work.ordered);
     }
-    for (uint32_t i = 0; i < count; ++i) work.ordered[i] = work.publications[work.entries[i].paper];
-    list.setOrder(work.ordered);
     list.sortKey = kSortKeyRank;
 }

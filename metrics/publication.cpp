@@ -313,6 +313,7 @@ void* VroPublicationList::placeForPublication() noexcept {
 }
 
 VroPublication* VroPublicationList::add() noexcept {
+    if (numbersOnly_) return addNumbersOnly();
     void* place = placeForPublication();
     if (place == nullptr) return nullptr;
     auto* publication = new (place) VroPublication();
@@ -333,7 +334,7 @@ int qsortThunk(const void* a, const void* b) {
 }  // namespace
 
 void VroPublicationList::sort(VroPublicationComparator comparator) noexcept {
-    if (comparator == nullptr || count_ < 2) return;
+    if (comparator == nullptr || count_ < 2 || numbersOnly_) return;
     tSortComparator = comparator;
     std::qsort(items_, count_, sizeof(VroPublication*), qsortThunk);
     tSortComparator = nullptr;
@@ -368,7 +369,7 @@ int recordThunk(const VroPublication* a, const VroPublication* b) {
 }  // namespace
 
 void VroPublicationList::sortByKey(VroPublicationKey key, VroSortDirection direction, VroRankTies ties) noexcept {
-    if (key == nullptr || count_ < 2) return;
+    if (key == nullptr || count_ < 2 || numbersOnly_) return;
     tDirection = direction;
     tTies = ties;
     auto* entries = static_cast<SortEntry*>(std::malloc(size_t(count_) * sizeof(SortEntry)));
@@ -384,17 +385,78 @@ void VroPublicationList::sortByKey(VroPublicationKey key, VroSortDirection direc
 }
 
 void VroPublicationList::setOrder(VroPublication* const* publications) noexcept {
-    if (count_ != 0) std::memcpy(items_, publications, size_t(count_) * sizeof(VroPublication*));
+    if (count_ != 0 && !numbersOnly_) std::memcpy(items_, publications, size_t(count_) * sizeof(VroPublication*));
 }
 
 void VroPublicationList::endImport() noexcept {
+    if (numbersOnly_) {
+        closeNumbersOnly();
+        return;
+    }
     if (open_ != nullptr && retainedTexts_ != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, nullptr);
     open_ = nullptr;
+}
+
+void VroPublicationList::keepNumbersOnly() noexcept {
+    if (count_ != 0) return;
+    numbersOnly_ = true;
+    retainedTexts_ = 0;
+}
+
+// The open publication's numbers go to the end of the numbers; the
+// publication itself goes.
+void VroPublicationList::closeNumbersOnly() noexcept {
+    if (open_ == nullptr) return;
+    const VroPublication& p = *open_;
+    numbers_[count_ - 1] = {p.Rank,  p.Year,  p.Use,   p.age,          p.authorCount,   p.ECC,
+                            p.Cites, p.sc100, p.citesPerAuthor, p.citesPerYear100, p.status};
+    open_->~VroPublication();
+    open_ = nullptr;
+}
+
+// Room for one more publication is made first, so that a publication once
+// handed out can always be closed; the new one takes over the heap storage
+// of the one before.
+VroPublication* VroPublicationList::addNumbersOnly() noexcept {
+    if (count_ >= kMaxPublications) return nullptr;
+    if (count_ + 1 > numbersCapacity_) {
+        const uint32_t wanted = numbersCapacity_ == 0 ? 64 : numbersCapacity_ * 2;
+        void* numbers = std::realloc(numbers_, size_t(wanted) * sizeof(VroPublicationNumbers));
+        if (numbers == nullptr) return nullptr;
+        numbers_ = static_cast<VroPublicationNumbers*>(numbers);
+        // The room holds nothing yet, so it is replaced rather than copied.
+        void* room = std::malloc(size_t(wanted) * kCalculationRoomPerPublication + 1);
+        if (room == nullptr) return nullptr;
+        std::free(room_);
+        room_ = static_cast<unsigned char*>(room);
+        numbersCapacity_ = wanted;
+    }
+    auto* publication = new (places_[nextPlace_]) VroPublication();
+    nextPlace_ ^= 1u;
+    publication->keptTexts = 0;
+    if (open_ != nullptr) {
+        open_->dropTexts(0, publication);
+        closeNumbersOnly();
+    }
+    open_ = publication;
+    ++count_;
+    return publication;
 }
 
 // A publication that add() handed out but could not list is never
 // destroyed; its slab room goes with the slab.
 void VroPublicationList::clear() noexcept {
+    if (numbersOnly_) {
+        if (open_ != nullptr) open_->~VroPublication();
+        open_ = nullptr;
+        std::free(numbers_);
+        std::free(room_);
+        numbers_ = nullptr;
+        room_ = nullptr;
+        numbersCapacity_ = 0;
+        count_ = 0;
+        return;
+    }
     for (uint32_t i = 0; i < count_; ++i) {
         if (items_[i] != nullptr) items_[i]->~VroPublication();
         items_[i] = nullptr;

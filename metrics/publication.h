@@ -20,6 +20,7 @@
 //   comparator itself, so the order does not depend on the sort's stability.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "foundation/result_codes.h"
@@ -140,6 +141,28 @@ private:
     void clearAuthors() noexcept;
 };
 
+// What the calculation reads and writes of a publication: all a list of
+// numbers only (VroPublicationList::keepNumbersOnly) keeps of one whose
+// import has ended.
+struct VroPublicationNumbers {
+    int32_t Rank;
+    int32_t Year;
+    int32_t Use;
+    int32_t age;
+    uint32_t authorCount;
+    uint32_t ECC;
+    uint32_t Cites;
+    uint32_t sc100;
+    uint32_t citesPerAuthor;
+    uint32_t citesPerYear100;
+    uint32_t status;
+};
+
+// Bytes per publication a list of numbers only holds in reserve for the
+// calculation's working copy, so that the calculation needs no memory of its
+// own once the import has succeeded.
+inline constexpr size_t kCalculationRoomPerPublication = 96;
+
 using VroPublicationComparator = int (*)(const VroPublication*, const VroPublication*);
 
 // Keyed orders 1..10 (index 0 is unused: "unsorted").
@@ -180,9 +203,26 @@ public:
     // retained, its other texts go too.
     void endImport() noexcept;
 
+    // Call before the first add(): from then on the list keeps no text and,
+    // of each publication whose import has ended, only its numbers (see
+    // numbers()) and room for the calculation, a fraction of a record's
+    // size. at() then gives only the publication being imported, sort(),
+    // sortByKey() and setOrder() do nothing, and computeMetrics works on the
+    // numbers. add() returns null when the numbers or the room cannot grow.
+    void keepNumbersOnly() noexcept;
+    bool keepsNumbersOnly() const noexcept { return numbersOnly_; }
+    // The numbers of the publications whose import has ended, in list order.
+    VroPublicationNumbers* numbers() noexcept { return numbers_; }
+    uint32_t numbersCount() const noexcept { return open_ != nullptr ? count_ - 1 : count_; }
+    // count() * kCalculationRoomPerPublication bytes at least (or null when empty).
+    unsigned char* calculationRoom() noexcept { return room_; }
+
     uint32_t count() const noexcept { return count_; }
     uint32_t capacity() const noexcept { return capacity_; }
-    VroPublication* at(uint32_t index) const noexcept { return index < count_ ? items_[index] : nullptr; }
+    VroPublication* at(uint32_t index) const noexcept {
+        if (numbersOnly_) return open_ != nullptr && index + 1 == count_ ? open_ : nullptr;
+        return index < count_ ? items_[index] : nullptr;
+    }
 
     int32_t referenceYear = 0;
     uint32_t sortKey = 0;
@@ -203,6 +243,18 @@ private:
     uint32_t retainedTexts_ = 0xFFFFFFFFu;
     // The publication whose import is under way: the last one added.
     VroPublication* open_ = nullptr;
+
+    // Numbers only: the closed publications' numbers and the calculation's
+    // room, both with room for numbersCapacity_ publications, and two places
+    // the open publication takes in turn.
+    VroPublication* addNumbersOnly() noexcept;
+    void closeNumbersOnly() noexcept;
+    bool numbersOnly_ = false;
+    VroPublicationNumbers* numbers_ = nullptr;
+    unsigned char* room_ = nullptr;
+    uint32_t numbersCapacity_ = 0;
+    uint32_t nextPlace_ = 0;
+    alignas(VroPublication) unsigned char places_[2][sizeof(VroPublication)];
 };
 
 // Largest number of list slots.
