@@ -265,10 +265,10 @@ ResultCode htmlTail(XpTextWriter* out) noexcept { return writeHtmlFoot(out); }
 }  // namespace
 
 const VroReportFormat kReportFormats[kReportFormatCount] = {
-    {"csv", csvHead, csvInput, csvFailure, nullptr, 0},
-    {"json", nullptr, jsonInput, jsonFailure, nullptr, 0},
-    {"papers", papersHead, papersInput, papersFailure, nullptr, kFieldTitle},
-    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, kFieldTitle},
+    {"csv", csvHead, csvInput, csvFailure, nullptr, false},
+    {"json", nullptr, jsonInput, jsonFailure, nullptr, false},
+    {"papers", papersHead, papersInput, papersFailure, nullptr, true},
+    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true},
 };
 
 const VroReportFormat* findReportFormat(const char* name) noexcept {

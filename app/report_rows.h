@@ -44,9 +44,10 @@ struct VroReportFormat {
                              const VroMetrics& metrics, XpTextWriter* out) noexcept;
     ResultCode (*writeFailure)(const char16_t* label, const char* message, XpTextWriter* out) noexcept;
     ResultCode (*writeTail)(XpTextWriter* out) noexcept;  // may be null
-    // The texts of a publication the rows read (VroFieldBit bits); the import
-    // keeps no other.
-    uint32_t textsRead;
+    // Whether the rows read the publications themselves (then of their texts
+    // just the title is kept); otherwise they read only how many there are,
+    // and the import keeps numbers only.
+    bool readsPapers;
 };
 
 inline constexpr uint32_t kReportFormatCount = 4;

@@ -62,7 +62,10 @@ struct Shared {
 
 void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
     VroPublicationList list;
-    list.retainTexts(run.format->textsRead);
+    if (run.format->readsPapers)
+        list.retainTexts(kFieldTitle);
+    else
+        list.keepNumbersOnly();
     XpString filterName;
     ResultCode rc = input.failure;
     if (rc == kResultOk) rc = importPublications(input.path.c_str(), list, nullptr, filterName, nullptr);
