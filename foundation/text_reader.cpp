@@ -297,14 +297,12 @@ XpTextReader::AsciiRun XpTextReader::copyAsciiRun(XpString16& line, uint32_t max
     const uint32_t available = endPos_ - readPos_;
     if (room > available) room = available;
     if (room == 0 || line.grow(room + kAsciiCopySlack) != kResultOk) return AsciiRun::kNoRoom;
-    const uint8_t* in = buffer_ + readPos_;
     // The run ends after the terminator, before the first byte of 0x80 or
-    // more, or at the room; a terminator outside ASCII never ends it.
-    uint32_t span = room;
-    const void* found = terminator < 0x80 ? std::memchr(in, int(terminator), room) : nullptr;
-    if (found != nullptr) span = uint32_t(static_cast<const uint8_t*>(found) - in) + 1;
-    const uint32_t n = copyAsciiPrefix(in, span, line.end());
-    const bool ended = found != nullptr && n == span;
+    // more, or at the room; a terminator outside ASCII never ends it, and
+    // 0x80 (no ASCII byte) stands for it.
+    const uint8_t stop = terminator < 0x80 ? uint8_t(terminator) : uint8_t(0x80);
+    bool ended = false;
+    const uint32_t n = copyAsciiLine(buffer_ + readPos_, room, line.end(), stop, &ended);
     readPos_ += n;
     line.commitAppended(n);
     return ended ? AsciiRun::kEnded : AsciiRun::kCopied;

@@ -5,14 +5,13 @@
 // - findUnitOrZero(p, end, a, b) returns the first unit at or after p that is
 //   a, b or zero. end must point at a zero unit at or after p; the scan never
 //   reads past it.
-// - copyAsciiPrefix(in, size, out) copies bytes below 0x80 from in to out as
-//   units, stopping before the first byte of 0x80 or more or after size
-//   bytes, and returns how many it copied. It reads up to
+// - copyAsciiLine(in, size, out, stop, &ended) copies bytes below 0x80 from
+//   in to out as units, stopping before the first byte of 0x80 or more, after
+//   size bytes, or after the first byte equal to stop (when stop is below
+//   0x80; then ended is set), and returns how many it copied. It reads up to
 //   kAsciiCopySlack bytes past in + size and writes up to kAsciiCopySlack
 //   units past out + size (whatever it likes there), so both must have that
 //   much room beyond size.
-// - copyAsciiLine(in, size, out, stop, &ended) also ends the copy after the
-//   first byte equal to stop (which must be ASCII) and sets ended then.
 #pragma once
 
 #include <cstddef>
@@ -99,29 +98,6 @@ inline uint32_t copyAsciiLine(const uint8_t* in, uint32_t size, char16_t* out, u
             return n + 1;
         }
     }
-    return n;
-#endif
-}
-
-inline uint32_t copyAsciiPrefix(const uint8_t* in, uint32_t size, char16_t* out) noexcept {
-#if defined(__SSE2__)
-    const __m128i zero = _mm_setzero_si128();
-    uint32_t n = 0;
-    while (n < size) {
-        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + n));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + n), _mm_unpacklo_epi8(bytes, zero));
-        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + n + 8), _mm_unpackhi_epi8(bytes, zero));
-        const int high = _mm_movemask_epi8(bytes);
-        if (high != 0) {
-            n += uint32_t(__builtin_ctz(unsigned(high)));
-            break;
-        }
-        n += 16;
-    }
-    return n < size ? n : size;
-#else
-    uint32_t n = 0;
-    for (; n < size && in[n] < 0x80; ++n) out[n] = in[n];
     return n;
 #endif
 }
