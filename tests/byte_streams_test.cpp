@@ -103,9 +103,20 @@ TEST_F(ByteStreams, OnlyOwnedHandlesAreClosed) {
     EXPECT_FALSE(isOpen(fds[1]));
     stream_.reset();
     EXPECT_FALSE(isOpen(fds[0]));
+    // The same with stdio: another stream closes an owned one; the same one again stays.
+    XpHolder<XpStdioStream> stdio;
+    ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);
+    ASSERT_EQ(pipe(fds), 0);
+    ASSERT_EQ(stdio->attach(fdopen(fds[0], "r"), nullptr, true), kResultOk);
+    FILE* second = fdopen(fds[1], "w");
+    ASSERT_EQ(stdio->attach(second, nullptr, true), kResultOk);
+    EXPECT_FALSE(isOpen(fds[0]));
+    ASSERT_EQ(stdio->attach(second, nullptr, true), kResultOk);
+    EXPECT_TRUE(isOpen(fds[1]));
+    stdio.reset();
+    EXPECT_FALSE(isOpen(fds[1]));
     ASSERT_EQ(XpFileStream::create(&stream_), kResultOk);
     EXPECT_EQ(stream_->attach(-1, "x", true), kErrInvalidArgument);
-    XpHolder<XpStdioStream> stdio;
     ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);
     EXPECT_EQ(stdio->attach(nullptr, "x", true), kErrInvalidArgument);
 }

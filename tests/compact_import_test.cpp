@@ -82,6 +82,25 @@ TEST(CompactCalculation, AgreesWithTheCalculationOverRecords) {
     }
 }
 
+TEST(CompactCalculation, BothFormsCountAPaperExactlyAtTheHaBound) {
+    // Per-year values 250, 150 and 50: the second paper sits on 100 k - 50.
+    void (*const calculations[])(VroPublicationList&, VroMetrics*, const MetricsCalcOptions*, int64_t) noexcept = {
+        computeMetrics, computeMetricsOnRecords};
+    for (const auto calculate : calculations) {
+        VroPublicationList list;
+        for (const uint32_t cites : {5u, 3u, 1u}) {
+            VroPublication* p = list.add();
+            p->Cites = p->ECC = cites;
+            p->Use = 1;
+            p->Year = 2024;  // two years old in the year of the run
+            p->Rank = int32_t(list.count());
+        }
+        VroMetrics m;
+        calculate(list, &m, nullptr, 1781524800);
+        EXPECT_EQ(m.hAIndex, 2u);
+    }
+}
+
 TEST(RetainedTexts, DroppedOnceTheNextRecordStartsTitleAndAuthorCountKept) {
     VroPublicationList list;
     list.retainTexts(kFieldTitle);

@@ -110,6 +110,10 @@ std::u16string reversed(const std::u16string& name, char16_t separator, uint32_t
 TEST(FieldHandlers, NameReversalIsCutAtTheRoom) {
     EXPECT_EQ(reversed(u"A, B, C", u','), u"C A, B");        // the last separator counts
     EXPECT_EQ(reversed(u"Smith, John", u',', 6), u"John ");  // cut at the room
+    // Only the given length counts, even when white space follows it.
+    const std::u16string longer = u"Doe,  X";
+    char16_t out[16];
+    EXPECT_EQ(reverseName(longer.data(), 5, u',', out, 16), 3u);
 }
 
 TEST(NoteScanner, PatternsAsInTestsDataNotes) {

@@ -69,6 +69,7 @@ TEST(HtmlPage, SectionEscapesTitlesAndShowsEveryUsedPaperAndScaledValue) {
     computeMetrics(list, &m, nullptr, 0);
     m.a100 = 531;          // shown with two decimals whatever the calculation said
     m.hCoverage1000 = 45;  // three decimals
+    m.medianCitesPerPaper10 = 53;  // one
     m.authorsPerPaperMode = kNoMode;
     const std::string page = written([&](XpTextWriter* w) {
         return writeHtmlSection(w, VroHtmlSection{u"a&b<c>.ris", "RIS", &list, &m});
@@ -81,9 +82,25 @@ TEST(HtmlPage, SectionEscapesTitlesAndShowsEveryUsedPaperAndScaledValue) {
                              "\"year_first\" data-raw=\"2101\">2101<", "class=\"h-marker\" data-rank=\"2\"",
                              // a marker's label stands right of its line, or left of it near the right edge
                              "x=\"444\" y=\"33\" text-anchor=\"start\">h = 2<",
-                             "x=\"620\" y=\"49\" text-anchor=\"end\">g = 3<"})
+                             "x=\"620\" y=\"49\" text-anchor=\"end\">g = 3<",
+                             "\"cites_per_paper_median_10\" data-raw=\"53\">5.3<",
+                             "text-anchor=\"end\">0</text>",  // a linear axis labels its zero
+                             "Mid-grey bars"})
         EXPECT_NE(page.find(part), std::string::npos) << part;
     size_t bars = 0;
     for (size_t at = 0; (at = page.find("<rect class=\"paper", at)) != std::string::npos; ++at) ++bars;
     EXPECT_EQ(bars, 3u);  // the unused paper has no bar
+
+    // With g equal to h there is no rest of the g-core to explain.
+    VroPublicationList one;
+    VroPublication* only = one.add();
+    ASSERT_NE(only, nullptr);
+    only->Cites = 1;
+    only->Use = 1;
+    computeMetrics(one, &m, nullptr, 0);
+    const std::string single = written([&](XpTextWriter* w) {
+        return writeHtmlSection(w, VroHtmlSection{u"one", "RIS", &one, &m});
+    });
+    EXPECT_NE(single.find("class=\"g-marker\""), std::string::npos);
+    EXPECT_EQ(single.find("Mid-grey bars"), std::string::npos);
 }

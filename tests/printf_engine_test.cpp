@@ -123,6 +123,7 @@ TEST(PrintfEngine, CharactersStringsPointersAndOthers) {
     EXPECT_EQ(fmtUnchecked("[%zs]", static_cast<void*>(nullptr)), "[CFStringRef]");
     EXPECT_EQ(fmt("%p %p 100%%", reinterpret_cast<void*>(0x1234), static_cast<void*>(nullptr)), "0x1234 0x0 100%");
     EXPECT_EQ(fmtUnchecked("a%yb%"), "a%yb%");  // not conversions: written back
+    EXPECT_EQ(fmtUnchecked("a%\xE9" "b"), "a%\xE9" "b");  // nor a byte above ASCII
 }
 
 TEST(PrintfEngine, CountAndErrnoText) {

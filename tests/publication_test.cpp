@@ -117,6 +117,10 @@ TEST(Publication, OrdersBreakTiesByRankAndReadDifferencesAsSigned) {
     EXPECT_EQ(ranks(), "4312");
     list.sortByKey(cites, VroSortDirection::falling, VroRankTies::smallerFirst);
     EXPECT_EQ(ranks(), "2134");
+    VroPublicationList two;  // the shortest list that can be out of order
+    for (const int32_t rank : {2, 1}) two.add()->Rank = rank;
+    two.sort(kAscendingOrders[kSortKeyRank]);
+    EXPECT_EQ(two.at(0)->Rank, 1);
 }
 
 }  // namespace
