@@ -89,6 +89,7 @@ TEST_F(ByteStreams, StandardPathsBorrowStandardDescriptors) {
     XpHolder<XpStdioStream> stdio;
     ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);
     ASSERT_EQ(stdio->attach(stdout, nullptr, false), kResultOk);
+    EXPECT_STREQ(stdio->name(), "<stdout>");
     stdio.reset();  // the last reference goes
     EXPECT_TRUE(isOpen(1));
 }
@@ -115,6 +116,11 @@ TEST_F(ByteStreams, OnlyOwnedHandlesAreClosed) {
     EXPECT_TRUE(isOpen(fds[1]));
     stdio.reset();
     EXPECT_FALSE(isOpen(fds[1]));
+    ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);
+    ASSERT_EQ(stdio->attach(std::tmpfile(), nullptr, true), kResultOk);
+    int64_t at = -1;
+    EXPECT_EQ(stdio->seek(3, kSeekStart, &at), kResultOk);
+    EXPECT_EQ(at, 3);
     ASSERT_EQ(XpFileStream::create(&stream_), kResultOk);
     EXPECT_EQ(stream_->attach(-1, "x", true), kErrInvalidArgument);
     ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);

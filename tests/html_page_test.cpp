@@ -85,7 +85,8 @@ TEST(HtmlPage, SectionEscapesTitlesAndShowsEveryUsedPaperAndScaledValue) {
                              "x=\"620\" y=\"49\" text-anchor=\"end\">g = 3<",
                              "\"cites_per_paper_median_10\" data-raw=\"53\">5.3<",
                              "text-anchor=\"end\">0</text>",  // a linear axis labels its zero
-                             "Mid-grey bars"})
+                             "Mid-grey bars", "data-year=\"2101\" data-papers=\"3\"",  // one year, three papers
+                             "y=\"296\" text-anchor=\"middle\">2101<"})
         EXPECT_NE(page.find(part), std::string::npos) << part;
     size_t bars = 0;
     for (size_t at = 0; (at = page.find("<rect class=\"paper", at)) != std::string::npos; ++at) ++bars;

@@ -122,6 +122,9 @@ TEST_F(Varoreport, EveryFieldOfGoldenExportsIsTheCalculatedRecord) {
     const vt::Run result = report("-q --year 2026 -j 3 " + joined(files));
     EXPECT_EQ(result.status, 0) << result.err;
     expectRowsMatchCalculation(result.out, files, julyFirstUtc(2026));
+    // Century years: 1900 and 2200 are no leap years.
+    EXPECT_EQ(julyFirstUtc(1900), -2193350400);
+    EXPECT_EQ(julyFirstUtc(2200), 7273756800);
 }
 
 TEST_F(Varoreport, EveryFieldOfRealExportsIsTheCalculatedRecord) {
