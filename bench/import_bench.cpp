@@ -16,7 +16,7 @@
 
 #include "foundation/strings.h"
 #include "import/import_driver.h"
-#include "metrics/publication.h"
+#include "model/publication.h"
 
 namespace {
 
@@ -34,7 +34,7 @@ const Layout kLayouts[] = {
      "JO  - Journal of Imaginary Metrics\nPY  - %d\nVL  - 12\nIS  - 3\nSP  - 201\nEP  - 219\n"
      "DO  - 10.1000/example.%d\nN1  - Export Date: 1 May 2020; Cited By: %d\n"
      "AB  - An abstract long enough to look like one, written for record %d of the benchmark.\nER  - \n\n"},
-    {"isi-tagged", "FN Example Export Service\nVR 1.0\n",
+    {"wos-tagged", "FN Example Export Service\nVR 1.0\n",
      "PT J\nAU Varga, I\n   Moreau, P\n   Osei, K\nTI On the measurement of things number %d\n"
      "   in a field of study\nSO JOURNAL OF IMAGINARY METRICS\nPY %d\nVL 12\nIS 3\nBP 201\nEP 219\n"
      "DI 10.1000/example.%d\nTC %d\nAB An abstract long enough to look like one, written for record %d.\nER\n\n"},

@@ -9,7 +9,7 @@
 #include <random>
 
 #include "metrics/metrics_calc.h"
-#include "metrics/publication.h"
+#include "model/publication.h"
 
 namespace {
 

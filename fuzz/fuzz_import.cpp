@@ -10,9 +10,9 @@
 #include "fuzz/fuzz_support.h"
 #include "import/import_driver.h"
 #include "metrics/metrics_calc.h"
-#include "metrics/metrics_record.h"
-#include "metrics/publication.h"
-#include "metrics/report_writers.h"
+#include "model/metrics_record.h"
+#include "model/publication.h"
+#include "report/report_writers.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     static const int input = memfd_create("fuzz_import", 0);

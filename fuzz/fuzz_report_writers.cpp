@@ -7,8 +7,8 @@
 #include <string>
 
 #include "fuzz/fuzz_support.h"
-#include "metrics/metrics_record.h"
-#include "metrics/report_writers.h"
+#include "model/metrics_record.h"
+#include "report/report_writers.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     VroMetrics metrics;

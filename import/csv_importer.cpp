@@ -6,7 +6,7 @@
 #include "foundation/text_reader.h"
 #include "foundation/unit_scan.h"
 #include "import/field_handlers.h"
-#include "metrics/publication.h"
+#include "model/publication.h"
 
 namespace {
 // Every record starts with its rank known: the line number, or a rank column.

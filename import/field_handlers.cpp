@@ -5,7 +5,7 @@
 
 #include "foundation/unit_scan.h"
 #include "import/note_scanner.h"
-#include "metrics/publication.h"
+#include "model/publication.h"
 
 namespace {
 

@@ -12,7 +12,7 @@
 #include "foundation/text_reader.h"
 #include "import/import_formats.h"
 #include "import/importer.h"
-#include "metrics/publication.h"
+#include "model/publication.h"
 
 namespace {
 

@@ -2,7 +2,7 @@
 #include "import/tagged_importers.h"
 
 #include "import/field_handlers.h"
-#include "metrics/publication.h"
+#include "model/publication.h"
 
 namespace {
 

@@ -10,8 +10,8 @@
 #include <ctime>
 #include <type_traits>
 
-#include "metrics/fixed_point.h"
-#include "metrics/publication.h"
+#include "model/fixed_point.h"
+#include "model/publication.h"
 
 uint32_t roundToUnsigned(double value) noexcept {
     const double r = std::nearbyint(value);

@@ -14,7 +14,7 @@
 
 #include <cstdint>
 
-#include "metrics/metrics_record.h"
+#include "model/metrics_record.h"
 
 class VroPublicationList;
 

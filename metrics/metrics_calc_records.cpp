@@ -10,8 +10,8 @@
 #include <memory>
 #include <new>
 
-#include "metrics/fixed_point.h"
-#include "metrics/publication.h"
+#include "model/fixed_point.h"
+#include "model/publication.h"
 
 namespace {
 

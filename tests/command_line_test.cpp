@@ -1,6 +1,6 @@
 // What the parser makes of accepted command lines; the texts of refused ones,
 // help and version are checked on the built program (tests/data/program).
-#include "app/command_line.h"
+#include "app/varometrics/command_line.h"
 
 #include <gtest/gtest.h>
 
@@ -42,7 +42,7 @@ void parse(Parsed& run, std::vector<std::string> args, const LongOption* table =
 std::string orDash(const char* text) { return text ? text : "-"; }
 
 TEST(CommandLine, OptionsAndPositionalArgumentsAsInTestsData) {
-    for (const std::vector<std::string>& row : vt::tableOf("command-lines.txt")) {
+    for (const std::vector<std::string>& row : vt::tableOf("program/command-lines.txt")) {
         std::vector<std::string> args;
         std::istringstream words(row.at(0));
         for (std::string word; words >> word;) args.push_back(word);

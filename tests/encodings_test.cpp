@@ -26,7 +26,7 @@ std::vector<uint8_t> markOf(charenc* enc) {
     return mark ? std::vector<uint8_t>(mark, mark + length) : std::vector<uint8_t>(length, 0xEE);
 }
 
-// tests/data/encodings/conversions.txt: one conversion per line,
+// tests/data/foundation/encodings/conversions.txt: one conversion per line,
 //   <code page> <operation> <input units in hex> [~] / <room> = <result>
 // where the operation is d8, d16 or d32 (decode bytes into UTF-8, UTF-16 or
 // UTF-32 units), e8, e16 or e32 (encode units of that width into bytes), or
@@ -70,7 +70,7 @@ std::string convert(charenc* enc, const std::string& op, const std::vector<uint3
 
 TEST(Encodings, ConversionCases) {
     int checked = 0;
-    for (const std::string& line : vt::linesOf(vt::slurp(vt::dataPath("encodings/conversions.txt")))) {
+    for (const std::string& line : vt::linesOf(vt::slurp(vt::dataPath("foundation/encodings/conversions.txt")))) {
         if (line.empty() || line[0] == '#') continue;
         std::istringstream words(line.substr(0, line.find('=')));
         uint32_t page = 0, room = 0;
@@ -96,7 +96,7 @@ TEST(Encodings, ConversionCases) {
     EXPECT_GT(checked, 50);
 }
 
-// tests/data/encodings/objects.txt: what each object, name and property answers.
+// tests/data/foundation/encodings/objects.txt: what each object, name and property answers.
 std::string answer(const std::string& kind, const std::string& key) {
     char text[128];
     if (kind == "class" || kind == "pseudo" || kind == "lead") {
@@ -134,7 +134,7 @@ std::string answer(const std::string& kind, const std::string& key) {
 
 TEST(Encodings, ObjectsNamesAndPropertiesAsInTestsData) {
     int checked = 0;
-    for (const std::vector<std::string>& row : vt::tableOf("encodings/objects.txt")) {
+    for (const std::vector<std::string>& row : vt::tableOf("foundation/encodings/objects.txt")) {
         const std::string kind = row.at(0).substr(0, row[0].find(' ')), key = row[0].substr(kind.size() + std::min<size_t>(1, row[0].size() - kind.size()));
         std::string expected = row.at(1);
         for (size_t i = 2; i < row.size(); ++i) expected += " | " + row[i];

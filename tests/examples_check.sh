@@ -2,7 +2,7 @@
 # examples_check.sh PROGRAM EXAMPLES_DIR
 #   Every sample export in EXAMPLES_DIR is listed in its README's table, and
 #   PROGRAM reads each one as the layout and count the table states, writing
-#   a report; together the samples cover all eight layouts.
+#   a report; together the samples cover every layout (at least the eight of the first formats).
 set -euo pipefail
 program=$1 dir=$2
 cd "$dir"
@@ -27,6 +27,6 @@ while IFS='|' read -r file layout count; do
     fi
 done <<<"$rows"
 layouts=$(cut -d'|' -f2 <<<"$rows" | sort -u | wc -l)
-[ "$layouts" -eq 8 ] || { echo "the samples cover $layouts layouts, not 8"; failures=$((failures + 1)); }
+[ "$layouts" -ge 8 ] || { echo "the samples cover $layouts layouts, fewer than 8"; failures=$((failures + 1)); }
 [ $failures -eq 0 ] || exit 1
 echo "$(wc -l <<<"$rows") samples in $layouts layouts read as listed"

@@ -23,7 +23,7 @@ namespace {
 using vt::linesOf;
 using vt::slurp;
 using vt::spill;
-const std::string kSample = VARO_SOURCE_DIR "/examples/sample.ris";
+const std::string kSample = VARO_SOURCE_DIR "/examples/ris.ris";
 const std::string kBom = "\xEF\xBB\xBF";
 
 std::string lastLine(const std::string& text) {

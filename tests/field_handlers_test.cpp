@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "import/note_scanner.h"
-#include "metrics/publication.h"
+#include "model/publication.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -117,7 +117,7 @@ TEST(FieldHandlers, NameReversalIsCutAtTheRoom) {
 }
 
 TEST(NoteScanner, PatternsAsInTestsDataNotes) {
-    for (const std::vector<std::string>& row : vt::tableOf("notes.txt")) {
+    for (const std::vector<std::string>& row : vt::tableOf("import/notes.txt")) {
         const std::u16string note = vt::wide(row.at(1));
         const NoteScanResult r = scanNote(note.c_str(), row[0].c_str());
         const uint32_t first = r.converted ? r.values[0] : 0, last = r.converted ? r.values[r.converted - 1] : 0;

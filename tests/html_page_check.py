@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """The HTML page of varoreport as a browser and an HTML checker see it.
 
-For the golden export of every format (tests/data/<format>/<quirk>.<ext>,
-its plain report <quirk>.expected beside it) and one export whose name and
+For the golden export of every format (tests/data/formats/<format>/<quirk>.<ext>,
+its plain report <quirk>.report beside it) and one export whose name and
 title are hostile markup, one page is written with `varoreport -f html`, and:
 - tidy -errors -q reports no error on it;
 - headless chromium's DOM of it has, per export, one bar per paper (ranked
@@ -81,15 +81,16 @@ class Page(html.parser.HTMLParser):
 def golden_cases(data_dir):
     """(export path, papers, h, g) for every golden export with a plain report."""
     cases = []
-    for fmt in sorted(os.listdir(data_dir)):
-        folder = os.path.join(data_dir, fmt)
-        expected = [f for f in os.listdir(folder) if f.endswith(".expected")] if os.path.isdir(folder) else []
+    formats = os.path.join(data_dir, "formats")
+    for fmt in sorted(os.listdir(formats)):
+        folder = os.path.join(formats, fmt)
+        expected = [f for f in os.listdir(folder) if f.endswith(".report")] if os.path.isdir(folder) else []
         for name in sorted(expected):
             report = open(os.path.join(folder, name), encoding="utf-8").read()
             if not re.search(r"^Hirsch h: \d+$", report, re.M):
                 continue  # the expected result of another kind of test, not a plain report
             number = lambda title: int(re.search(r"^%s: (\d+)" % re.escape(title), report, re.M).group(1))
-            stem = name[: -len(".expected")]
+            stem = name[: -len(".report")]
             export = [f for f in os.listdir(folder) if f.startswith(stem + ".") and f != name][0]
             cases.append((os.path.join(folder, export), number("Papers"), number("Hirsch h"), number("Egghe g")))
     return cases

@@ -7,10 +7,10 @@
 #include <string>
 
 #include "foundation/text_writer.h"
-#include "metrics/html_page.h"
-#include "metrics/markup_text.h"
+#include "report/html_page.h"
+#include "report/markup_text.h"
 #include "metrics/metrics_calc.h"
-#include "metrics/publication.h"
+#include "model/publication.h"
 
 namespace {
 

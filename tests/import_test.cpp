@@ -1,12 +1,14 @@
 // Import of every format, from the bytes of a file to the records: the cases
-// under tests/data/import, the in-place line splitters and the table lookup.
+// under tests/data/formats, the in-place line splitters and the table lookup.
 //
-// Each tests/data/import/<name>.<ext> is imported through the driver (which
-// recognises the format from the first line), or, when it lies in a folder
-// named after a format code, by that importer alone after the driver's first
-// steps; tests/data/import/<name>.pubs beside it holds the result: the
-// result code, importer name and code, the field mask by bit names, what was
-// logged, then one line per record with every field that is not zero or empty.
+// Each tests/data/formats/<format>/<quirk>.<ext> with a <quirk>.pubs beside it
+// is imported through the driver (which recognises the format from the first
+// line); one in a folder importer-only/ of a format is read by that format's
+// importer alone after the driver's first steps. The .pubs file holds the
+// result: the result code, importer name and code, the field mask by bit
+// names, what was logged, then one line per record with every field that is
+// not zero or empty. Every input there has a .pubs or a .report (the plain
+// report, checked by the program tests) beside it.
 #include <gtest/gtest.h>
 
 #include <dirent.h>
@@ -23,7 +25,7 @@
 #include "import/import_formats.h"
 #include "import/importer.h"
 #include "import/tagged_importers.h"
-#include "metrics/publication.h"
+#include "model/publication.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -105,21 +107,45 @@ std::string importAndDump(const std::string& path, const std::string& code, cons
     return out;
 }
 
+// The format whose importer alone reads a folder's importer-only/ cases.
+const std::pair<const char*, const char*> kImporterOnlyCodes[] = {
+    {"varo-csv", "Vroc"}, {"wos-tagged", "IsiT"}, {"endnote-fields", "EndS"}};
+
+bool endsWith(const std::string& text, const std::string& end) {
+    return text.size() >= end.size() && text.compare(text.size() - end.size(), end.size(), end) == 0;
+}
+
+// Inputs under folder (recursively) with the format code that reads them
+// alone ("" for the driver); every input must have an expected result.
 void collect(const std::string& folder, const std::string& code, std::vector<std::pair<std::string, std::string>>& out) {
     DIR* dir = opendir(folder.c_str());
     ASSERT_NE(dir, nullptr) << folder;
     while (dirent* entry = readdir(dir)) {
-        const std::string name = entry->d_name;
-        if (name[0] == '.') continue;
-        if (entry->d_type == DT_DIR) collect(folder + "/" + name, name, out);
-        else if (name.size() < 5 || name.substr(name.size() - 5) != ".pubs") out.emplace_back(folder + "/" + name, code);
+        const std::string name = entry->d_name, path = folder + "/" + name;
+        if (name[0] == '.' || endsWith(name, ".pubs") || endsWith(name, ".report") || endsWith(name, ".md")) continue;
+        if (entry->d_type == DT_DIR) {
+            std::string inner;
+            for (const auto& [format, formatCode] : kImporterOnlyCodes)
+                if (name == "importer-only" && endsWith(folder, std::string("/") + format)) inner = formatCode;
+            if (name == "importer-only") {
+                EXPECT_FALSE(inner.empty()) << path;
+            }
+            collect(path, inner, out);
+            continue;
+        }
+        const std::string stem = path.substr(0, path.rfind('.'));
+        if (vt::exists(stem + ".pubs")) {
+            out.emplace_back(path, code);
+        } else {
+            EXPECT_TRUE(vt::exists(stem + ".report")) << path << " has no .pubs or .report beside it";
+        }
     }
     closedir(dir);
 }
 
 TEST(Import, CasesGiveTheirRecords) {
     std::vector<std::pair<std::string, std::string>> cases;
-    collect(vt::dataPath("import"), "", cases);
+    collect(vt::dataPath("formats"), "", cases);
     ASSERT_GT(cases.size(), 20u);
     vt::TempDir dir;
     for (const auto& [path, code] : cases) {
@@ -162,7 +188,7 @@ TEST(Import, LinesSplitInPlaceAsInTestsDataSplits) {
     using Split = char16_t* (*)(char16_t*) noexcept;
     const std::pair<std::string, Split> tagSplits[] = {
         {"colon", splitTagAtColon}, {"blank", splitTagAtWhiteSpace}, {"dash", splitTagAtDash}};
-    for (const std::vector<std::string>& row : vt::tableOf("splits.txt")) {
+    for (const std::vector<std::string>& row : vt::tableOf("import/splits.txt")) {
         std::u16string line = vt::wide(row.at(1));
         std::string got;
         for (const auto& [name, split] : tagSplits) {

@@ -31,7 +31,7 @@ for f in "$source_dir"/examples/*; do expect_file "share/doc/varometrics/example
 for program in "$root"/bin/*; do
     "$program" --version >/dev/null || fail "${program##*/} --version failed"
 done
-"$root/bin/varometrics" "$root/share/doc/varometrics/examples/sample.ris" >/dev/null 2>&1 ||
+"$root/bin/varometrics" "$root/share/doc/varometrics/examples/ris.ris" >/dev/null 2>&1 ||
     fail "the installed program cannot read the installed sample"
 if command -v man >/dev/null; then
     found=$(MANPATH=$root/share/man man -w varometrics 2>&1) || true

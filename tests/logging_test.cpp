@@ -179,7 +179,7 @@ TEST_F(LoggingTest, RotationShiftsGenerationsInSecondaryForm) {
 }
 
 TEST_F(LoggingTest, RotationsAsInTestsData) {
-    for (const std::vector<std::string>& row : vt::tableOf("rotations.txt")) {
+    for (const std::vector<std::string>& row : vt::tableOf("foundation/rotations.txt")) {
         vt::TempDir dir;
         ASSERT_EQ(mkdir((dir / "d.ir").c_str(), 0700), 0);
         std::istringstream before(row.at(2));

@@ -13,9 +13,9 @@
 #include <sstream>
 #include <vector>
 
-#include "metrics/fixed_point.h"
-#include "metrics/metrics_record.h"
-#include "metrics/publication.h"
+#include "model/fixed_point.h"
+#include "model/metrics_record.h"
+#include "model/publication.h"
 #include "tests/support/support.h"
 
 namespace {

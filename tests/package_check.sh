@@ -22,7 +22,7 @@ fail() { echo "$*"; failures=$((failures + 1)); }
 expect() { grep -qx "$1" <<<"$contents" || fail "not in the package: $1"; }
 expect ./usr/bin/varometrics
 expect ./usr/share/doc/varometrics/README.md
-expect ./usr/share/doc/varometrics/examples/sample.ris
+expect ./usr/share/doc/varometrics/examples/ris.ris
 for f in "$source_dir"/man/*.1; do expect "./usr/share/man/man1/${f##*/}"; done
 for f in "$source_dir"/completions/*; do expect "./usr/share/bash-completion/completions/${f##*/}"; done
 

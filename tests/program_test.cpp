@@ -163,7 +163,7 @@ TEST(Program, Scenarios) {
 }
 
 // Every real export runs through without a crash or a sanitizer finding; the
-// files listed in tests/data/real-exports.txt give the count listed there.
+// files listed in tests/data/real/exports.txt give the count listed there.
 TEST(Program, EveryRealExportRunsThrough) {
     const std::string root = VARO_REAL_DATA_DIR;
     std::vector<std::string> files;
@@ -173,7 +173,7 @@ TEST(Program, EveryRealExportRunsThrough) {
             files.push_back(entry.path().lexically_relative(root).string());
     if (files.empty()) GTEST_SKIP() << "no real exports at " << root;
     std::map<std::string, std::string> known, filters;  // file -> count, folder -> importer name
-    for (const std::vector<std::string>& row : vt::tableOf("real-exports.txt"))
+    for (const std::vector<std::string>& row : vt::tableOf("real/exports.txt"))
         (row[0][0] == '=' ? filters[row[0].substr(1)] : known[row[0]]) = row.at(1);
     vt::TempDir dir;
     std::sort(files.begin(), files.end());

@@ -1,6 +1,6 @@
 // The publication record's author list, ISSN and age rules, and the list's
 // growth and orders.
-#include "metrics/publication.h"
+#include "model/publication.h"
 
 #include <gtest/gtest.h>
 

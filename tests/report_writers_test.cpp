@@ -1,19 +1,19 @@
 // The report writers on a hand-made metrics record with the golden files of
-// tests/data/reports. Open and write failures, and appending, are checked on
+// tests/data/report. Open and write failures, and appending, are checked on
 // the built program (tests/data/program).
-#include "metrics/report_writers.h"
+#include "report/report_writers.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 
 #include "foundation/logging.h"
-#include "metrics/metrics_record.h"
+#include "model/metrics_record.h"
 #include "tests/support/support.h"
 
 namespace {
 
-// The record behind tests/data/reports/handmade*.
+// The record behind tests/data/report/handmade*.
 VroMetrics handmade() {
     VroMetrics m;
     resetMetrics(&m);
@@ -31,7 +31,7 @@ VroMetrics handmade() {
 TEST(ReportWriters, ReportsMatchTheGoldenFiles) {
     vt::TempDir dir;
     ASSERT_EQ(logOpen(kLogToFile, (dir / "test.log").c_str()), 0);
-    const std::string out = dir / "report", golden = vt::dataPath("reports/");
+    const std::string out = dir / "report", golden = vt::dataPath("report/");
     VroMetrics empty;
     resetMetrics(&empty);
     ASSERT_EQ(writePlainReport(handmade(), out.c_str(), u"Dr. M\u00fcller", false), 0);

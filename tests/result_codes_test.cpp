@@ -13,7 +13,7 @@
 namespace {
 
 TEST(ResultMessage, EveryRangeHasItsText) {
-    for (const std::vector<std::string>& row : vt::tableOf("result-messages.txt"))
+    for (const std::vector<std::string>& row : vt::tableOf("foundation/result-messages.txt"))
         EXPECT_STREQ(resultMessage(ResultCode(std::stol(row.at(0)))), row.at(1).c_str()) << "code " << row[0];
 }
 

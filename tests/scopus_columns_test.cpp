@@ -10,9 +10,9 @@
 #include "foundation/strings.h"
 #include "import/import_driver.h"
 #include "metrics/metrics_calc.h"
-#include "metrics/metrics_record.h"
-#include "metrics/publication.h"
-#include "metrics/report_writers.h"
+#include "model/metrics_record.h"
+#include "model/publication.h"
+#include "report/report_writers.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -47,20 +47,6 @@ struct Imported {
     VroPublication& at(uint32_t i) { return *list.at(i); }
 };
 
-TEST(ScopusColumns, HandMadeCasesImportAsWorkedOut) {
-    for (const auto& entry : fs::directory_iterator(kData / "scopus-columns")) {
-        const fs::path input = entry.path();
-        if (input.extension() != ".csv" && input.extension() != ".txt") continue;
-        SCOPED_TRACE(input.filename().string());
-        Imported r(input);
-        std::string got = r.rc == 0 ? r.name : resultMessage(r.rc);
-        for (uint32_t i = 0; i < r.list.count(); ++i)
-            got += "\n" + narrow(r.at(i).Authors) + "|" + narrow(r.at(i).Title) + "|" +
-                   std::to_string(r.at(i).Year) + "|" + std::to_string(r.at(i).Cites);
-        EXPECT_EQ(got + "\n", slurp(fs::path(input).replace_extension(".expected")));
-    }
-}
-
 // The header opens a quote that a 60,000-unit line and a 10,000-unit line
 // keep open: the joined row stops at 65,536 units and the rest is a row.
 TEST(ScopusColumns, JoinedRowIsCutAtTheLineLimitAndTheRestReadOn) {
@@ -90,12 +76,12 @@ TEST(OldMacLineEnds, EveryLineArrivesOnceAcrossTheFirstRead) {
     EXPECT_EQ(r.metrics.totalCites, 6000u);
 }
 
-// tests/data/real-imports.txt: records, total citations and h-index worked
+// tests/data/real/imports.txt: records, total citations and h-index worked
 // out by tools/real-import-expectations.py, not by this program.
 TEST(RealExports, NewlyReadExportsMatchAnIndependentReading) {
     if (!fs::is_directory(kReal)) GTEST_SKIP() << "real export folder absent: " << kReal;
     int cases = 0;
-    for (const std::string& line : vt::linesOf(slurp(kData / "real-imports.txt"))) {
+    for (const std::string& line : vt::linesOf(slurp(kData / "real/imports.txt"))) {
         if (line.empty() || line[0] == '#') continue;
         std::istringstream fields(line);
         std::string file, importer, records, cites, h;
@@ -116,18 +102,18 @@ TEST(RealExports, NewlyReadExportsMatchAnIndependentReading) {
     EXPECT_EQ(cases, 8);
 }
 
-// tests/data/real-reports: the last standard-error line and the plain report
+// tests/data/real: the last standard-error line and the plain report
 // of the program before these additions (tools/make-real-report-goldens),
 // computed in the year of NOW.
 TEST(RealExports, EveryOtherExportGivesTheSameReportAsBefore) {
     if (!fs::is_directory(kReal)) GTEST_SKIP() << "real export folder absent: " << kReal;
-    const fs::path goldens = kData / "real-reports";
+    const fs::path goldens = kData / "real";
     const int64_t now = std::stoll(slurp(goldens / "NOW"));
     vt::TempDir dir;
     const std::string report = dir / "report.txt";
     int cases = 0;
     for (const auto& entry : fs::recursive_directory_iterator(goldens)) {
-        if (entry.path().extension() != ".golden") continue;
+        if (entry.path().extension() != ".report") continue;
         const std::string file = fs::relative(entry.path(), goldens).replace_extension("").string();
         SCOPED_TRACE(file);
         Imported r(kReal / file, now);

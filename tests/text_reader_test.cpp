@@ -45,7 +45,7 @@ std::vector<Line> allLines(XpTextReader* reader, uint32_t max = 65536) {
 }
 
 TEST(TextReader, CasesOfTestsDataReader) {
-    for (const std::vector<std::string>& row : vt::tableOf("reader.txt")) {
+    for (const std::vector<std::string>& row : vt::tableOf("foundation/reader.txt")) {
         std::istringstream options(row.at(1));
         size_t chunk = 0;
         uint32_t max = 0;

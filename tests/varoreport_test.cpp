@@ -9,6 +9,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -16,13 +17,13 @@
 #include <thread>
 #include <vector>
 
-#include "app/report_run.h"
+#include "app/varoreport/report_run.h"
 #include "foundation/result_codes.h"
 #include "foundation/strings.h"
 #include "import/import_driver.h"
 #include "metrics/metrics_calc.h"
-#include "metrics/metrics_record.h"
-#include "metrics/publication.h"
+#include "model/metrics_record.h"
+#include "model/publication.h"
 #include "tests/support/support.h"
 
 namespace fs = std::filesystem;
@@ -66,13 +67,19 @@ std::map<std::string, std::map<std::string, std::string>> rowsByFile(const std::
     return rows;
 }
 
-// The golden exports of the eight formats.
+// The golden exports of every format: each input with a plain report beside it.
 std::vector<std::string> goldenExports() {
     std::vector<std::string> files;
-    for (const char* format : {"endnote-saf", "endnote-tagged", "gscholar-csv", "isi-tabbed", "isi-tagged", "ris",
-                               "scopus-csv", "varo-csv"})
-        for (const auto& file : fs::directory_iterator(std::string(VARO_SOURCE_DIR "/tests/data/") + format))
-            if (file.path().extension() != ".expected") files.push_back(file.path().string());
+    for (const auto& folder : fs::directory_iterator(std::string(VARO_SOURCE_DIR "/tests/data/formats"))) {
+        if (!folder.is_directory()) continue;
+        for (const auto& file : fs::directory_iterator(folder.path())) {
+            fs::path report = file.path();
+            if (file.is_regular_file() && report.extension() != ".report" &&
+                fs::exists(report.replace_extension(".report")))
+                files.push_back(file.path().string());
+        }
+    }
+    std::sort(files.begin(), files.end());
     return files;
 }
 
@@ -243,7 +250,7 @@ TEST_F(Varoreport, InputsAreOpenedOnSeveralThreadsAtOnce) {
 }
 
 TEST_F(Varoreport, StandardInputAndOutputFile) {
-    const std::string file = VARO_SOURCE_DIR "/examples/sample.ris";
+    const std::string file = VARO_SOURCE_DIR "/examples/ris.ris";
     const vt::Run named = report("--year 2026 -f papers '" + file + "'");
     const vt::Run piped = report("--year 2026 -f papers -o '" + dir_ / "report.csv" + "' -", file);
     EXPECT_EQ(piped.status, 0) << piped.err;

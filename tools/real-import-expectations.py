@@ -2,9 +2,9 @@
 """Works out, without the program, what the real exports added for the Scopus
 column probe and for old Mac line ends must import as: records, total
 citations and h-index, one line per file in the format of
-tests/data/real-imports.txt.
+tests/data/real/imports.txt.
 
-    tools/real-import-expectations.py [real-data folder] > tests/data/real-imports.txt
+    tools/real-import-expectations.py [real-data folder] > tests/data/real/imports.txt
 
 Scopus CSV: rows as Python's csv module reads them (quoted values may hold
 line feeds), citations from the "Cited by" column, which must lie among the

@@ -1,0 +1,279 @@
+// Report run: worker threads, ordered output, failure lines and progress.
+#include "app/varoreport/report_run.h"
+
+#include <chrono>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <new>
+#include <system_error>
+#include <thread>
+
+#include "app/common/export_metrics.h"
+#include "app/varoreport/report_buffer.h"
+#include "app/varoreport/report_options.h"
+#include "foundation/encodings.h"
+#include "foundation/strings.h"
+#include "foundation/text_writer.h"
+#include "model/metrics_record.h"
+#include "model/publication.h"
+#include "report/report_rows.h"
+
+namespace {
+
+
+// One input's outcome, filled by a worker and written by the main thread.
+struct Slot {
+    XpHolder<VroReportBuffer> rows;
+    ResultCode importCode = kResultOk;  // the input's failure, shown on err
+    ResultCode rowsCode = kResultOk;    // the rows could not be produced
+    bool done = false;
+};
+
+// State shared by the workers and the writing thread; every field after
+// `lock` is guarded by it.
+struct Shared {
+    Shared(const ReportRun& r, const std::vector<ReportInput>& in, Slot* s, size_t w) noexcept
+        : run(r), inputs(in), slots(s), window(w) {}
+
+    const ReportRun& run;
+    const std::vector<ReportInput>& inputs;
+    Slot* slots;
+    size_t window;
+    std::mutex lock;
+    std::condition_variable slotDone;   // the writer waits here
+    std::condition_variable roomFreed;  // idle workers wait here
+    size_t next = 0;     // the next input to take
+    size_t written = 0;  // inputs already written out
+    uint32_t idleWorkers = 0;
+    bool writerWaiting = false;
+    bool stop = false;
+
+    // The next input, when one is left within the window; the window keeps a
+    // slow early input from letting the rows of all later ones pile up.
+    bool take(size_t& index) noexcept {
+        if (next >= inputs.size() || next >= written + window) return false;
+        index = next++;
+        return true;
+    }
+};
+
+void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
+    VroPublicationList list;
+    if (run.format->readsPapers)
+        list.retainTexts(kFieldTitle);
+    else
+        list.keepNumbersOnly();
+    XpString filterName;
+    VroMetrics metrics;
+    ResultCode rc = input.failure;
+    if (rc == kResultOk) rc = importAndCalculate(input.path.c_str(), list, filterName, metrics, run.now);
+    slot.importCode = rc;
+
+    XpHolder<XpTextWriter> writer;
+    ResultCode rowsCode = openTextWriterOnBuffer(&slot.rows, &writer);
+    XpString16 label;
+    (void)label.assign(input.path.c_str());  // invalid bytes become U+FFFD
+    if (rowsCode == kResultOk) {
+        if (rc != kResultOk) {
+            rowsCode = run.format->writeFailure(label.data(), resultMessage(rc), writer.get());
+        } else {
+            rowsCode = run.format->writeInput(label.data(), filterName.data(), list, metrics, writer.get());
+        }
+        const ResultCode closed = writer->close();
+        if (rowsCode == kResultOk && isWriteFailure(closed)) rowsCode = closed;
+    }
+    slot.rowsCode = rowsCode;
+}
+
+// A worker thread: takes inputs until none is left or the run stops. Threads
+// are woken only when someone waits, so that a run of many small inputs does
+// not pay a system call per input.
+void work(Shared& shared) noexcept {
+    std::unique_lock<std::mutex> guard(shared.lock);
+    for (;;) {
+        size_t index = 0;
+        while (!shared.stop && !shared.take(index)) {
+            if (shared.next >= shared.inputs.size()) return;
+            ++shared.idleWorkers;
+            shared.roomFreed.wait(guard);
+            --shared.idleWorkers;
+        }
+        if (shared.stop) return;
+        guard.unlock();
+        reportOne(shared.run, shared.inputs[index], shared.slots[index]);
+        guard.lock();
+        shared.slots[index].done = true;
+        if (shared.writerWaiting) shared.slotDone.notify_one();
+    }
+}
+
+class Progress {
+public:
+    Progress(FILE* err, bool shown, size_t total) noexcept : err_(err), shown_(shown), total_(total) {}
+
+    void update(size_t count, bool force = false) noexcept {
+        if (!shown_) return;
+        const auto now = std::chrono::steady_clock::now();
+        if (!force && drawn_ && now - last_ < std::chrono::milliseconds(100)) return;
+        std::fprintf(err_, "\r%zu/%zu exports", count, total_);
+        std::fflush(err_);
+        drawn_ = true;
+        last_ = now;
+    }
+    // Clears the counter line before another line is written, or at the end.
+    void erase() noexcept {
+        if (!shown_ || !drawn_) return;
+        std::fputs("\r\033[K", err_);
+        std::fflush(err_);
+        drawn_ = false;
+    }
+
+private:
+    FILE* err_;
+    bool shown_;
+    size_t total_;
+    bool drawn_ = false;
+    std::chrono::steady_clock::time_point last_{};
+};
+
+ResultCode openOutput(const char* path, XpHolder<XpTextWriter>* out) noexcept {
+    ResultCode rc = (path && path[0]) ? openTextWriterOnFile(path, false, out) : openTextWriterOnStdio(stdout, 0, out);
+    if (rc == kResultOk) rc = (*out)->setEncoding(kCodePageUtf8);
+    return rc;
+}
+
+ResultCode writeBytes(XpTextWriter* out, const char* bytes, size_t size) noexcept {
+    constexpr size_t kPiece = 1u << 30;
+    while (size > 0) {
+        const size_t piece = size < kPiece ? size : kPiece;
+        const ResultCode rc = out->writeText(bytes, uint32_t(piece));
+        if (isWriteFailure(rc)) return rc;
+        bytes += piece;
+        size -= piece;
+    }
+    return kResultOk;
+}
+
+}  // namespace
+
+int64_t julyFirstUtc(int32_t year) noexcept {
+    // Days from 1970-01-01 to year-07-01 in the proleptic Gregorian calendar,
+    // counted in 400-year eras that begin on 1 March.
+    const int64_t y = year;
+    const int64_t era = (y >= 0 ? y : y - 399) / 400;
+    const int64_t yearOfEra = y - era * 400;
+    const int64_t dayOfYear = (153 * (7 - 3) + 2) / 5;  // 1 July counted from 1 March
+    const int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
+    return (era * 146097 + dayOfEra - 719468) * 86400;
+}
+
+int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE* err) noexcept {
+    const char* const outputName = (run.outputPath && run.outputPath[0]) ? run.outputPath : "<stdout>";
+    XpHolder<XpTextWriter> out;
+    ResultCode rc = openOutput(run.outputPath, &out);
+    if (rc != kResultOk) {
+        std::fprintf(err, "%s: %s: cannot write report: %s\n", run.programName, outputName, resultMessage(rc));
+        return 1;
+    }
+    std::unique_ptr<Slot[]> slots(new (std::nothrow) Slot[inputs.size() ? inputs.size() : 1]);
+    if (!slots) {
+        std::fprintf(err, "%s: %s\n", run.programName, resultMessage(kErrNoMemory));
+        return 1;
+    }
+    const uint32_t jobs = run.jobs == 0 ? 1 : run.jobs < inputs.size() ? run.jobs : uint32_t(inputs.size());
+    Shared shared(run, inputs, slots.get(), size_t(jobs) * 4 + 16);
+
+    ResultCode outputCode = run.format->writeHead ? run.format->writeHead(out.get()) : kResultOk;
+    if (!isWriteFailure(outputCode)) outputCode = kResultOk;
+
+    // The writing thread is one of the `jobs`: it reports inputs itself
+    // while the one it must write next is not ready.
+    std::thread workers[kMaxReportJobs];
+    uint32_t started = 0;
+    for (; started + 1 < jobs && outputCode == kResultOk; ++started) {
+        try {
+            workers[started] = std::thread(work, std::ref(shared));
+        } catch (const std::system_error&) {
+            break;  // fewer threads do the same work
+        }
+    }
+
+    Progress progress(err, run.showProgress, inputs.size());
+    bool anyFailed = false;
+    for (size_t i = 0; i < inputs.size() && outputCode == kResultOk; ++i) {
+        Slot& slot = slots[i];
+        {
+            std::unique_lock<std::mutex> guard(shared.lock);
+            while (!slot.done) {
+                size_t index = 0;
+                if (shared.take(index)) {
+                    guard.unlock();
+                    reportOne(run, inputs[index], slots[index]);
+                    progress.update(i);
+                    guard.lock();
+                    slots[index].done = true;
+                    continue;
+                }
+                shared.writerWaiting = true;
+                if (run.showProgress) {
+                    shared.slotDone.wait_for(guard, std::chrono::milliseconds(100));
+                    shared.writerWaiting = false;
+                    guard.unlock();
+                    progress.update(i);
+                    guard.lock();
+                } else {
+                    shared.slotDone.wait(guard);
+                    shared.writerWaiting = false;
+                }
+            }
+        }
+        if (slot.importCode != kResultOk) {
+            anyFailed = true;
+            progress.erase();
+            XpString16 label;
+            (void)label.assign(inputs[i].path.c_str());
+            XpString shown;
+            (void)shown.assign(label);
+            std::fprintf(err, "%s: %s: %s\n", run.programName, shown.data(), resultMessage(slot.importCode));
+        }
+        if (slot.rowsCode != kResultOk) {
+            outputCode = slot.rowsCode;
+        } else if (slot.rows) {
+            outputCode = writeBytes(out.get(), slot.rows->bytes(), slot.rows->size());
+        }
+        slot.rows.reset();
+        bool wake;
+        {
+            std::lock_guard<std::mutex> guard(shared.lock);
+            shared.written = i + 1;
+            wake = shared.idleWorkers != 0;
+        }
+        if (wake) shared.roomFreed.notify_all();
+        progress.update(i + 1);
+    }
+    {
+        std::lock_guard<std::mutex> guard(shared.lock);
+        shared.stop = true;
+    }
+    shared.roomFreed.notify_all();
+    for (uint32_t t = 0; t < started; ++t) workers[t].join();
+    progress.erase();
+
+    if (outputCode == kResultOk && run.format->writeTail) {
+        outputCode = run.format->writeTail(out.get());
+        if (!isWriteFailure(outputCode)) outputCode = kResultOk;
+    }
+    // Flushed first: closing leaves standard output open, and a failure that
+    // only its stdio buffer would meet at exit must still be seen here.
+    const ResultCode flushed = out->flush();
+    if (outputCode == kResultOk && isWriteFailure(flushed)) outputCode = flushed;
+    const ResultCode closed = out->close();
+    if (outputCode == kResultOk && isWriteFailure(closed)) outputCode = closed;
+    if (outputCode != kResultOk) {
+        std::fprintf(err, "%s: %s: cannot write report: %s\n", run.programName, outputName,
+                     resultMessage(outputCode));
+        return 1;
+    }
+    return anyFailed ? 1 : 0;
+}

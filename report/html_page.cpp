@@ -1,0 +1,306 @@
+#include "report/html_page.h"
+
+#include <algorithm>
+#include <memory>
+#include <new>
+
+#include "foundation/strings.h"
+#include "report/markup_text.h"
+#include "model/metrics_record.h"
+#include "model/publication.h"
+#include "report/svg_charts.h"
+
+namespace {
+
+// Grey tones, dashes and dots only: the page must read the same printed in
+// black and white. Generic font families only: nothing is fetched.
+constexpr const char kStyleSheet[] =
+    "body{font-family:Georgia,'Times New Roman',serif;color:#111;background:#fff;max-width:58em;"
+    "margin:1.5em auto;padding:0 1em;line-height:1.4}\n"
+    "h1{font-size:1.6em;margin:.2em 0}h2{font-size:1.3em;margin:.2em 0;overflow-wrap:anywhere}\n"
+    "h3{font-size:1.1em;margin:1.2em 0 .3em}\n"
+    "section.export{border-top:2px solid #222;margin-top:2em;padding-top:.5em}\n"
+    ".facts{margin:.2em 0;color:#333}.key{font-size:1.1em;margin:.3em 0}\n"
+    "figure{margin:1em 0}figcaption{font-size:.9em;color:#333}\n"
+    "svg{display:block;max-width:100%;height:auto;font-family:Arial,Helvetica,sans-serif}\n"
+    "svg.definitions{position:absolute}\n"
+    "svg .grid{stroke:#e2e2e2;stroke-width:1}svg .axis{fill:none;stroke:#000;stroke-width:1}\n"
+    "svg .tick{font-size:12px;fill:#222}svg .axis-title,svg .panel-title{font-size:13px;fill:#000}\n"
+    "svg .h-core{fill:#e6e6e6}svg .paper{fill:#b4b4b4}svg .paper.gcore{fill:#707070}"
+    "svg .paper.core{fill:#262626}\n"
+    "svg .year-cites,svg .year-papers{fill:#4a4a4a}\n"
+    "svg .edged rect{stroke:#fff;stroke-width:1px;vector-effect:non-scaling-stroke}\n"
+    "svg .diagonal{fill:none;stroke:#000;stroke-width:1.3;stroke-dasharray:7 4}\n"
+    "svg .h-marker{stroke:#000;stroke-width:2}svg .g-marker{stroke:#000;stroke-width:2;stroke-dasharray:2 3}\n"
+    "svg .marker-label{font-size:13px;font-weight:bold;paint-order:stroke;stroke:#fff;stroke-width:3px}\n"
+    "table{border-collapse:collapse;margin:.4em 0}caption{text-align:left;font-weight:bold;padding:.3em 0}\n"
+    "th,td{padding:.15em .6em;text-align:left;vertical-align:top;border-bottom:1px solid #ddd}\n"
+    "td.num{text-align:right;white-space:nowrap;font-variant-numeric:tabular-nums}\n"
+    "tbody th.group{background:#f0f0f0;border-bottom:1px solid #999;padding-top:.5em}\n"
+    "td.field code{font-size:.85em;color:#444}td.title{overflow-wrap:anywhere}\n"
+    "table.authors caption{white-space:nowrap}\n"
+    ".failed{border-left:4px solid #000;padding-left:.6em}\n"
+    "@media print{body{max-width:none;margin:0}section.export{break-before:page;border-top:none}"
+    "section.export:first-of-type{break-before:auto}figure,tr{break-inside:avoid}}\n";
+
+// Drawing definitions every chart of the page refers to, kept out of the
+// sections so that an id never repeats however many exports a page holds.
+constexpr const char kSharedDefinitions[] =
+    "<svg class=\"definitions\" xmlns=\"http://www.w3.org/2000/svg\" width=\"0\" height=\"0\" aria-hidden=\"true\">"
+    "<defs><pattern id=\"g-core-hatch\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\">"
+    "<path d=\"M0 6L6 0\" stroke=\"#bbb\" stroke-width=\"1\"/></pattern></defs></svg>\n";
+
+enum Group { kCounts, kHirsch, kEgghe, kContemporary, kIndividual, kAgeWeighted, kRates, kGroupCount };
+
+constexpr const char* kGroupNames[kGroupCount] = {"Counts",     "Hirsch family", "Egghe",       "Contemporary",
+                                                  "Individual", "Age-weighted",  "Rates"};
+
+// One row of the metric table: the field's position in the schema (names and
+// scale come from there), its group, a name for people and one line of
+// explanation.
+struct MetricNote {
+    uint32_t position;
+    Group group;
+    const char* name;
+    const char* explanation;
+};
+
+constexpr MetricNote kMetricNotes[] = {
+    {1, kCounts, "Papers", "Publications taking part in the metrics."},
+    {2, kCounts, "Citations", "Sum of the citation counts."},
+    {3, kCounts, "Estimated citations", "Sum of the source's own estimates where it gives one, else of the counts."},
+    {21, kCounts, "First year", "Earliest publication year (0: no dated paper)."},
+    {22, kCounts, "Last year", "Latest publication year (0: no dated paper)."},
+    {23, kCounts, "Reference year", "Year of the calculation; ages count up to it."},
+    {24, kCounts, "Citing years", "Age in years of the oldest dated paper."},
+    {6, kCounts, "Citations per paper", "Mean citations per paper."},
+    {7, kCounts, "Median citations per paper", "Middle value of the papers' citation counts."},
+    {8, kCounts, "Most frequent citation count", "The count most papers have; none when several tie."},
+    {13, kCounts, "Authors per paper", "Mean number of authors per paper (counted up to 50)."},
+    {14, kCounts, "Median authors per paper", "Middle value of the papers' author counts."},
+    {15, kCounts, "Most frequent author count", "The author count most papers have; none when several tie."},
+    {9, kCounts, "Papers per author", "Each paper counted as one over its number of authors, summed."},
+    {10, kCounts, "Citations per author", "Each paper's citations over its number of authors, summed."},
+    {25, kHirsch, "h-index", "The largest h such that h papers have at least h citations each."},
+    {26, kHirsch, "Hirsch a", "All citations over h squared."},
+    {27, kHirsch, "Hirsch m", "h over the citing years."},
+    {4, kHirsch, "Citations in the h-core", "Citations of the h most cited papers."},
+    {28, kHirsch, "h coverage", "Share of all citations that the h-core holds (1 = all)."},
+    {35, kHirsch, "Normalised h", "h over the number of papers."},
+    {44, kHirsch, "e-index", "Square root of the h-core's citations beyond h squared."},
+    {29, kEgghe, "g-index", "The largest g such that the top g papers together have at least g squared citations."},
+    {30, kEgghe, "g/h", "g over h."},
+    {5, kEgghe, "Citations in the g-core", "Citations of the g most cited papers."},
+    {31, kEgghe, "g coverage", "Share of all citations that the g-core holds (1 = all)."},
+    {32, kContemporary, "hc-index", "h-index over the scores 4 × citations / age, so recent work weighs more."},
+    {33, kContemporary, "ac", "Sum of the scores over hc squared."},
+    {34, kContemporary, "Score total", "Sum of the dated papers' contemporary scores."},
+    {40, kIndividual, "hI (Batista)", "h squared over the authors of the h-core papers."},
+    {41, kIndividual, "hI, normalised", "h-index over each paper's citations divided by its authors."},
+    {42, kIndividual, "hI, annual", "Normalised hI over the citing years."},
+    {43, kIndividual, "hm-index", "h-index with each paper counted as one over its number of authors."},
+    {37, kAgeWeighted, "AWCR", "Age-weighted citation rate: each paper's citations over its age, summed."},
+    {38, kAgeWeighted, "AW-index", "Square root of the AWCR."},
+    {39, kAgeWeighted, "AWCR per author", "The AWCR with each paper's citations divided by its authors."},
+    {36, kAgeWeighted, "hA-index", "h-index over each paper's citations per year."},
+    {12, kRates, "Citations per year", "All citations over the citing years."},
+    {11, kRates, "Citations per author per year", "Citations per author over the citing years."},
+    {16, kRates, "Papers cited 1+ times a year", "Papers with at least 1 citation per year of age."},
+    {17, kRates, "Papers cited 2+ times a year", "Papers with at least 2 citations per year of age."},
+    {18, kRates, "Papers cited 5+ times a year", "Papers with at least 5 citations per year of age."},
+    {19, kRates, "Papers cited 10+ times a year", "Papers with at least 10 citations per year of age."},
+    {20, kRates, "Papers cited 20+ times a year", "Papers with at least 20 citations per year of age."},
+};
+
+// Every named field but the version (position 0) has exactly one note.
+constexpr bool notesCoverRecord() {
+    if (std::size(kMetricNotes) != kMetricsSchemaRows - 1) return false;
+    for (uint32_t position = 1; position < kMetricsSchemaRows; ++position) {
+        int found = 0;
+        for (const MetricNote& note : kMetricNotes) found += note.position == position ? 1 : 0;
+        if (found != 1) return false;
+    }
+    return true;
+}
+static_assert(notesCoverRecord(), "one note per named field of the record");
+
+constexpr bool endsWith(const char* text, const char* tail) {
+    uint32_t n = 0, m = 0;
+    while (text[n]) ++n;
+    while (tail[m]) ++m;
+    if (m > n) return false;
+    for (uint32_t i = 0; i < m; ++i)
+        if (text[n - m + i] != tail[i]) return false;
+    return true;
+}
+
+// Decimal places of a field, from the scale at the end of its schema name.
+uint32_t decimalsOf(const VroMetricsSchemaRow& row) {
+    if (endsWith(row.snakeName, "_1000")) return 3;
+    if (endsWith(row.snakeName, "_100")) return 2;
+    if (endsWith(row.snakeName, "_10")) return 1;
+    return 0;
+}
+
+void metricValue(VroMarkupStream& out, const VroMetricsSchemaRow& row, uint32_t word) {
+    out.format("<td class=\"num\" data-key=\"%s\" data-raw=\"%u\">", row.snakeName, word);
+    const uint32_t decimals = decimalsOf(row);
+    if (endsWith(row.snakeName, "_mode") && word == kNoMode)
+        out.raw("none");
+    else if (row.type() == kSchemaTypeInt32)
+        out.format("%d", int32_t(word));
+    else if (decimals == 0)
+        out.format("%u", word);
+    else {
+        const uint32_t scale = decimals == 3 ? 1000 : decimals == 2 ? 100 : 10;
+        out.format("%u.%0*u", word / scale, int(decimals), word % scale);
+    }
+    out.raw("</td>");
+}
+
+void metricTable(VroMarkupStream& out, const VroMetrics& m) {
+    out.raw("<table class=\"metrics\">\n<caption>Every metric of the record</caption>\n<thead><tr>"
+            "<th scope=\"col\">Metric</th><th scope=\"col\">Value</th><th scope=\"col\">Meaning</th>"
+            "<th scope=\"col\">Field</th></tr></thead>\n");
+    for (int group = 0; group < kGroupCount; ++group) {
+        out.format("<tbody><tr><th class=\"group\" colspan=\"4\" scope=\"colgroup\">%s</th></tr>\n",
+                   kGroupNames[group]);
+        for (const MetricNote& note : kMetricNotes) {
+            if (note.group != group) continue;
+            const VroMetricsSchemaRow& row = kMetricsSchema[note.position];
+            out.format("<tr><th scope=\"row\">%s</th>", note.name);
+            metricValue(out, row, metricsWord(m, row.position));
+            out.format("<td>%s</td><td class=\"field\"><code>%s</code></td></tr>\n", note.explanation, row.snakeName);
+        }
+        out.raw("</tbody>\n");
+    }
+    out.raw("</table>\n");
+}
+
+void authorHistogram(VroMarkupStream& out, const VroMetrics& m) {
+    out.raw("<table class=\"authors\">\n<caption>Papers by number of authors</caption>\n"
+            "<thead><tr><th scope=\"col\">Authors</th><th scope=\"col\">Papers</th></tr></thead>\n<tbody>\n");
+    bool any = false;
+    for (uint32_t bucket = 0; bucket < kAuthorHistogramSize; ++bucket) {
+        if (m.authorHistogram[bucket] == 0) continue;
+        any = true;
+        out.format("<tr><td class=\"num\">%u%s</td><td class=\"num\" data-authors=\"%u\">%u</td></tr>\n", bucket,
+                   bucket + 1 == kAuthorHistogramSize ? " or more" : "", bucket, m.authorHistogram[bucket]);
+    }
+    if (!any) out.raw("<tr><td colspan=\"2\">No paper takes part.</td></tr>\n");
+    out.raw("</tbody>\n</table>\n");
+}
+
+void hCoreList(VroMarkupStream& out, const VroPublication* const* papers, uint32_t count) {
+    uint32_t core = 0;
+    while (core < count && (papers[core]->status & kStatusInHCore) != 0) ++core;
+    out.raw("<table class=\"h-core-papers\">\n<caption>The h-core, most cited first</caption>\n");
+    if (core == 0) {
+        out.raw("<tbody><tr><td>No paper has as many citations as its rank, so the h-core is empty.</td></tr>"
+                "</tbody>\n</table>\n");
+        return;
+    }
+    out.raw("<thead><tr><th scope=\"col\">Rank</th><th scope=\"col\">Citations</th><th scope=\"col\">Year</th>"
+            "<th scope=\"col\">Authors</th><th scope=\"col\">Title</th></tr></thead>\n<tbody>\n");
+    for (uint32_t i = 0; i < core && out.ok(); ++i) {
+        const VroPublication& p = *papers[i];
+        out.format("<tr class=\"core-paper\" data-rank=\"%u\"><td class=\"num\">%u</td><td class=\"num\">%u</td>"
+                   "<td class=\"num\">",
+                   i + 1, i + 1, p.Cites);
+        if (p.Year >= kFirstCountedYear)
+            out.format("%d", p.Year);
+        else
+            out.raw("–");
+        out.format("</td><td class=\"num\">%u</td><td class=\"title\">", p.authorCount);
+        if (p.Title.empty())
+            out.raw("<i>no title</i>");
+        else
+            out.text(p.Title.data(), p.Title.length());
+        out.raw("</td></tr>\n");
+    }
+    out.raw("</tbody>\n</table>\n");
+}
+
+// The calculation's walk order: most cited first, the h-core before equally
+// cited papers outside it, then by smaller Rank.
+bool walksBefore(const VroPublication* a, const VroPublication* b) {
+    if (a->Cites != b->Cites) return a->Cites > b->Cites;
+    const uint32_t aCore = a->status & kStatusInHCore, bCore = b->status & kStatusInHCore;
+    if (aCore != bCore) return aCore > bCore;
+    return a->Rank < b->Rank;
+}
+
+void sectionHeader(VroMarkupStream& out, const VroHtmlSection& s, uint32_t used, uint32_t listed) {
+    out.raw("<section class=\"export\">\n<header>\n<h2>");
+    out.text(s.label);
+    out.raw("</h2>\n<p class=\"facts\">Format: ");
+    out.text(s.formatName);
+    out.format(" · <span class=\"count\">%u</span> publication%s", listed, listed == 1 ? "" : "s");
+    if (used != listed) out.format(" (%u taking part)", used);
+    const VroMetrics& m = *s.metrics;
+    out.format("</p>\n<p class=\"key\"><b>h = %u</b> · g = %u · %u citation%s", m.hIndex, m.gIndex, m.totalCites,
+               m.totalCites == 1 ? "" : "s");
+    // An empty list is not calculated at all, so it has no reference year.
+    if (m.referenceYear != 0) out.format(" · reference year %d", m.referenceYear);
+    out.raw("</p>\n</header>\n");
+}
+
+}  // namespace
+
+ResultCode writeHtmlHead(XpTextWriter* writer, const char* title) noexcept {
+    VroMarkupStream out(writer);
+    out.raw("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+            "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>");
+    out.text(title);
+    out.raw("</title>\n<style>\n");
+    out.raw(kStyleSheet);
+    out.raw("</style>\n</head>\n<body>\n");
+    out.raw(kSharedDefinitions);
+    out.raw("<h1>");
+    out.text(title);
+    out.raw("</h1>\n");
+    return out.result();
+}
+
+ResultCode writeHtmlSection(XpTextWriter* writer, const VroHtmlSection& s) noexcept {
+    if (!writer || !s.metrics) return kErrInvalidArgument;
+    VroMarkupStream out(writer);
+    const uint32_t listed = s.publications ? s.publications->count() : 0;
+    std::unique_ptr<const VroPublication*[]> papers(new (std::nothrow) const VroPublication*[std::max(listed, 1u)]);
+    if (!papers) return kErrNoMemory;
+    uint32_t used = 0;
+    for (uint32_t i = 0; i < listed; ++i) {
+        const VroPublication* p = s.publications->at(i);
+        if (p && p->Use >= 1) papers[used++] = p;
+    }
+    std::sort(papers.get(), papers.get() + used, walksBefore);
+
+    sectionHeader(out, s, used, listed);
+    const VroChartInput chart{papers.get(), used, s.metrics->hIndex, s.metrics->gIndex, s.label};
+    (void)writeRankChart(out, chart);
+    (void)writeYearChart(out, chart);
+    out.raw("<h3>Metrics</h3>\n");
+    metricTable(out, *s.metrics);
+    out.format("<p class=\"facts\">Record version %u.</p>\n", s.metrics->metricsVersion);
+    authorHistogram(out, *s.metrics);
+    out.raw("<h3>h-core papers</h3>\n");
+    hCoreList(out, papers.get(), used);
+    out.raw("</section>\n");
+    return out.result();
+}
+
+ResultCode writeHtmlFailedSection(XpTextWriter* writer, const char16_t* label, const char* message) noexcept {
+    VroMarkupStream out(writer);
+    out.raw("<section class=\"export failed\">\n<header>\n<h2>");
+    out.text(label);
+    out.raw("</h2>\n</header>\n<p class=\"error\">Could not be read: ");
+    out.text(message);
+    out.raw("</p>\n</section>\n");
+    return out.result();
+}
+
+ResultCode writeHtmlFoot(XpTextWriter* writer) noexcept {
+    VroMarkupStream out(writer);
+    out.raw("</body>\n</html>\n");
+    return out.result();
+}

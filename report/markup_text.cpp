@@ -1,0 +1,137 @@
+#include "report/markup_text.h"
+
+#include <cstdarg>
+
+#include "foundation/utf.h"
+
+namespace {
+
+// Escaped output is gathered here and handed to the writer in pieces, so a
+// long title costs a few writes rather than one per character.
+class EscapeBuffer {
+public:
+    explicit EscapeBuffer(XpTextWriter* writer) noexcept : writer_(writer) {}
+
+    void put(char32_t c) noexcept {
+        if (used_ + 8 > sizeof bytes_) flush();
+        const char* entity = entityOf(c);
+        if (entity) {
+            while (*entity) bytes_[used_++] = *entity++;
+            return;
+        }
+        uint32_t written = 0;
+        (void)encodeUtf8CodePoint(shown(c), bytes_ + used_, uint32_t(sizeof bytes_) - used_, &written);
+        used_ += written;
+    }
+
+    ResultCode finish() noexcept {
+        flush();
+        return first_;
+    }
+
+private:
+    static const char* entityOf(char32_t c) noexcept {
+        switch (c) {
+            case '&': return "&amp;";
+            case '<': return "&lt;";
+            case '>': return "&gt;";
+            case '"': return "&quot;";
+            case '\'': return "&#39;";
+            default: return nullptr;
+        }
+    }
+
+    // What a character that is no markup is shown as.
+    static char32_t shown(char32_t c) noexcept {
+        if (c == '\t' || c == '\n' || c == '\r') return ' ';
+        if (c < 0x20) return 0x2400 + c;
+        if (c == 0x7F) return 0x2421;
+        if (c >= 0x80 && c <= 0x9F) return kReplacementChar;
+        if (c >= 0xFDD0 && c <= 0xFDEF) return kReplacementChar;
+        if ((c & 0xFFFE) == 0xFFFE) return kReplacementChar;
+        if (c >= 0xD800 && c <= 0xDFFF) return kReplacementChar;
+        if (c > 0x10FFFF) return kReplacementChar;
+        return c;
+    }
+
+    void flush() noexcept {
+        if (used_ != 0 && first_ == kResultOk) first_ = writer_->writeText(bytes_, used_);
+        used_ = 0;
+    }
+
+    XpTextWriter* writer_;
+    ResultCode first_ = kResultOk;
+    uint32_t used_ = 0;
+    char bytes_[512];
+};
+
+}  // namespace
+
+ResultCode writeMarkupText(XpTextWriter* writer, const char* text, uint32_t length) noexcept {
+    if (!writer) return kErrInvalidArgument;
+    if (!text) return kResultOk;
+    if (length == kTextToTerminator) length = terminatedLength(text);
+    EscapeBuffer out(writer);
+    uint32_t i = 0;
+    while (i < length) {
+        char32_t c = kReplacementChar;
+        uint32_t consumed = 0;
+        (void)decodeUtf8Char(text + i, length - i, &c, &consumed);
+        if (consumed == 0) {  // a sequence cut off at the end
+            c = kReplacementChar;
+            consumed = length - i;
+        }
+        out.put(c);
+        i += consumed;
+    }
+    return out.finish();
+}
+
+ResultCode writeMarkupText(XpTextWriter* writer, const char16_t* text, uint32_t length) noexcept {
+    if (!writer) return kErrInvalidArgument;
+    if (!text) return kResultOk;
+    if (length == kTextToTerminator) length = terminatedLength(text);
+    EscapeBuffer out(writer);
+    for (uint32_t i = 0; i < length; ++i) {
+        char32_t c = text[i];
+        if (c >= 0xD800 && c <= 0xDBFF && i + 1 < length && text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
+            c = 0x10000 + ((c - 0xD800) << 10) + (char32_t(text[i + 1]) - 0xDC00);
+            ++i;
+        }
+        out.put(c);  // an unpaired surrogate is shown as U+FFFD
+    }
+    return out.finish();
+}
+
+void VroMarkupStream::raw(const char* markup) noexcept {
+    if (ok()) first_ = writer_->writeText(markup, kTextToTerminator);
+}
+
+void VroMarkupStream::format(const char* format, ...) noexcept {
+    if (!ok()) return;
+    va_list args;
+    va_start(args, format);
+    first_ = writerVPrintf(writer_, format, args);
+    va_end(args);
+}
+
+void VroMarkupStream::text(const char* utf8, uint32_t length) noexcept {
+    if (ok()) first_ = writeMarkupText(writer_, utf8, length);
+}
+
+void VroMarkupStream::text(const char16_t* utf16, uint32_t length) noexcept {
+    if (ok()) first_ = writeMarkupText(writer_, utf16, length);
+}
+
+void VroMarkupStream::tenths(int64_t value) noexcept {
+    const char* sign = value < 0 ? "-" : "";
+    const uint64_t magnitude = value < 0 ? uint64_t(0) - uint64_t(value) : uint64_t(value);
+    if (magnitude % 10 == 0)
+        format("%s%llu", sign, (unsigned long long)(magnitude / 10));
+    else
+        format("%s%llu.%u", sign, (unsigned long long)(magnitude / 10), unsigned(magnitude % 10));
+}
+
+void VroMarkupStream::fail(ResultCode code) noexcept {
+    if (ok() && code != kResultOk) first_ = code;
+}

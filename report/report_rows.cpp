@@ -1,0 +1,279 @@
+// Report rows: the csv, json, papers and html writers of varoreport.
+#include "report/report_rows.h"
+
+#include <cstddef>
+#include <cstring>
+
+#include "foundation/strings.h"
+#include "foundation/text_writer.h"
+#include "report/html_page.h"
+#include "model/metrics_record.h"
+#include "model/publication.h"
+
+namespace {
+
+// Keeps the first code that is a real write failure.
+struct FirstFailure {
+    ResultCode code = kResultOk;
+    void operator()(ResultCode rc) noexcept {
+        if (code == kResultOk && isWriteFailure(rc)) code = rc;
+    }
+};
+
+// Digits of 32-bit values, written forward into a caller's buffer; each
+// returns the position after the last character.
+char* putUnsigned(char* p, uint32_t value) noexcept {
+    char digits[10];
+    int n = 0;
+    do {
+        digits[n++] = char('0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    while (n > 0) *p++ = digits[--n];
+    return p;
+}
+
+char* putSigned(char* p, int32_t value) noexcept {
+    if (value >= 0) return putUnsigned(p, uint32_t(value));
+    *p++ = '-';
+    return putUnsigned(p, 0u - uint32_t(value));
+}
+
+constexpr uint32_t kCitesModePosition = offsetof(VroMetrics, citesPerPaperMode) / 4;
+constexpr uint32_t kAuthorsModePosition = offsetof(VroMetrics, authorsPerPaperMode) / 4;
+
+// A named field's value as its schema types it; false for a mode of "none".
+bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row) noexcept {
+    const uint32_t word = metricsWord(m, row.position);
+    if ((row.position == kCitesModePosition || row.position == kAuthorsModePosition) && word == kNoMode)
+        return false;
+    p = row.type() == kSchemaTypeInt32 ? putSigned(p, int32_t(word)) : putUnsigned(p, word);
+    return true;
+}
+
+// Room for every number of one input: 96 words and the count, each at most
+// 11 characters plus a separator, with the keys of the json form.
+constexpr size_t kNumbersRoom = 97 * 12 + 45 * 40 + 64;
+
+bool needsCsvQuotes(const char16_t* text) noexcept {
+    for (; *text; ++text)
+        if (*text == u',' || *text == u'"' || *text == u'\r' || *text == u'\n') return true;
+    return false;
+}
+
+// One CSV text column: quoted with inner quotes doubled when it holds a
+// comma, a quote or a line end (or always, for titles).
+ResultCode writeCsvText(XpTextWriter* out, const char16_t* text, bool alwaysQuote) noexcept {
+    if (!text) text = u"";
+    FirstFailure failure;
+    if (!alwaysQuote && !needsCsvQuotes(text)) {
+        failure(out->writeText16(text));
+        return failure.code;
+    }
+    failure(out->writeText("\"", 1));
+    const char16_t* run = text;
+    const char16_t* p = text;
+    for (; *p; ++p) {
+        if (*p != u'"') continue;
+        // The quote ends this run and starts the next: written twice.
+        failure(out->writeText16(run, uint32_t(p - run + 1)));
+        run = p;
+    }
+    failure(out->writeText16(run, uint32_t(p - run)));
+    failure(out->writeText("\"", 1));
+    return failure.code;
+}
+
+ResultCode writeCsvNarrow(XpTextWriter* out, const char* text) noexcept {
+    XpString16 wide;
+    (void)wide.assign(text ? text : "");  // invalid bytes become U+FFFD
+    return writeCsvText(out, wide.data(), false);
+}
+
+ResultCode writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
+    XpString16 wide;
+    (void)wide.assign(text ? text : "");
+    const ResultCode rc = out->writeQuoted(wide.data());
+    return isWriteFailure(rc) ? rc : kResultOk;
+}
+
+// --- csv ---
+
+ResultCode csvHead(XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    failure(out->writeText("file,format,publications"));
+    for (const VroMetricsSchemaRow& row : kMetricsSchema) {
+        failure(out->writeText(",", 1));
+        failure(out->writeText(row.snakeName));
+    }
+    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) failure(writerPrintf(out, ",authors_%u", b));
+    failure(out->writeText(",error\n"));
+    return failure.code;
+}
+
+ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
+                    const VroMetrics& m, XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    failure(writeCsvText(out, label, false));
+    failure(out->writeText(",", 1));
+    failure(writeCsvNarrow(out, formatName));
+    char numbers[kNumbersRoom];
+    char* p = numbers;
+    *p++ = ',';
+    p = putUnsigned(p, list.count());
+    for (const VroMetricsSchemaRow& row : kMetricsSchema) {
+        *p++ = ',';
+        (void)putField(p, m, row);
+    }
+    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
+        *p++ = ',';
+        p = putUnsigned(p, m.authorHistogram[b]);
+    }
+    *p++ = ',';  // no error
+    *p++ = '\n';
+    failure(out->writeText(numbers, uint32_t(p - numbers)));
+    return failure.code;
+}
+
+ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    failure(writeCsvText(out, label, false));
+    // format, publications, the named fields and the histogram stay empty.
+    char commas[2 + kMetricsSchemaRows + kAuthorHistogramSize + 1];
+    std::memset(commas, ',', sizeof commas);
+    failure(out->writeText(commas, sizeof commas));
+    failure(writeCsvNarrow(out, message));
+    failure(out->writeText("\n", 1));
+    return failure.code;
+}
+
+// --- json ---
+
+ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
+                     const VroMetrics& m, XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    failure(out->writeText("{\"file\":"));
+    failure(out->writeQuoted(label ? label : u""));
+    failure(out->writeText(",\"format\":"));
+    failure(writeJsonNarrow(out, formatName));
+    char numbers[kNumbersRoom];
+    char* p = numbers;
+    static constexpr char kPublications[] = ",\"publications\":";
+    std::memcpy(p, kPublications, sizeof kPublications - 1);
+    p = putUnsigned(p + sizeof kPublications - 1, list.count());
+    for (const VroMetricsSchemaRow& row : kMetricsSchema) {
+        // Schema names are plain ASCII identifiers: no escaping needed.
+        *p++ = ',';
+        *p++ = '"';
+        const size_t length = std::strlen(row.snakeName);
+        std::memcpy(p, row.snakeName, length);
+        p += length;
+        *p++ = '"';
+        *p++ = ':';
+        if (!putField(p, m, row)) {
+            std::memcpy(p, "null", 4);
+            p += 4;
+        }
+    }
+    static constexpr char kAuthors[] = ",\"authors\":[";
+    std::memcpy(p, kAuthors, sizeof kAuthors - 1);
+    p += sizeof kAuthors - 1;
+    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
+        if (b != 0) *p++ = ',';
+        p = putUnsigned(p, m.authorHistogram[b]);
+    }
+    *p++ = ']';
+    *p++ = '}';
+    *p++ = '\n';
+    failure(out->writeText(numbers, uint32_t(p - numbers)));
+    return failure.code;
+}
+
+ResultCode jsonFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    failure(out->writeText("{\"file\":"));
+    failure(out->writeQuoted(label ? label : u""));
+    failure(out->writeText(",\"error\":"));
+    failure(writeJsonNarrow(out, message));
+    failure(out->writeText("}\n"));
+    return failure.code;
+}
+
+// --- papers ---
+
+ResultCode papersHead(XpTextWriter* out) noexcept {
+    return out->writeText("file,rank,year,cites,authors,age,cites_per_year_100,cites_per_author,in_h_core,use,title\n");
+}
+
+ResultCode papersInput(const char16_t* label, const char*, const VroPublicationList& list, const VroMetrics&,
+                       XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    for (uint32_t i = 0; i < list.count() && failure.code == kResultOk; ++i) {
+        const VroPublication* pub = list.at(i);
+        if (!pub) continue;
+        failure(writeCsvText(out, label, false));
+        char numbers[9 * 12 + 4];
+        char* p = numbers;
+        *p++ = ',';
+        p = putSigned(p, pub->Rank);
+        *p++ = ',';
+        p = putSigned(p, pub->Year);
+        *p++ = ',';
+        p = putUnsigned(p, pub->Cites);
+        *p++ = ',';
+        p = putUnsigned(p, pub->authorCount);
+        *p++ = ',';
+        p = putSigned(p, pub->age);
+        *p++ = ',';
+        p = putUnsigned(p, pub->citesPerYear100);
+        *p++ = ',';
+        p = putUnsigned(p, pub->citesPerAuthor);
+        *p++ = ',';
+        *p++ = (pub->status & kStatusInHCore) ? '1' : '0';
+        *p++ = ',';
+        p = putSigned(p, pub->Use);
+        *p++ = ',';
+        failure(out->writeText(numbers, uint32_t(p - numbers)));
+        failure(writeCsvText(out, pub->Title.data(), true));
+        failure(out->writeText("\n", 1));
+    }
+    return failure.code;
+}
+
+ResultCode papersFailure(const char16_t* label, const char*, XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    failure(writeCsvText(out, label, false));
+    failure(out->writeText(",,,,,,,,,,\n"));
+    return failure.code;
+}
+
+// --- html ---
+
+ResultCode htmlHead(XpTextWriter* out) noexcept { return writeHtmlHead(out, "Citation metrics"); }
+
+ResultCode htmlInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
+                     const VroMetrics& metrics, XpTextWriter* out) noexcept {
+    return writeHtmlSection(out, VroHtmlSection{label, formatName, &list, &metrics});
+}
+
+ResultCode htmlFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+    return writeHtmlFailedSection(out, label, message);
+}
+
+ResultCode htmlTail(XpTextWriter* out) noexcept { return writeHtmlFoot(out); }
+
+}  // namespace
+
+const VroReportFormat kReportFormats[kReportFormatCount] = {
+    {"csv", csvHead, csvInput, csvFailure, nullptr, false},
+    {"json", nullptr, jsonInput, jsonFailure, nullptr, false},
+    {"papers", papersHead, papersInput, papersFailure, nullptr, true},
+    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true},
+};
+
+const VroReportFormat* findReportFormat(const char* name) noexcept {
+    if (!name) return nullptr;
+    for (const VroReportFormat& format : kReportFormats)
+        if (std::strcmp(format.name, name) == 0) return &format;
+    return nullptr;
+}
