@@ -9,7 +9,7 @@
 // sorted by Rank with sortKey 6. Nothing can fail; a null record does nothing.
 // All arithmetic is 32-bit unsigned as the record's fields are, wrapping where
 // a sum overflows; fractions are rounded half up through mulDivRound
-// (metrics/fixed_point.h).
+// (model/fixed_point.h).
 #pragma once
 
 #include <cstdint>

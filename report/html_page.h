@@ -4,7 +4,7 @@
 // (writeHtmlSection, or writeHtmlFailedSection for an export that could not
 // be read), then writeHtmlFoot, all through one text writer that encodes
 // UTF-8. The page has no script and no external style sheet, font or image:
-// its style sheet and its charts (metrics/svg_charts.h) are inline, grey
+// its style sheet and its charts (report/svg_charts.h) are inline, grey
 // only, and it prints one export per page.
 //
 // A section (<section class="export">) holds:
@@ -21,7 +21,7 @@
 // - the h-core papers, most cited first: rank, citations, year, authors and
 //   title.
 // Text from the export (label, format name, titles) is escaped by
-// writeMarkupText (metrics/markup_text.h). Sections carry no element id, so
+// writeMarkupText (report/markup_text.h). Sections carry no element id, so
 // they may be written apart (on several threads) and joined in any number;
 // the hatching the charts share is defined once, by the head. The
 // publication list is the one computeMetrics left (only

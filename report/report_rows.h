@@ -20,7 +20,7 @@
 //   order: file, rank, year, cites, authors, age, cites_per_year_100,
 //   cites_per_author, in_h_core, use, title (always quoted). A failed input
 //   gives one line with its file and every other column empty.
-// - html: one self-contained page for a person (metrics/html_page.h): a head
+// - html: one self-contained page for a person (report/html_page.h): a head
 //   with the style sheet, one section per input with its charts, metric
 //   table and h-core list, a section naming a failed input and its message,
 //   and the closing tail.

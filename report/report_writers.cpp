@@ -19,7 +19,7 @@ namespace {
 
 
 // The plain report body after the label, one line each; "{name}" stands for
-// the value of the report column of that name (metrics/report_columns.h).
+// the value of the report column of that name (report/report_columns.h).
 constexpr const char* kPlainLines[] = {
     "Publication years: {year_first}-{year_last}",
     "Papers: {p}",

@@ -5,7 +5,7 @@
 // white) and a <figcaption>; they are sized for a 640-unit view box that
 // scales down to the page width. Neither uses script, an external resource or
 // an element id; the hatching of the g-core is the page's pattern
-// "g-core-hatch" (metrics/html_page.h defines it once in the head).
+// "g-core-hatch" (report/html_page.h defines it once in the head).
 //
 // - writeRankChart: citations by rank, the most cited paper first. One
 //   <rect class="paper"> per paper with data-rank (1-based) and data-cites;
