@@ -36,5 +36,18 @@ inline constexpr uint32_t kMaxCsvFields = 64;
 
 uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uint32_t maxFields) noexcept;
 
+// The record reader of the layouts known by their header's columns (the
+// format row's header, import/csv_header.h). As readCsvRecords, but:
+// - a notice line before the header is skipped; a header that then does not
+//   hold the layout's columns, or no header at all, gives 774;
+// - the separator is the header's (comma, else semicolon);
+// - every column binds as chooseBoundColumns says, beyond the 64th too;
+// - quoted values always span lines as a joining row's do;
+// - rows holding only separators, quotes and white space are no records;
+// - a layout whose source writes UTF-8 reads the rows after the header as
+//   UTF-8 when the input has no byte-order mark.
+[[nodiscard]] ResultCode readCsvLayoutRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                                              VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;
+
 [[nodiscard]] ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                                         VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;

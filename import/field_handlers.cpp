@@ -2,6 +2,7 @@
 
 #include <cstring>
 #include <new>
+#include <string_view>
 
 #include "foundation/unit_scan.h"
 #include "import/note_scanner.h"
@@ -161,7 +162,9 @@ void appendAuthors(VroPublication& pub, const BoundedText& joined, uint32_t& mas
     if (!pub.Authors.empty()) mask |= kBitAuthors;
 }
 
+// A note that held a count: the record carries one.
 void setAllCounts(VroPublication& pub, uint32_t count) noexcept {
+    pub.status |= kStatusCountGiven;
     pub.CitesCount = count;
     pub.ECC = count;
     pub.Cites = count;
@@ -332,6 +335,7 @@ bool setPages(VroPublication& pub, char16_t* value, uint32_t& mask) {
 }
 
 bool setCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    pub.status |= kStatusCountGiven;
     pub.CitesCount = parseUnsignedValue(value);
     if (pub.CitesCount != 0) mask |= kBitCitesCount;
     // A source's own non-zero estimate, read earlier in the row, stands.
@@ -341,6 +345,7 @@ bool setCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
 }
 
 bool setEstimatedCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    pub.status |= kStatusCountGiven;
     pub.ECC = parseUnsignedValue(value);
     if (pub.ECC != 0) {
         mask |= kBitEcc;
@@ -490,4 +495,59 @@ bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) 
     }
     appendAuthors(pub, joined, mask);
     return true;
+}
+
+namespace {
+
+// Where a name list separates names: at '|' (OpenAlex) or at a list
+// semicolon.
+bool isBarOrListSemicolon(const char16_t* at) noexcept { return at[0] == u'|' || isListSemicolon(at); }
+
+// What OpenAlex writes for an author it has no name for.
+bool isPlaceholderName(const char16_t* name) noexcept {
+    return std::u16string_view(name) == u"None" || compareFieldKey(name, "nan") == 0;
+}
+
+// Splits value in place where isSeparator says (at most kMaxAuthorPieces
+// pieces, the last keeping the rest), trims each piece, drops empty ones and
+// those dropName names, turns each round at its last comma and appends them,
+// joined with ", ", to Authors.
+bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool (*isSeparator)(const char16_t*),
+                    bool (*dropName)(const char16_t*)) {
+    const uint32_t length = textLength(value);
+    char16_t* pieces[kMaxAuthorPieces];
+    uint32_t count = 0;
+    pieces[count++] = value;
+    for (char16_t* p = value; *p != 0 && count < kMaxAuthorPieces; ++p) {
+        if (!isSeparator(p)) continue;
+        *p = 0;
+        pieces[count++] = p + 1;
+    }
+    uint32_t kept = 0;
+    for (uint32_t i = 0; i < count; ++i) {
+        char16_t* name = trimValue(pieces[i]);
+        if (name[0] != 0 && (dropName == nullptr || !dropName(name))) pieces[kept++] = name;
+    }
+    if (kept == 0) return false;
+    const uint32_t capacity = length + 1 + 2 * kept;
+    ScratchText buffer(capacity);
+    if (buffer.data() == nullptr) return false;
+    BoundedText joined{buffer.data(), capacity};
+    buffer.data()[0] = 0;
+    for (uint32_t i = 0; i < kept; ++i) {
+        if (i > 0) joined.put(u", ", 2);
+        joined.putReversed(pieces[i], u',');
+    }
+    appendAuthors(pub, joined, mask);
+    return true;
+}
+
+}  // namespace
+
+bool setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return appendNameList(pub, value, mask, isListSemicolon, nullptr);
+}
+
+bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return appendNameList(pub, value, mask, isBarOrListSemicolon, isPlaceholderName);
 }

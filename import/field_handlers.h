@@ -20,6 +20,10 @@
 //   bit 17 is already set, then Cites = ECC. setEstimatedCites stores ECC
 //   (also 0); a non-zero estimate sets bit 17 and Cites = ECC. The note
 //   handlers set CitesCount, ECC and Cites together.
+// - The publication's kStatusCountGiven bit is set by setCites and
+//   setEstimatedCites whatever the value (an empty count cell still says the
+//   export carries counts), and by the note handlers when the note held a
+//   count.
 // - Author list handlers build their joined text in a buffer bounded by the
 //   value's length plus one plus two characters per piece; longer results
 //   are cut, never overflow.
@@ -95,3 +99,15 @@ bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // setScopusAuthors appends. A value without such a ';' goes to
 // setScopusAuthors.
 bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+// Name lists whose names a ';' followed by white space (or ending the value)
+// separates, each name as its source writes it: "Doe, Jane; Roe, R" or
+// "Jane Doe; R. Roe". Every piece is trimmed; empty ones are no authors; a
+// piece with a comma is turned round at its last comma, so that no name
+// brings a comma into Authors (which is split at commas). At most 100
+// pieces, the last keeping the rest. Appended to Authors as the other list
+// handlers append.
+bool setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+// The same for lists separated by '|' as well ("Jane Doe|R. Roe", names
+// given first), where a piece reading "None" or "nan" (any case for "nan")
+// stands for a missing name and is no author either.
+bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);

@@ -5,6 +5,7 @@
 
 #include "foundation/sorted_tables.h"
 #include "foundation/strings.h"
+#include "import/csv_header.h"
 #include "import/csv_importer.h"
 #include "import/field_handlers.h"
 #include "import/tagged_importers.h"
@@ -141,6 +142,161 @@ constexpr VroFieldBinding kScopusColumnsCsvColumns[] = {
 };
 static_assert(isStrictlyAscending(kScopusColumnsCsvColumns, fieldKeyBefore));
 
+// The open sources' CSV exports and Web of Science's saved as CSV, known by
+// their header's columns (import/csv_header.h): only the titles matter, in
+// any order and number, beyond the 64th column too, separated by commas or
+// semicolons. Each layout requires its count column, so a header one of
+// them accepts always carries counts.
+template <const VroCsvHeader& header>
+ResultCode probeHeader(const XpString16& line, bool* accepted) noexcept {
+    return probeCsvHeader(line, header, accepted);
+}
+
+// OpenAlex (CSV): the web interface's export, one column per field of the
+// work object as a dotted path (169 to 172 columns, order changing), names
+// given first and separated by '|'; the later layout with plain titles
+// ("Work ID", "Year", "Citation count") is known by the same columns.
+constexpr const char* kOpenAlexRequired[] = {"id|Work ID", "publication_year|Year", "title|display_name"};
+constexpr const char* kOpenAlexPreferred[] = {"title|display_name"};
+constexpr VroCsvHeader kOpenAlexHeader = {.required = kOpenAlexRequired,
+                                          .counts = "cited_by_count|Citation count",
+                                          .preferred = kOpenAlexPreferred,
+                                          .utf8WithoutMark = true};
+constexpr VroFieldBinding kOpenAlexCsvColumns[] = {
+    {"abstract", setAbstract},
+    {"Author", setBarListAuthors},
+    {"authorships.author.display_name", setBarListAuthors},
+    {"biblio.first_page", setStartPage},
+    {"biblio.issue", setIssue},
+    {"biblio.last_page", setEndPage},
+    {"biblio.volume", setVolume},
+    {"Citation count", setCites},
+    {"cited_by_count", setCites},
+    {"display_name", setTitle},
+    {"doi", setDoi},
+    {"primary_location.source.display_name", setSource},
+    {"primary_location.source.host_organization_name", setPublisher},
+    {"primary_location.source.issn_l", setIssn},
+    {"publication_year", setYear},
+    {"Source", setSource},
+    {"title", setTitle},
+    {"type", setType},
+    {"Year", setYear},
+};
+static_assert(isStrictlyAscending(kOpenAlexCsvColumns, fieldKeyBefore));
+
+// Dimensions (CSV): a notice line "About the data: ..." (quoted, padded with
+// commas) before the header, or the header alone; names "Surname, Given".
+constexpr const char* kDimensionsRequired[] = {"Publication ID"};
+constexpr VroCsvHeader kDimensionsHeader = {.notice = "About the data:",
+                                            .required = kDimensionsRequired,
+                                            .counts = "Times cited",
+                                            .utf8WithoutMark = true};
+constexpr VroFieldBinding kDimensionsCsvColumns[] = {
+    {"Abstract", setAbstract},        {"Authors", setListAuthors}, {"DOI", setDoi},
+    {"Issue", setIssue},              {"Pagination", setPages},    {"Publication Type", setType},
+    {"Publisher", setPublisher},      {"PubYear", setYear},        {"Source title", setSource},
+    {"Times cited", setCites},        {"Title", setTitle},         {"Volume", setVolume},
+};
+static_assert(isStrictlyAscending(kDimensionsCsvColumns, fieldKeyBefore));
+
+// Lens (CSV): scholarly works; names given first. Older exports call the
+// count "Scholarly Citation Count".
+constexpr VroCsvHeader kLensHeader = {.firstColumn = "Lens ID",
+                                      .counts = "Citing Works Count|Scholarly Citation Count",
+                                      .utf8WithoutMark = true};
+constexpr VroFieldBinding kLensCsvColumns[] = {
+    {"Abstract", setAbstract},
+    {"Author/s", setListAuthors},
+    {"Citing Works Count", setCites},
+    {"DOI", setDoi},
+    {"End Page", setEndPage},
+    {"ISSNs", setIssn},
+    {"Issue Number", setIssue},
+    {"Publication Type", setType},
+    {"Publication Year", setYear},
+    {"Publisher", setPublisher},
+    {"Scholarly Citation Count", setCites},
+    {"Source Title", setSource},
+    {"Start Page", setStartPage},
+    {"Title", setTitle},
+    {"Volume", setVolume},
+};
+static_assert(isStrictlyAscending(kLensCsvColumns, fieldKeyBefore));
+
+// IEEE Xplore (CSV): every value quoted; names given first.
+constexpr VroCsvHeader kIeeeHeader = {.firstColumn = "Document Title",
+                                      .counts = "Article Citation Count",
+                                      .utf8WithoutMark = true};
+constexpr VroFieldBinding kIeeeCsvColumns[] = {
+    {"Abstract", setAbstract},
+    {"Article Citation Count", setCites},
+    {"Authors", setListAuthors},
+    {"Document Identifier", setTypeText},
+    {"Document Title", setTitle},
+    {"DOI", setDoi},
+    {"End Page", setEndPage},
+    {"ISSN", setIssn},
+    {"Issue", setIssue},
+    {"Publication Title", setSource},
+    {"Publication Year", setYear},
+    {"Publisher", setPublisher},
+    {"Start Page", setStartPage},
+    {"Volume", setVolume},
+};
+static_assert(isStrictlyAscending(kIeeeCsvColumns, fieldKeyBefore));
+
+// ISI/WoS (CSV): Web of Science's Excel export (or its citation report, or
+// its tab-delimited export) saved as CSV by a spreadsheet, with commas or
+// semicolons; names "Surname, Initials". The count is the Core Collection's
+// when the file has it, as TC is in the other Web of Science layouts; the
+// citation report's yearly columns are not bound.
+constexpr const char* kWosCsvRequired[] = {"Article Title|Title|TI", "Publication Year|PY"};
+constexpr const char* kWosCsvPreferred[] = {"Article Title|Title|TI", "Authors|AU"};
+constexpr VroCsvHeader kWosCsvHeader = {
+    .required = kWosCsvRequired,
+    .counts = "Times Cited, WoS Core|TC|Times Cited, All Databases|Z9|Total Citations",
+    .preferred = kWosCsvPreferred};
+constexpr VroFieldBinding kWosCsvColumns[] = {
+    {"AB", setAbstract},
+    {"Abstract", setAbstract},
+    {"Article Title", setTitle},
+    {"AU", setListAuthors},
+    {"Authors", setListAuthors},
+    {"Beginning Page", setStartPage},
+    {"BP", setStartPage},
+    {"DI", setDoi},
+    {"Document Type", setType},
+    {"DOI", setDoi},
+    {"DT", setType},
+    {"End Page", setEndPage},
+    {"Ending Page", setEndPage},
+    {"EP", setEndPage},
+    {"IS", setIssue},
+    {"ISSN", setIssn},
+    {"Issue", setIssue},
+    {"PT", setType},
+    {"PU", setPublisher},
+    {"Publication Type", setType},
+    {"Publication Year", setYear},
+    {"Publisher", setPublisher},
+    {"PY", setYear},
+    {"SN", setIssn},
+    {"SO", setSource},
+    {"Source Title", setSource},
+    {"Start Page", setStartPage},
+    {"TC", setCites},
+    {"TI", setTitle},
+    {"Times Cited, All Databases", setCites},
+    {"Times Cited, WoS Core", setCites},
+    {"Title", setTitle},
+    {"Total Citations", setCites},
+    {"VL", setVolume},
+    {"Volume", setVolume},
+    {"Z9", setCites},
+};
+static_assert(isStrictlyAscending(kWosCsvColumns, fieldKeyBefore));
+
 // The order is part of the format detection: the first row that accepts the
 // first line wins and later ones are not asked. The Scopus column probe comes
 // last so that it only ever takes lines no exact signature accepts.
@@ -163,6 +319,16 @@ constexpr VroImportFormat kFormatRows[] = {
      .read = readEndNoteTagged, .fields = kEndNoteTaggedTags},
     {.name = "Scopus (CSV)", .code = fourCharacterCode("Scoc"), .probe = probeScopusColumns,
      .read = readCsvRecords, .fields = kScopusColumnsCsvColumns, .joinsQuotedLines = true},
+    {.name = "OpenAlex (CSV)", .code = fourCharacterCode("OAlc"), .probe = probeHeader<kOpenAlexHeader>,
+     .read = readCsvLayoutRecords, .fields = kOpenAlexCsvColumns, .header = &kOpenAlexHeader},
+    {.name = "Dimensions (CSV)", .code = fourCharacterCode("Dimc"), .probe = probeHeader<kDimensionsHeader>,
+     .read = readCsvLayoutRecords, .fields = kDimensionsCsvColumns, .header = &kDimensionsHeader},
+    {.name = "Lens (CSV)", .code = fourCharacterCode("Lenc"), .probe = probeHeader<kLensHeader>,
+     .read = readCsvLayoutRecords, .fields = kLensCsvColumns, .header = &kLensHeader},
+    {.name = "IEEE Xplore (CSV)", .code = fourCharacterCode("Ieec"), .probe = probeHeader<kIeeeHeader>,
+     .read = readCsvLayoutRecords, .fields = kIeeeCsvColumns, .header = &kIeeeHeader},
+    {.name = "ISI/WoS (CSV)", .code = fourCharacterCode("Wosc"), .probe = probeHeader<kWosCsvHeader>,
+     .read = readCsvLayoutRecords, .fields = kWosCsvColumns, .header = &kWosCsvHeader},
 };
 
 }  // namespace

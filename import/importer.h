@@ -78,6 +78,7 @@ constexpr bool fieldKeyBefore(const VroFieldBinding& a, const VroFieldBinding& b
 [[nodiscard]] ResultCode readFirstLine(XpTextReader* reader, XpString16& line) noexcept;
 
 struct VroImportFormat;
+struct VroCsvHeader;
 
 // Reads the records after the first line (already read into line) of one
 // format into list; fieldMaskOut (optional) receives the OR of their field
@@ -99,6 +100,11 @@ struct VroImportFormat {
     std::span<const VroFieldBinding> fields;  // column titles or tags
     char16_t separator = u',';                // delimited text: between fields
     bool joinsQuotedLines = false;            // delimited text: quoted values span lines
+    // Delimited text known by its header's columns (import/csv_header.h).
+    const VroCsvHeader* header = nullptr;
+    // Where the source keeps citation counts, for a report of an export that
+    // holds none ("the TC field of the full record").
+    const char* countHint = nullptr;
 };
 
 class VroImporter {

@@ -62,6 +62,11 @@ inline constexpr uint32_t kMaxAuthors = 50;
 inline constexpr int32_t kFirstCountedYear = 1600;
 // status bit: the publication lies in the Hirsch core.
 inline constexpr uint32_t kStatusInHCore = 1u;
+// status bit: the record carried a citation count field (a count column or
+// tag, even with an empty value, or a note that held a count), so that an
+// export without any can be told from one whose works are all uncited. Set
+// by the import, left alone by the calculation.
+inline constexpr uint32_t kStatusCountGiven = 2u;
 
 // One parsed author: an owned name and a second text this program leaves null.
 struct VroAuthorEntry {
