@@ -508,25 +508,49 @@ bool isPlaceholderName(const char16_t* name) noexcept {
     return std::u16string_view(name) == u"None" || compareFieldKey(name, "nan") == 0;
 }
 
+// A comma left inside a name would split it when Authors is split into the
+// author list: each becomes a blank, or goes where white space follows it.
+// With keepLast the last comma stays, to turn the name round.
+uint32_t clearInnerCommas(char16_t* text, uint32_t length, bool keepLast) noexcept {
+    uint32_t last = length;
+    if (keepLast)
+        for (uint32_t i = length; i > 0 && last == length; --i)
+            if (text[i - 1] == u',') last = i - 1;
+    uint32_t out = 0;
+    for (uint32_t i = 0; i < length; ++i) {
+        char16_t c = text[i];
+        if (c == u',' && i != last) {
+            if (i + 1 < length && isAsciiWhiteSpace(text[i + 1])) continue;
+            c = u' ';
+        }
+        text[out++] = c;
+    }
+    text[out] = 0;
+    return out;
+}
+
 // Splits value in place where isSeparator says (at most kMaxAuthorPieces
 // pieces, the last keeping the rest), trims each piece, drops empty ones and
-// those dropName names, turns each round at its last comma and appends them,
-// joined with ", ", to Authors.
+// those dropName names, turns each round at its last comma (surnameFirst) or
+// clears its commas, and appends them, joined with ", ", to Authors.
 bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool (*isSeparator)(const char16_t*),
-                    bool (*dropName)(const char16_t*)) {
+                    bool (*dropName)(const char16_t*), bool surnameFirst) {
     const uint32_t length = textLength(value);
-    char16_t* pieces[kMaxAuthorPieces];
+    char16_t* starts[kMaxAuthorPieces];
     uint32_t count = 0;
-    pieces[count++] = value;
+    starts[count++] = value;
     for (char16_t* p = value; *p != 0 && count < kMaxAuthorPieces; ++p) {
         if (!isSeparator(p)) continue;
         *p = 0;
-        pieces[count++] = p + 1;
+        starts[count++] = p + 1;
     }
+    Piece pieces[kMaxAuthorPieces];
     uint32_t kept = 0;
     for (uint32_t i = 0; i < count; ++i) {
-        char16_t* name = trimValue(pieces[i]);
-        if (name[0] != 0 && (dropName == nullptr || !dropName(name))) pieces[kept++] = name;
+        uint32_t n = 0;
+        char16_t* name = trimValue(starts[i], &n);
+        if (n == 0 || (dropName != nullptr && dropName(name))) continue;
+        pieces[kept++] = {name, clearInnerCommas(name, n, surnameFirst)};
     }
     if (kept == 0) return false;
     const uint32_t capacity = length + 1 + 2 * kept;
@@ -545,9 +569,9 @@ bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool (
 }  // namespace
 
 bool setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return appendNameList(pub, value, mask, isListSemicolon, nullptr);
+    return appendNameList(pub, value, mask, isListSemicolon, nullptr, true);
 }
 
 bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return appendNameList(pub, value, mask, isBarOrListSemicolon, isPlaceholderName);
+    return appendNameList(pub, value, mask, isBarOrListSemicolon, isPlaceholderName, false);
 }

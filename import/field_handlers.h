@@ -102,12 +102,14 @@ bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // Name lists whose names a ';' followed by white space (or ending the value)
 // separates, each name as its source writes it: "Doe, Jane; Roe, R" or
 // "Jane Doe; R. Roe". Every piece is trimmed; empty ones are no authors; a
-// piece with a comma is turned round at its last comma, so that no name
-// brings a comma into Authors (which is split at commas). At most 100
-// pieces, the last keeping the rest. Appended to Authors as the other list
-// handlers append.
+// piece is turned round at its last comma. A comma that would still stand
+// in a name ("van der Berg, Jr., Anna") becomes a blank, or goes before
+// white space, so that no name brings a comma into Authors (which is split
+// at commas). At most 100 pieces, the last keeping the rest. Appended to
+// Authors as the other list handlers append.
 bool setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
-// The same for lists separated by '|' as well ("Jane Doe|R. Roe", names
-// given first), where a piece reading "None" or "nan" (any case for "nan")
-// stands for a missing name and is no author either.
+// Lists separated by '|' (or as above), names given first, so not turned
+// round: every comma in a name becomes a blank or goes ("John Smith, Jr."
+// gives "John Smith Jr."). A piece reading "None" or "nan" (any case for
+// "nan") stands for a missing name and is no author either.
 bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);

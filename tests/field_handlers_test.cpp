@@ -23,6 +23,12 @@ bool call(VroFieldHandler handler, VroPublication& pub, const std::u16string& va
 
 std::u16string text(const XpString16& s) { return std::u16string(s.data(), s.length()); }
 
+std::u16string fromUtf8(const std::string& bytes) {
+    XpString16 s;
+    EXPECT_EQ(s.assign(bytes.c_str()), 0);
+    return text(s);
+}
+
 constexpr uint32_t bit(int n) { return 1u << n; }
 
 TEST(FieldHandlers, LaterValuesAppendReplaceOrAreDropped) {
@@ -114,6 +120,51 @@ TEST(FieldHandlers, NameReversalIsCutAtTheRoom) {
     const std::u16string longer = u"Doe,  X";
     char16_t out[16];
     EXPECT_EQ(reverseName(longer.data(), 5, u',', out, 16), 3u);
+}
+
+TEST(FieldHandlers, NameListsAsInTestsDataNameLists) {
+    for (const std::vector<std::string>& row : vt::tableOf("import/name-lists.txt")) {
+        SCOPED_TRACE(row.at(0) + " | " + row.at(1));
+        VroPublication pub;
+        uint32_t mask = 0;
+        const bool taken = call(row[0] == "bar" ? setBarListAuthors : setListAuthors, pub, fromUtf8(row[1]), mask);
+        const std::string expected = row.at(2) == "<empty>" ? "" : row[2];
+        EXPECT_EQ(vt::utf8Units(text(pub.Authors)), expected);
+        EXPECT_EQ(taken, !expected.empty());
+        EXPECT_EQ(mask, expected.empty() ? 0u : bit(1));
+        EXPECT_EQ(pub.splitAuthors(), std::stoul(row.at(3)));
+    }
+    // Appended to what the record holds, and cut within the list's room.
+    VroPublication pub;
+    uint32_t mask = 0;
+    call(setListAuthors, pub, u"Roe, R", mask);
+    call(setBarListAuthors, pub, u"Ann Lee", mask);
+    EXPECT_EQ(text(pub.Authors), u"R Roe, Ann Lee");
+    std::u16string many;
+    for (int i = 0; i < 150; ++i) many += u"N" + vt::wide(std::to_string(i)) + u"|";
+    VroPublication crowded;
+    call(setBarListAuthors, crowded, many, mask);
+    EXPECT_EQ(crowded.splitAuthors(), kMaxAuthors);
+    EXPECT_EQ(text(crowded.Authors).substr(0, 12), u"N0, N1, N2, ");
+}
+
+// Whether a record carried a count field at all: count fields say so even
+// when empty; notes only when they held a count; nothing else does.
+TEST(FieldHandlers, CountFieldsMarkTheRecordEvenWhenEmpty) {
+    const struct { VroFieldHandler handler; const char16_t* value; bool given; } cases[] = {
+        {setCites, u"", true},           {setCites, u"n/a", true},          {setCites, u"0", true},
+        {setEstimatedCites, u"", true},  {setCitesNote, u"7 cites: x", true}, {setCitesNote, u"cites", false},
+        {setCitesNote, u"Query date: 1", false}, {setCitedByNote, u"Cited By: 0", true},
+        {setCitedByNote, u"References: 12", false}, {setTitle, u"12", false}, {setRank, u"3", false},
+    };
+    for (const auto& c : cases) {
+        VroPublication pub;
+        pub.status = kStatusInHCore;
+        uint32_t mask = 0;
+        call(c.handler, pub, c.value, mask);
+        EXPECT_EQ(pub.status, kStatusInHCore | (c.given ? kStatusCountGiven : 0u))
+            << vt::utf8Units(c.value);
+    }
 }
 
 TEST(NoteScanner, PatternsAsInTestsDataNotes) {
