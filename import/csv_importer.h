@@ -29,25 +29,45 @@
 
 #include <cstdint>
 
+#include "foundation/strings.h"
 #include "import/importer.h"
 
 // Columns an importer considers; the rest of a line is dropped.
 inline constexpr uint32_t kMaxCsvFields = 64;
+// The field mask every record starts with: its rank is known, the line
+// number or a rank column.
+inline constexpr uint32_t kCsvInitialRowMask = 0x20;
 
 uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uint32_t maxFields) noexcept;
+// splitCsvLine over text whose zero terminator stands at end, fields not
+// cleared first.
+uint32_t splitCsvText(char16_t* text, const char16_t* end, char16_t separator, char16_t** fields,
+                      uint32_t maxFields) noexcept;
 
-// The record reader of the layouts known by their header's columns (the
-// format row's header, import/csv_header.h). As readCsvRecords, but:
-// - a notice line before the header is skipped; a header that then does not
-//   hold the layout's columns, or no header at all, gives 774;
-// - the separator is the header's (comma, else semicolon);
-// - every column binds as chooseBoundColumns says, beyond the 64th too;
-// - quoted values always span lines as a joining row's do;
-// - rows holding only separators, quotes and white space are no records;
-// - a layout whose source writes UTF-8 reads the rows after the header as
-//   UTF-8 when the input has no byte-order mark.
-[[nodiscard]] ResultCode readCsvLayoutRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
-                                              VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;
+// The rows of one import after its first line: trimmed lines, or, with
+// joining, lines continued while a quote is open as a joining format row's
+// are (see above). A read failure ends a row as it stands.
+class VroCsvRows {
+public:
+    VroCsvRows(XpTextReader* reader, bool joinQuoted) noexcept : reader_(reader), joinQuoted_(joinQuoted) {}
+    // 0 when a row was delivered; otherwise the import ends.
+    [[nodiscard]] ResultCode next(XpString16& row) noexcept;
+    // Joins the following lines to row while it holds an open quote.
+    void continueRow(XpString16& row) noexcept;
+    // 12 when joining ran out of memory, else 0.
+    ResultCode failure() const noexcept { return failure_; }
+
+private:
+    ResultCode take(XpString16& line) noexcept;
+    void noteFailure(ResultCode rc) noexcept;
+
+    XpTextReader* reader_;
+    bool joinQuoted_;
+    bool hasRest_ = false;
+    ResultCode failure_ = kResultOk;
+    XpString16 rest_;  // what a cut row left over: the next line
+    XpString16 more_;
+};
 
 [[nodiscard]] ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                                         VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;

@@ -5,8 +5,8 @@
 
 #include "foundation/sorted_tables.h"
 #include "foundation/strings.h"
-#include "import/csv_header.h"
 #include "import/csv_importer.h"
+#include "import/csv_layouts.h"
 #include "import/field_handlers.h"
 #include "import/tagged_importers.h"
 
@@ -143,7 +143,7 @@ constexpr VroFieldBinding kScopusColumnsCsvColumns[] = {
 static_assert(isStrictlyAscending(kScopusColumnsCsvColumns, fieldKeyBefore));
 
 // The open sources' CSV exports and Web of Science's saved as CSV, known by
-// their header's columns (import/csv_header.h): only the titles matter, in
+// their header's columns (import/csv_layouts.h): only the titles matter, in
 // any order and number, beyond the 64th column too, separated by commas or
 // semicolons. Each layout requires its count column, so a header one of
 // them accepts always carries counts.

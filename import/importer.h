@@ -100,7 +100,7 @@ struct VroImportFormat {
     std::span<const VroFieldBinding> fields;  // column titles or tags
     char16_t separator = u',';                // delimited text: between fields
     bool joinsQuotedLines = false;            // delimited text: quoted values span lines
-    // Delimited text known by its header's columns (import/csv_header.h).
+    // Delimited text known by its header's columns (import/csv_layouts.h).
     const VroCsvHeader* header = nullptr;
     // Where the source keeps citation counts, for a report of an export that
     // holds none ("the TC field of the full record").

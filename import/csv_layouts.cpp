@@ -1,10 +1,13 @@
-#include "import/csv_header.h"
+#include "import/csv_layouts.h"
 
 #include <new>
+#include <string_view>
 
 #include "foundation/ascii.h"
+#include "foundation/text_reader.h"
 #include "import/csv_importer.h"
 #include "import/field_handlers.h"
+#include "model/publication.h"
 
 namespace {
 
@@ -133,4 +136,86 @@ uint32_t chooseBoundColumns(const VroCsvTitles& titles, const VroCsvHeader& head
         if (handler != nullptr) written = i + 1;
     }
     return written;
+}
+
+namespace {
+
+constexpr uint32_t kFallbackCodePage = 1252;
+constexpr uint32_t kUtf8CodePage = 65001;
+
+// A row of nothing but separators, quotes and white space (what a
+// spreadsheet writes for an empty row) holds no record.
+bool isEmptyRow(const XpString16& row, char16_t separator) noexcept {
+    for (const char16_t c : std::u16string_view(row.data(), row.length()))
+        if (c != separator && c != u'"' && !isAsciiWhiteSpace(c)) return false;
+    return true;
+}
+
+// Room for one handler and one field start per column the rows use.
+struct ColumnArrays {
+    explicit ColumnArrays(uint32_t n) noexcept
+        : handlers(new (std::nothrow) VroFieldHandler[n ? n : 1]), fields(new (std::nothrow) char16_t*[n ? n : 1]) {}
+    ~ColumnArrays() {
+        delete[] handlers;
+        delete[] fields;
+    }
+    ColumnArrays(const ColumnArrays&) = delete;
+    ColumnArrays& operator=(const ColumnArrays&) = delete;
+    VroFieldHandler* handlers;
+    char16_t** fields;
+};
+
+}  // namespace
+
+ResultCode readCsvLayoutRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                                VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
+    if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
+    if (reader == nullptr || line.empty() || format.header == nullptr) return kErrInvalidArgument;
+    const VroCsvHeader& header = *format.header;
+
+    // The header was read in the fallback code page; its titles are ASCII.
+    // Old Mac text is left as it is: its first lines are already decoded.
+    if (header.utf8WithoutMark && reader->encoding() != nullptr &&
+        reader->encoding()->codePage() == kFallbackCodePage && !reader->carriageReturnLines())
+        (void)reader->setEncoding(kUtf8CodePage);
+
+    VroCsvRows rows(reader, true);
+    rows.continueRow(line);
+    if (rows.failure() != kResultOk) return rows.failure();
+    if (isNoticeLine(line.data(), header)) {
+        const ResultCode rc = rows.next(line);
+        if (rc != kResultOk) return rows.failure() != kResultOk ? rc : kErrInvalidFileType;
+    }
+
+    // A header that does not hold the layout's columns (after a notice line,
+    // or once a quote joined lines to it) is not this layout.
+    ResultCode rc = kResultOk;
+    const char16_t separator = findCsvSeparator(line.data(), line.length(), header, &rc);
+    if (rc != kResultOk) return rc;
+    if (separator == 0) return kErrInvalidFileType;
+    VroCsvTitles titles;
+    rc = titles.split(line.data(), line.length(), separator);
+    if (rc != kResultOk) return rc;
+    ColumnArrays columns(titles.count());
+    if (columns.handlers == nullptr || columns.fields == nullptr) return kErrNoMemory;
+    // Fields after the last bound column are never split.
+    const uint32_t used = chooseBoundColumns(titles, header, format.fields, columns.handlers);
+
+    uint32_t records = 0;
+    while (rows.next(line) == kResultOk) {
+        if (isEmptyRow(line, separator)) continue;
+        const uint32_t count = used == 0 ? 0 : splitCsvText(line.data(), line.end(), separator, columns.fields, used);
+        VroPublication* pub = list.add();
+        if (pub == nullptr) return kErrNoMemory;
+        pub->Rank = int32_t(++records);
+        pub->Use = 1;
+        uint32_t mask = kCsvInitialRowMask;
+        for (uint32_t i = 0; i < count; ++i) {
+            if (columns.handlers[i] != nullptr) columns.handlers[i](*pub, columns.fields[i], mask);
+        }
+        if (fieldMaskOut != nullptr) *fieldMaskOut |= mask;
+        pub->splitAuthors();
+        pub->deriveAge(list);
+    }
+    return rows.failure();
 }

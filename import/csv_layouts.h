@@ -1,7 +1,7 @@
 // Delimited-text layouts known by their header's columns rather than by an
 // exact first line: the description of such a layout, the header split into
-// its titles, the test of a header against a description, and the choice of
-// which columns bind.
+// its titles, the test of a header against a description, the choice of
+// which columns bind, and the record reader of these layouts.
 //
 // Contract:
 // - A VroCsvHeader names the column titles a layout's header must hold. An
@@ -37,6 +37,9 @@
 #include "foundation/result_codes.h"
 #include "foundation/strings.h"
 #include "import/importer.h"
+
+class XpTextReader;
+class VroPublicationList;
 
 struct VroCsvHeader {
     // First words of a line that may stand before the header; null: none.
@@ -92,3 +95,18 @@ bool isNoticeLine(const char16_t* line, const VroCsvHeader& header) noexcept;
 [[nodiscard]] ResultCode probeCsvHeader(const XpString16& line, const VroCsvHeader& header, bool* accepted) noexcept;
 uint32_t chooseBoundColumns(const VroCsvTitles& titles, const VroCsvHeader& header,
                             std::span<const VroFieldBinding> table, VroFieldHandler* handlers) noexcept;
+
+// The record reader of the layouts known by their header's columns (the
+// format row's header). As readCsvRecords (import/csv_importer.h), but:
+// - a notice line before the header is skipped; a header that then does not
+//   satisfy the description, or no header at all, gives 774;
+// - the separator is the header's (findCsvSeparator);
+// - columns bind as chooseBoundColumns says, beyond the 64th too, and the
+//   fields after the last bound column are not split;
+// - quoted values always span lines, as a joining row's do;
+// - rows holding only separators, quotes and white space are no records;
+// - for a source that writes UTF-8, the rows after the header of an input
+//   without a byte-order mark are read as UTF-8 (not old Mac text, whose
+//   first lines are already decoded).
+[[nodiscard]] ResultCode readCsvLayoutRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                                              VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;
