@@ -57,6 +57,16 @@ ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out) noexc
 // still filled, records kept); hand out code and name.
 ResultCode importPublications(const char* inputName, VroPublicationList& list, uint32_t* formatCodeOut,
                               XpString& filterNameOut, uint32_t* fieldMaskOut) noexcept {
+    return importPublications(inputName, list, formatCodeOut, filterNameOut, fieldMaskOut, nullptr);
+}
+
+ResultCode importPublications(const char* inputName, VroPublicationList& list, uint32_t* formatCodeOut,
+                              XpString& filterNameOut, uint32_t* fieldMaskOut, VroImportDetails* details) noexcept {
+    if (details != nullptr) {
+        details->format = nullptr;
+        details->unrecognisedLine.clear();
+        details->lineUnrecognised = false;
+    }
     if (formatCodeOut != nullptr) *formatCodeOut = 0;
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     filterNameOut.clear();
@@ -79,7 +89,14 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
 
     VroImporter* importer = nullptr;
     rc = findImporterFor(line, &importer);
-    if (rc != kResultOk) return rc;
+    if (rc != kResultOk) {
+        // The line is only lent for an explanation; one that cannot be kept
+        // leaves none.
+        if (rc == kErrInvalidFileType && details != nullptr)
+            details->lineUnrecognised = details->unrecognisedLine.assign(line.data(), line.length()) == kResultOk;
+        return rc;
+    }
+    if (details != nullptr) details->format = &importer->format();
 
     rc = importer->importData(reader.get(), line, list, fieldMaskOut);
     if (rc != kResultOk)

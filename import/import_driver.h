@@ -31,11 +31,11 @@
 #include <cstdint>
 
 #include "foundation/result_codes.h"
+#include "foundation/strings.h"
 
 class VroImporter;
 class VroPublicationList;
-class XpString;
-class XpString16;
+struct VroImportFormat;
 
 // True when signature (ASCII) is a prefix of line, letters compared without
 // case: each line unit lower-cased by the locale's mapping, each signature
@@ -51,3 +51,18 @@ bool lineStartsWithSignature(const XpString16& line, const char* signature) noex
 [[nodiscard]] ResultCode importPublications(const char* inputName, VroPublicationList& list,
                                             uint32_t* formatCodeOut, XpString& filterNameOut,
                                             uint32_t* fieldMaskOut) noexcept;
+
+// What an import tells beyond the outputs above, for a report that explains
+// itself: the format row whose importer ran (null when none did), and, when
+// no row accepted the first line (774), that line as it was read.
+struct VroImportDetails {
+    const VroImportFormat* format = nullptr;
+    XpString16 unrecognisedLine;
+    bool lineUnrecognised = false;
+};
+
+// importPublications, filling *details (optional) as well; the same steps,
+// results and log lines.
+[[nodiscard]] ResultCode importPublications(const char* inputName, VroPublicationList& list,
+                                            uint32_t* formatCodeOut, XpString& filterNameOut,
+                                            uint32_t* fieldMaskOut, VroImportDetails* details) noexcept;

@@ -133,6 +133,7 @@ ResultCode probeScopusColumns(const XpString16& line, bool* accepted) noexcept {
     *accepted = true;
     return kResultOk;
 }
+constexpr VroCsvHeader kScopusColumnsDescription = {.firstColumn = "Authors", .required = kScopusRequiredColumns};
 constexpr VroFieldBinding kScopusColumnsCsvColumns[] = {
     {"Abstract", setAbstract},   {"Authors", setScopusListAuthors}, {"Cited by", setCites},
     {"Document Type", setType},  {"DOI", setDoi},                   {"ISSN", setIssn},
@@ -302,35 +303,52 @@ static_assert(isStrictlyAscending(kWosCsvColumns, fieldKeyBefore));
 // last so that it only ever takes lines no exact signature accepts.
 constexpr VroImportFormat kFormatRows[] = {
     {.name = "Varo (CSV)", .code = fourCharacterCode("Vroc"), .signatures = kVroCsvSignatures,
-     .read = readCsvRecords, .fields = kVroCsvColumns},
+     .read = readCsvRecords, .fields = kVroCsvColumns,
+     .countHint = "its Cites column holds them"},
     {.name = "ISI/WoS (tagged)", .code = fourCharacterCode("IsiT"), .signatures = kIsiTaggedSignatures,
-     .read = readIsiTagged, .fields = kIsiTaggedTags},
+     .read = readIsiTagged, .fields = kIsiTaggedTags,
+     .countHint = "Web of Science writes them as TC with the full record; OpenAlex's tagged export has none, "
+                  "its CSV has cited_by_count"},
     {.name = "RIS/RefManager", .code = fourCharacterCode("RisT"), .signatures = kRisSignatures,
-     .read = readRisTagged, .fields = kRisTaggedTags},
+     .read = readRisTagged, .fields = kRisTaggedTags,
+     .countHint = "Scopus writes them in an N1 note \"Cited By: N\"; OpenAlex's RIS has none, "
+                  "its CSV has cited_by_count"},
     {.name = "ISI/WoS (tab-delimited)", .code = fourCharacterCode("Isic"), .signatures = kIsiCsvSignatures,
-     .read = readCsvRecords, .fields = kIsiCsvColumns, .separator = u'\t'},
+     .read = readCsvRecords, .fields = kIsiCsvColumns, .separator = u'\t',
+     .countHint = "Web of Science writes them as TC with the full record"},
     {.name = "Scopus (CSV)", .code = fourCharacterCode("Scoc"), .signatures = kScopusSignatures,
-     .read = readCsvRecords, .fields = kScopusCsvColumns},
+     .read = readCsvRecords, .fields = kScopusCsvColumns,
+     .countHint = "Scopus writes them in \"Cited by\" when Citation information is exported"},
     {.name = "Google (CSV)", .code = fourCharacterCode("GSCc"), .signatures = kGScholarSignatures,
-     .read = readCsvRecords, .fields = kGScholarCsvColumns},
+     .read = readCsvRecords, .fields = kGScholarCsvColumns,
+     .countHint = "Google Scholar's CSV has none; its profile page shows them"},
     {.name = "EndNote (Show All Fields)", .code = fourCharacterCode("EndS"), .signatures = kEndNoteSafSignatures,
-     .read = readEndNoteShowAllFields, .fields = kEndNoteSafTags},
+     .read = readEndNoteShowAllFields, .fields = kEndNoteSafTags,
+     .countHint = "this layout has none; EndNote's tagged export carries %1 notes \"N cites:\""},
     {.name = "EndNote (tagged)", .code = fourCharacterCode("EndT"), .signatures = kEndNoteTaggedSignatures,
-     .read = readEndNoteTagged, .fields = kEndNoteTaggedTags},
+     .read = readEndNoteTagged, .fields = kEndNoteTaggedTags,
+     .countHint = "they come from %1 notes \"N cites:\""},
     {.name = "Scopus (CSV)", .code = fourCharacterCode("Scoc"), .probe = probeScopusColumns,
-     .read = readCsvRecords, .fields = kScopusColumnsCsvColumns, .joinsQuotedLines = true},
+     .read = readCsvRecords, .fields = kScopusColumnsCsvColumns, .joinsQuotedLines = true,
+     .countHint = "Scopus writes them in \"Cited by\" when Citation information is exported"},
     {.name = "OpenAlex (CSV)", .code = fourCharacterCode("OAlc"), .probe = probeHeader<kOpenAlexHeader>,
-     .read = readCsvLayoutRecords, .fields = kOpenAlexCsvColumns, .header = &kOpenAlexHeader},
+     .read = readCsvLayoutRecords, .fields = kOpenAlexCsvColumns, .header = &kOpenAlexHeader,
+     .countHint = "OpenAlex writes them in cited_by_count"},
     {.name = "Dimensions (CSV)", .code = fourCharacterCode("Dimc"), .probe = probeHeader<kDimensionsHeader>,
-     .read = readCsvLayoutRecords, .fields = kDimensionsCsvColumns, .header = &kDimensionsHeader},
+     .read = readCsvLayoutRecords, .fields = kDimensionsCsvColumns, .header = &kDimensionsHeader,
+     .countHint = "Dimensions writes them in \"Times cited\""},
     {.name = "Lens (CSV)", .code = fourCharacterCode("Lenc"), .probe = probeHeader<kLensHeader>,
-     .read = readCsvLayoutRecords, .fields = kLensCsvColumns, .header = &kLensHeader},
+     .read = readCsvLayoutRecords, .fields = kLensCsvColumns, .header = &kLensHeader,
+     .countHint = "Lens writes them in \"Citing Works Count\""},
     {.name = "IEEE Xplore (CSV)", .code = fourCharacterCode("Ieec"), .probe = probeHeader<kIeeeHeader>,
-     .read = readCsvLayoutRecords, .fields = kIeeeCsvColumns, .header = &kIeeeHeader},
+     .read = readCsvLayoutRecords, .fields = kIeeeCsvColumns, .header = &kIeeeHeader,
+     .countHint = "IEEE Xplore writes them in \"Article Citation Count\""},
     {.name = "ISI/WoS (CSV)", .code = fourCharacterCode("Wosc"), .probe = probeHeader<kWosCsvHeader>,
-     .read = readCsvLayoutRecords, .fields = kWosCsvColumns, .header = &kWosCsvHeader},
+     .read = readCsvLayoutRecords, .fields = kWosCsvColumns, .header = &kWosCsvHeader,
+     .countHint = "Web of Science writes them in \"Times Cited, WoS Core\" with the full record"},
 };
 
 }  // namespace
 
 const std::span<const VroImportFormat> kImportFormats(kFormatRows);
+const VroCsvHeader& kScopusColumnsHeader = kScopusColumnsDescription;

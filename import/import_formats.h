@@ -17,3 +17,9 @@
 #include "import/importer.h"
 
 extern const std::span<const VroImportFormat> kImportFormats;
+
+struct VroCsvHeader;
+// What the Scopus column probe requires (its row has a probe of its own,
+// which compares the titles untrimmed), for explaining a header that falls
+// short of it.
+extern const VroCsvHeader& kScopusColumnsHeader;

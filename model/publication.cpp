@@ -397,6 +397,17 @@ void VroPublicationList::endImport() noexcept {
     open_ = nullptr;
 }
 
+uint32_t VroPublicationList::countWithStatus(uint32_t bits) const noexcept {
+    uint32_t n = 0;
+    if (!numbersOnly_) {
+        for (uint32_t i = 0; i < count_; ++i) n += (items_[i]->status & bits) != 0;
+        return n;
+    }
+    for (uint32_t i = 0; i < numbersCount(); ++i) n += (numbers_[i].status & bits) != 0;
+    if (open_ != nullptr) n += (open_->status & bits) != 0;
+    return n;
+}
+
 void VroPublicationList::keepNumbersOnly() noexcept {
     if (count_ != 0) return;
     numbersOnly_ = true;

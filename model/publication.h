@@ -223,6 +223,9 @@ public:
     unsigned char* calculationRoom() noexcept { return room_; }
 
     uint32_t count() const noexcept { return count_; }
+    // How many publications have any of the status bits set, whether the
+    // list keeps records or numbers only.
+    uint32_t countWithStatus(uint32_t bits) const noexcept;
     uint32_t capacity() const noexcept { return capacity_; }
     VroPublication* at(uint32_t index) const noexcept {
         if (numbersOnly_) return open_ != nullptr && index + 1 == count_ ? open_ : nullptr;

@@ -21,6 +21,7 @@ constexpr const char kStyleSheet[] =
     "h3{font-size:1.1em;margin:1.2em 0 .3em}\n"
     "section.export{border-top:2px solid #222;margin-top:2em;padding-top:.5em}\n"
     ".facts{margin:.2em 0;color:#333}.key{font-size:1.1em;margin:.3em 0}\n"
+    ".no-counts{margin:.4em 0;padding:.2em .6em;border-left:3px solid #555;background:#f2f2f2}\n"
     "figure{margin:1em 0}figcaption{font-size:.9em;color:#333}\n"
     "svg{display:block;max-width:100%;height:auto;font-family:Arial,Helvetica,sans-serif}\n"
     "svg.definitions{position:absolute}\n"
@@ -242,7 +243,13 @@ void sectionHeader(VroMarkupStream& out, const VroHtmlSection& s, uint32_t used,
                m.totalCites == 1 ? "" : "s");
     // An empty list is not calculated at all, so it has no reference year.
     if (m.referenceYear != 0) out.format(" · reference year %d", m.referenceYear);
-    out.raw("</p>\n</header>\n");
+    out.raw("</p>\n");
+    if (s.noCountsHint != nullptr) {
+        out.raw("<p class=\"no-counts\">This export carries no citation counts, so every citation metric is 0: ");
+        out.text(s.noCountsHint);
+        out.raw(".</p>\n");
+    }
+    out.raw("</header>\n");
 }
 
 }  // namespace

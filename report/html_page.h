@@ -8,7 +8,9 @@
 // only, and it prints one export per page.
 //
 // A section (<section class="export">) holds:
-// - a header with the label, the import format and the publication count;
+// - a header with the label, the import format and the publication count,
+//   and, for an export that carries no citation counts (noCountsHint), a
+//   note saying so and where its source keeps them, above the charts;
 // - the chart of citations by rank and the chart by publication year;
 // - every named field of the metrics record but metricsVersion in a table,
 //   grouped (counts, Hirsch family, Egghe, contemporary, individual,
@@ -43,6 +45,9 @@ struct VroHtmlSection {
     const char* formatName;                 // the import filter's display name
     const VroPublicationList* publications; // after computeMetrics; may be null
     const VroMetrics* metrics;
+    // Where the source keeps the citation counts this export lacks (the
+    // import format's countHint), or null when it carries counts.
+    const char* noCountsHint = nullptr;
 };
 
 [[nodiscard]] ResultCode writeHtmlHead(XpTextWriter* writer, const char* title) noexcept;

@@ -112,7 +112,7 @@ ResultCode csvHead(XpTextWriter* out) noexcept {
 }
 
 ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                    const VroMetrics& m, XpTextWriter* out) noexcept {
+                    const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
     FirstFailure failure;
     failure(writeCsvText(out, label, false));
     failure(out->writeText(",", 1));
@@ -150,7 +150,7 @@ ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* 
 // --- json ---
 
 ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                     const VroMetrics& m, XpTextWriter* out) noexcept {
+                     const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
     FirstFailure failure;
     failure(out->writeText("{\"file\":"));
     failure(out->writeQuoted(label ? label : u""));
@@ -206,7 +206,7 @@ ResultCode papersHead(XpTextWriter* out) noexcept {
 }
 
 ResultCode papersInput(const char16_t* label, const char*, const VroPublicationList& list, const VroMetrics&,
-                       XpTextWriter* out) noexcept {
+                       const char*, XpTextWriter* out) noexcept {
     FirstFailure failure;
     for (uint32_t i = 0; i < list.count() && failure.code == kResultOk; ++i) {
         const VroPublication* pub = list.at(i);
@@ -252,8 +252,8 @@ ResultCode papersFailure(const char16_t* label, const char*, XpTextWriter* out) 
 ResultCode htmlHead(XpTextWriter* out) noexcept { return writeHtmlHead(out, "Citation metrics"); }
 
 ResultCode htmlInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                     const VroMetrics& metrics, XpTextWriter* out) noexcept {
-    return writeHtmlSection(out, VroHtmlSection{label, formatName, &list, &metrics});
+                     const VroMetrics& metrics, const char* noCountsHint, XpTextWriter* out) noexcept {
+    return writeHtmlSection(out, VroHtmlSection{label, formatName, &list, &metrics, noCountsHint});
 }
 
 ResultCode htmlFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {

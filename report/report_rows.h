@@ -3,8 +3,10 @@
 // Contract: kReportFormats lists every output format by its -f name. A format
 // writes, to an open text writer, an optional head before the first input,
 // one block per input that imported (given the input's label, the import
-// filter's display name, the publication list as the calculation left it and
-// the metrics record), one block per input that failed (label and message),
+// filter's display name, the publication list as the calculation left it,
+// the metrics record, and, for an export that carries no citation counts,
+// where its source keeps them), one block per input that failed (label and
+// message),
 // and an optional tail after the last input. Each writer returns the first
 // failing code of its writer; a replaced character (85, 537) is not a failure
 // and gives 0. Adding a format means adding a row here and its writers.
@@ -22,8 +24,9 @@
 //   gives one line with its file and every other column empty.
 // - html: one self-contained page for a person (report/html_page.h): a head
 //   with the style sheet, one section per input with its charts, metric
-//   table and h-core list, a section naming a failed input and its message,
-//   and the closing tail.
+//   table and h-core list (and, above the charts, the note that the export
+//   carries no citation counts), a section naming a failed input and its
+//   message, and the closing tail. The other formats leave the note out.
 // Text columns are quoted (RFC 4180) only when they hold a comma, a quote, CR
 // or LF; the title always. Labels are UTF-16: a file name's invalid bytes
 // arrive here already replaced.
@@ -40,8 +43,10 @@ struct VroMetrics;
 struct VroReportFormat {
     const char* name;  // as given to -f
     ResultCode (*writeHead)(XpTextWriter* out) noexcept;  // may be null
+    // noCountsHint: null, or where the source keeps the counts this export
+    // lacks (the format row's countHint).
     ResultCode (*writeInput)(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                             const VroMetrics& metrics, XpTextWriter* out) noexcept;
+                             const VroMetrics& metrics, const char* noCountsHint, XpTextWriter* out) noexcept;
     ResultCode (*writeFailure)(const char16_t* label, const char* message, XpTextWriter* out) noexcept;
     ResultCode (*writeTail)(XpTextWriter* out) noexcept;  // may be null
     // Whether the rows read the publications themselves (then of their texts

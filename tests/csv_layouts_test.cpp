@@ -12,6 +12,7 @@
 #include "import/csv_importer.h"
 #include "import/csv_layouts.h"
 #include "import/field_handlers.h"
+#include "import/format_explanation.h"
 #include "import/import_driver.h"
 #include "import/import_formats.h"
 #include "metrics/metrics_calc.h"
@@ -74,7 +75,8 @@ TEST(RealExports, ExportsWithoutCountFieldsAreToldApart) {
     if (!fs::is_directory(kReal)) GTEST_SKIP() << "real export folder absent: " << kReal;
     const struct { const char* file; bool counts; } cases[] = {
         {"openalex-tagged/r-packages-mirrror__metabefor__example-2---OpenAlex---RIS-format.ris", false},
-        {"openalex-tagged/r-packages-mirrror__metabefor__example-2---WoS-format---works-2024-08-06T13-21-54.txt", false},
+        {"openalex-tagged/r-packages-mirrror__metabefor__example-2---WoS-format---works-2024-08-06T13-21-54.txt",
+         false},
         {"gscholar-csv/kingjr__citations.csv", false},
         {"wos-tagged/synthesisr__zoorec.txt", false},
         {"wos-tagged/refsplitr__BITR_test.txt", true},
@@ -172,6 +174,21 @@ TEST(CsvLayouts, NoticeLineBeginsWithTheNoticeQuotedOrNot) {
     EXPECT_FALSE(isNoticeLine(u" About the data:", header));
     EXPECT_FALSE(isNoticeLine(u"About the data", header));
     EXPECT_FALSE(isNoticeLine(u"About the data: x", VroCsvHeader{}));
+}
+
+TEST(FormatExplanation, FirstLinesAsInTestsDataExplanations) {
+    int cases = 0;
+    for (const std::vector<std::string>& row : vt::tableOf("import/explanations.txt")) {
+        SCOPED_TRACE(row.at(0));
+        XpString16 line;
+        (void)line.assign(row[0].data(), uint32_t(row[0].size()));
+        XpString out;
+        ASSERT_EQ(out.assign("stale"), 0);
+        EXPECT_EQ(explainUnrecognisedLine(line, out), 0);
+        EXPECT_EQ(std::string(out.data()), row.at(1));
+        ++cases;
+    }
+    EXPECT_GT(cases, 30);
 }
 
 }  // namespace

@@ -20,7 +20,10 @@
 #include "app/varoreport/report_run.h"
 #include "foundation/result_codes.h"
 #include "foundation/strings.h"
+#include "import/format_explanation.h"
 #include "import/import_driver.h"
+#include "import/import_formats.h"
+#include "import/importer.h"
 #include "metrics/metrics_calc.h"
 #include "model/metrics_record.h"
 #include "model/publication.h"
@@ -53,14 +56,34 @@ std::vector<std::string> split(const std::string& text, char separator) {
     return parts;
 }
 
-// Rows of a CSV report by file, each a map from column name to value. File
-// names and messages here hold no commas, so no quoting is expected.
+// The cells of one CSV line whose quoted cells hold no line break (file names
+// here have none; an explanation quotes a first line).
+std::vector<std::string> csvCells(const std::string& line) {
+    std::vector<std::string> cells(1);
+    bool quoted = false;
+    for (size_t i = 0; i < line.size(); ++i) {
+        const char c = line[i];
+        if (quoted && c == '"' && i + 1 < line.size() && line[i + 1] == '"') {
+            cells.back().push_back('"');
+            ++i;
+        } else if (c == '"') {
+            quoted = !quoted;
+        } else if (c == ',' && !quoted) {
+            cells.emplace_back();
+        } else {
+            cells.back().push_back(c);
+        }
+    }
+    return cells;
+}
+
+// Rows of a CSV report by file, each a map from column name to value.
 std::map<std::string, std::map<std::string, std::string>> rowsByFile(const std::string& csv) {
     std::vector<std::string> lines = split(csv, '\n');
     std::map<std::string, std::map<std::string, std::string>> rows;
     const std::vector<std::string> header = split(lines.at(0), ',');
     for (size_t i = 1; i + 1 < lines.size(); ++i) {
-        const std::vector<std::string> cells = split(lines[i], ',');
+        const std::vector<std::string> cells = csvCells(lines[i]);
         EXPECT_EQ(cells.size(), header.size()) << lines[i];
         for (size_t c = 0; c < header.size() && c < cells.size(); ++c) rows[cells[0]][header[c]] = cells[c];
     }
@@ -84,6 +107,19 @@ std::vector<std::string> goldenExports() {
     return files;
 }
 
+// Exports whose records met no count field at all, as the import says.
+size_t withoutCounts(const std::vector<std::string>& files) {
+    size_t n = 0;
+    for (const std::string& file : files) {
+        VroPublicationList list;
+        XpString filter;
+        if (importPublications(file.c_str(), list, nullptr, filter, nullptr) == kResultOk && list.count() != 0 &&
+            list.countWithStatus(kStatusCountGiven) == 0)
+            ++n;
+    }
+    return n;
+}
+
 std::string joined(const std::vector<std::string>& files) {
     std::string text;
     for (const std::string& f : files) text += "'" + f + "' ";
@@ -99,9 +135,14 @@ void expectRowsMatchCalculation(const std::string& csv, const std::vector<std::s
         std::map<std::string, std::string>& row = rows[file];
         VroPublicationList list;
         XpString filter;
-        const ResultCode rc = importPublications(file.c_str(), list, nullptr, filter, nullptr);
+        VroImportDetails details;
+        const ResultCode rc = importPublications(file.c_str(), list, nullptr, filter, nullptr, &details);
         if (rc != kResultOk) {
-            EXPECT_EQ(row["error"], resultMessage(rc));
+            std::string message = resultMessage(rc);
+            XpString why;
+            if (details.lineUnrecognised && explainUnrecognisedLine(details.unrecognisedLine, why) == 0)
+                message += std::string(": ") + why.data();
+            EXPECT_EQ(row["error"], message);
             EXPECT_EQ(row["h"], "");
             continue;
         }
@@ -208,7 +249,8 @@ TEST_F(Varoreport, DirectoryOfTroubleLosesNoRow) {
     std::vector<std::string> lines = split(one.out, '\n');
     ASSERT_EQ(lines.size(), expected.size() + 2);  // header and final newline
     for (size_t i = 0; i < expected.size(); ++i) EXPECT_EQ(split(lines[i + 1], ',')[0], expected[i]);
-    EXPECT_EQ(split(one.err, '\n').size(), 3u) << one.err;  // two failures
+    // two failures, and a line for each export without counts
+    EXPECT_EQ(split(one.err, '\n').size(), 3u + withoutCounts(expected)) << one.err;
     EXPECT_NE(one.err.find("varoreport: " + data + "/empty.txt: "), std::string::npos) << one.err;
     expectRowsMatchCalculation(one.out, expected, julyFirstUtc(2026));
     EXPECT_EQ(many.out, one.out);  // "dir/" names its files as "dir" does
@@ -228,7 +270,7 @@ TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
         EXPECT_EQ(four.status, 1) << four.err;
         EXPECT_EQ(one.out, four.out);
         EXPECT_EQ(one.err, four.err);
-        EXPECT_EQ(split(four.err, '\n').size(), 13u);
+        EXPECT_EQ(split(four.err, '\n').size(), 13u + 12 * withoutCounts(goldenExports()));
     }
 }
 
@@ -248,6 +290,56 @@ TEST_F(Varoreport, InputsAreOpenedOnSeveralThreadsAtOnce) {
     });
     EXPECT_EQ(report("-q -j 2 first second").status, 1);
     writer.join();
+}
+
+// An export whose records carry no count field gets one line on standard
+// error naming it, its format and where its source keeps the counts, and the
+// same note above its charts on the page; an export with counts, all 0 or
+// none, and an empty one get neither. The report is written all the same.
+TEST_F(Varoreport, ExportsWithoutCountsSaySoAndWhereTheyAre) {
+    const std::string data = VARO_SOURCE_DIR "/tests/data/formats/";
+    const std::string scholar = data + "gscholar-csv/semicolon-authors.csv";
+    const std::string uncited = dir_ / "uncited.csv";
+    std::ofstream(uncited) << "Lens ID,Title,Publication Year,Citing Works Count\n1,A,2101,0\n2,B,2101,\n";
+    const std::string empty = data + "gscholar-csv/mark-only-header.csv";
+    const std::string files = "'" + scholar + "' '" + uncited + "' '" + empty + "'";
+    const char* hint = nullptr;
+    for (const VroImportFormat& format : kImportFormats)
+        if (std::string(format.name) == "Google (CSV)") hint = format.countHint;
+    ASSERT_NE(hint, nullptr);
+
+    const vt::Run csv = report("-q --year 2026 " + files);
+    EXPECT_EQ(csv.status, 0);
+    EXPECT_EQ(csv.err, "varoreport: " + scholar + ": no citation counts in this Google (CSV) export (" + hint + ")\n");
+    EXPECT_EQ(rowsByFile(csv.out).size(), 3u);
+
+    const vt::Run html = report("-q --year 2026 -f html " + files);
+    EXPECT_EQ(html.err, csv.err);
+    const size_t note = html.out.find("<p class=\"no-counts\">");
+    ASSERT_NE(note, std::string::npos);
+    EXPECT_EQ(html.out.find("<p class=\"no-counts\">", note + 1), std::string::npos);
+    // In the first section, between its header and its first chart.
+    EXPECT_LT(html.out.find("semicolon-authors.csv"), note);
+    EXPECT_LT(note, html.out.find("</header>", note));
+    EXPECT_LT(note, html.out.find("<svg", note));
+    EXPECT_LT(html.out.find("uncited.csv"), html.out.find("</section>", html.out.find("uncited.csv")));
+}
+
+// An export no format accepts is explained: what its first line looks like
+// and what a close layout lacks, in its row and on standard error alike.
+TEST_F(Varoreport, UnrecognisedExportIsExplained) {
+    const std::string file = VARO_SOURCE_DIR "/tests/data/formats/lens-csv/no-count-column.csv";
+    const std::string why = "Invalid file type: CSV with 5 columns: Lens ID, Title, Publication Year, Author/s, ...; "
+                            "a Lens CSV without a count column: export it with 'Citing Works Count'";
+    const vt::Run csv = report("-q '" + file + "'");
+    EXPECT_EQ(csv.status, 1);
+    EXPECT_EQ(csv.err, "varoreport: " + file + ": " + why + "\n");
+    EXPECT_EQ(rowsByFile(csv.out)[file]["error"], why);
+    const vt::Run html = report("-q -f html '" + file + "'");
+    EXPECT_NE(html.out.find("Could not be read: Invalid file type: CSV with 5 columns: Lens ID,"), std::string::npos);
+    // A file that cannot be opened keeps its message alone.
+    const vt::Run missing = report("-q '" + (dir_ / "missing.csv") + "'");
+    EXPECT_EQ(missing.err, "varoreport: " + (dir_ / "missing.csv") + ": No such file or directory\n");
 }
 
 TEST_F(Varoreport, StandardInputAndOutputFile) {

@@ -7,8 +7,8 @@
 #include "model/publication.h"
 
 ResultCode importAndCalculate(const char* inputPath, VroPublicationList& list, XpString& filterName,
-                              VroMetrics& metrics, int64_t now) noexcept {
-    const ResultCode rc = importPublications(inputPath, list, nullptr, filterName, nullptr);
+                              VroMetrics& metrics, int64_t now, VroImportDetails* details) noexcept {
+    const ResultCode rc = importPublications(inputPath, list, nullptr, filterName, nullptr, details);
     list.endImport();
     if (rc != kResultOk) return rc;
     MetricsCalcOptions calculation{};

@@ -11,6 +11,9 @@
 //   the calculation left (records read before a failed import are kept).
 // - filterName receives the importer's display name (emptied when no
 //   importer ran).
+// - details (optional) receives what the import driver tells beyond that
+//   (import/import_driver.h): the format row that read the export, or the
+//   first line no row accepted.
 // - Returns the import's code unchanged; on failure metrics is not touched.
 #pragma once
 
@@ -20,7 +23,9 @@
 
 class VroPublicationList;
 class XpString;
+struct VroImportDetails;
 struct VroMetrics;
 
 [[nodiscard]] ResultCode importAndCalculate(const char* inputPath, VroPublicationList& list, XpString& filterName,
-                                            VroMetrics& metrics, int64_t now) noexcept;
+                                            VroMetrics& metrics, int64_t now,
+                                            VroImportDetails* details = nullptr) noexcept;

@@ -15,6 +15,9 @@
 #include "foundation/encodings.h"
 #include "foundation/strings.h"
 #include "foundation/text_writer.h"
+#include "import/format_explanation.h"
+#include "import/import_driver.h"
+#include "import/importer.h"
 #include "model/metrics_record.h"
 #include "model/publication.h"
 #include "report/report_rows.h"
@@ -27,6 +30,13 @@ struct Slot {
     XpHolder<VroReportBuffer> rows;
     ResultCode importCode = kResultOk;  // the input's failure, shown on err
     ResultCode rowsCode = kResultOk;    // the rows could not be produced
+    // The failure as the rows and err give it: the code's message, with the
+    // explanation of an export no format accepts.
+    XpString message;
+    // An export that carries no citation counts: its format's name and where
+    // its source keeps them.
+    const char* noCountsFormat = nullptr;
+    const char* noCountsHint = nullptr;
     bool done = false;
 };
 
@@ -58,6 +68,19 @@ struct Shared {
     }
 };
 
+// The failure as the rows and err give it: the code's message and, for an
+// export no format accepts, what its first line looks like and what a close
+// layout lacks. Without memory for more, the message alone (or nothing, and
+// the caller falls back on the code's message).
+void noteFailure(ResultCode rc, const VroImportDetails& details, XpString& message) noexcept {
+    if (message.assign(resultMessage(rc)) != kResultOk) return;
+    if (rc != kErrInvalidFileType || !details.lineUnrecognised) return;
+    XpString explanation;
+    if (explainUnrecognisedLine(details.unrecognisedLine, explanation) != kResultOk || explanation.empty()) return;
+    const uint32_t plain = message.length();
+    if (message.append(": ") != kResultOk || message.append(explanation) != kResultOk) message.setLength(plain);
+}
+
 void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
     VroPublicationList list;
     if (run.format->readsPapers)
@@ -66,9 +89,18 @@ void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexc
         list.keepNumbersOnly();
     XpString filterName;
     VroMetrics metrics;
+    VroImportDetails details;
     ResultCode rc = input.failure;
-    if (rc == kResultOk) rc = importAndCalculate(input.path.c_str(), list, filterName, metrics, run.now);
+    if (rc == kResultOk) rc = importAndCalculate(input.path.c_str(), list, filterName, metrics, run.now, &details);
     slot.importCode = rc;
+    if (rc != kResultOk) noteFailure(rc, details, slot.message);
+    // Not one record met a count field: the export carries none at all,
+    // which is not the same as uncited works.
+    if (rc == kResultOk && details.format != nullptr && list.count() != 0 &&
+        list.countWithStatus(kStatusCountGiven) == 0) {
+        slot.noCountsFormat = details.format->name;
+        slot.noCountsHint = details.format->countHint != nullptr ? details.format->countHint : "";
+    }
 
     XpHolder<XpTextWriter> writer;
     ResultCode rowsCode = openTextWriterOnBuffer(&slot.rows, &writer);
@@ -76,9 +108,11 @@ void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexc
     (void)label.assign(input.path.c_str());  // invalid bytes become U+FFFD
     if (rowsCode == kResultOk) {
         if (rc != kResultOk) {
-            rowsCode = run.format->writeFailure(label.data(), resultMessage(rc), writer.get());
+            const char* message = slot.message.empty() ? resultMessage(rc) : slot.message.data();
+            rowsCode = run.format->writeFailure(label.data(), message, writer.get());
         } else {
-            rowsCode = run.format->writeInput(label.data(), filterName.data(), list, metrics, writer.get());
+            rowsCode = run.format->writeInput(label.data(), filterName.data(), list, metrics, slot.noCountsHint,
+                                              writer.get());
         }
         const ResultCode closed = writer->close();
         if (rowsCode == kResultOk && isWriteFailure(closed)) rowsCode = closed;
@@ -235,7 +269,17 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
             (void)label.assign(inputs[i].path.c_str());
             XpString shown;
             (void)shown.assign(label);
-            std::fprintf(err, "%s: %s: %s\n", run.programName, shown.data(), resultMessage(slot.importCode));
+            std::fprintf(err, "%s: %s: %s\n", run.programName, shown.data(),
+                         slot.message.empty() ? resultMessage(slot.importCode) : slot.message.data());
+        } else if (slot.noCountsHint != nullptr) {
+            progress.erase();
+            XpString16 label;
+            (void)label.assign(inputs[i].path.c_str());
+            XpString shown;
+            (void)shown.assign(label);
+            const bool hint = slot.noCountsHint[0] != 0;
+            std::fprintf(err, "%s: %s: no citation counts in this %s export%s%s%s\n", run.programName, shown.data(),
+                         slot.noCountsFormat, hint ? " (" : "", slot.noCountsHint, hint ? ")" : "");
         }
         if (slot.rowsCode != kResultOk) {
             outputCode = slot.rowsCode;
