@@ -1,6 +1,6 @@
 // The import path from bytes to both reports: the input is a file as the
-// program opens it (by name), then the calculation and the plain and CSV
-// writers into memory.
+// program opens it (by name), then the explanation of an input no format
+// accepts, the calculation and the plain and CSV writers into memory.
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "fuzz/fuzz_support.h"
+#include "import/format_explanation.h"
 #include "import/import_driver.h"
 #include "metrics/metrics_calc.h"
 #include "model/metrics_record.h"
@@ -23,7 +24,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     VroPublicationList publications;
     XpString filter;
     uint32_t format = 0, fields = 0;
-    (void)importPublications(path, publications, &format, filter, &fields);
+    VroImportDetails details;
+    (void)importPublications(path, publications, &format, filter, &fields, &details);
+    // What varoreport adds: the explanation of an input no format accepts,
+    // and whether any record met a count field.
+    if (details.lineUnrecognised) {
+        XpString why;
+        (void)explainUnrecognisedLine(details.unrecognisedLine, why);
+    }
+    (void)publications.countWithStatus(kStatusCountGiven);
     VroMetrics metrics;
     resetMetrics(metrics);
     MetricsCalcOptions options{};

@@ -10,9 +10,13 @@
 
 namespace {
 
-uint32_t countQuotes(const char16_t* text, uint32_t length) noexcept {
+// Quotes among the first length units of text, whose zero terminator stands
+// at end (at or past text + length).
+uint32_t countQuotes(const char16_t* text, uint32_t length, const char16_t* end) noexcept {
     uint32_t quotes = 0;
-    for (uint32_t i = 0; i < length; ++i) quotes += text[i] == u'"';
+    const char16_t* const stop = text + length;
+    for (const char16_t* p = findUnitOrZero(text, end, u'"', u'"'); p < stop; p = findUnitOrZero(p + 1, end, u'"', u'"'))
+        quotes += *p == u'"';
     return quotes;
 }
 
@@ -28,7 +32,7 @@ ResultCode VroCsvRows::next(XpString16& row) noexcept {
 // The splitter opens a quoted stretch at any quote, so an odd count of
 // quotes is exactly an open one.
 void VroCsvRows::continueRow(XpString16& row) noexcept {
-    uint32_t quotes = countQuotes(row.data(), row.length());
+    uint32_t quotes = countQuotes(row.data(), row.length(), row.end());
     while (quotes % 2 == 1 && row.length() < kImportLineLimit) {
         if (take(more_) != kResultOk) break;
         const uint32_t room = kImportLineLimit - row.length() - 1;  // after the line feed
@@ -41,7 +45,7 @@ void VroCsvRows::continueRow(XpString16& row) noexcept {
         noteFailure(row.appendUnit(u'\n'));
         noteFailure(row.append(more_.data(), n));
         if (failure_ != kResultOk) return;
-        quotes += countQuotes(more_.data(), n);
+        quotes += countQuotes(more_.data(), n, more_.end());
     }
 }
 

@@ -499,10 +499,6 @@ bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) 
 
 namespace {
 
-// Where a name list separates names: at '|' (OpenAlex) or at a list
-// semicolon.
-bool isBarOrListSemicolon(const char16_t* at) noexcept { return at[0] == u'|' || isListSemicolon(at); }
-
 // What OpenAlex writes for an author it has no name for.
 bool isPlaceholderName(const char16_t* name) noexcept {
     return std::u16string_view(name) == u"None" || compareFieldKey(name, "nan") == 0;
@@ -510,14 +506,19 @@ bool isPlaceholderName(const char16_t* name) noexcept {
 
 // A comma left inside a name would split it when Authors is split into the
 // author list: each becomes a blank, or goes where white space follows it.
-// With keepLast the last comma stays, to turn the name round.
-uint32_t clearInnerCommas(char16_t* text, uint32_t length, bool keepLast) noexcept {
+// With keepLast the last comma stays, to turn the name round. text ends
+// (with its zero) at text + length; *anyComma tells whether it held one.
+uint32_t clearInnerCommas(char16_t* text, uint32_t length, bool keepLast, bool* anyComma) noexcept {
+    char16_t* const end = text + length;
+    char16_t* comma = const_cast<char16_t*>(findUnitOrZero(text, end, u',', u','));
+    *anyComma = comma != end;
+    if (comma == end) return length;
     uint32_t last = length;
     if (keepLast)
         for (uint32_t i = length; i > 0 && last == length; --i)
             if (text[i - 1] == u',') last = i - 1;
-    uint32_t out = 0;
-    for (uint32_t i = 0; i < length; ++i) {
+    uint32_t out = uint32_t(comma - text);
+    for (uint32_t i = out; i < length; ++i) {
         char16_t c = text[i];
         if (c == u',' && i != last) {
             if (i + 1 < length && isAsciiWhiteSpace(text[i + 1])) continue;
@@ -529,28 +530,39 @@ uint32_t clearInnerCommas(char16_t* text, uint32_t length, bool keepLast) noexce
     return out;
 }
 
-// Splits value in place where isSeparator says (at most kMaxAuthorPieces
-// pieces, the last keeping the rest), trims each piece, drops empty ones and
-// those dropName names, turns each round at its last comma (surnameFirst) or
-// clears its commas, and appends them, joined with ", ", to Authors.
-bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool (*isSeparator)(const char16_t*),
-                    bool (*dropName)(const char16_t*), bool surnameFirst) {
+// Splits value in place at list semicolons and, with bars, at '|' (at most
+// kMaxAuthorPieces pieces, the last keeping the rest), trims each piece,
+// drops empty ones and, with bars, placeholders; turns each round at its
+// last comma (surnameFirst) or clears its commas, and appends them, joined
+// with ", ", to Authors.
+bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool bars, bool surnameFirst) {
     const uint32_t length = textLength(value);
+    char16_t* const end = value + length;
     char16_t* starts[kMaxAuthorPieces];
     uint32_t count = 0;
     starts[count++] = value;
-    for (char16_t* p = value; *p != 0 && count < kMaxAuthorPieces; ++p) {
-        if (!isSeparator(p)) continue;
+    const char16_t bar = bars ? u'|' : u';';
+    for (char16_t* p = const_cast<char16_t*>(findUnitOrZero(value, end, u';', bar));
+         p != end && count < kMaxAuthorPieces; p = const_cast<char16_t*>(findUnitOrZero(p + 1, end, u';', bar))) {
+        if (*p != u'|' && !isListSemicolon(p)) continue;
         *p = 0;
         starts[count++] = p + 1;
     }
     Piece pieces[kMaxAuthorPieces];
+    bool turn[kMaxAuthorPieces];
     uint32_t kept = 0;
     for (uint32_t i = 0; i < count; ++i) {
-        uint32_t n = 0;
-        char16_t* name = trimValue(starts[i], &n);
-        if (n == 0 || (dropName != nullptr && dropName(name))) continue;
-        pieces[kept++] = {name, clearInnerCommas(name, n, surnameFirst)};
+        // Each piece ends where the next starts, or at the end.
+        char16_t* name = starts[i];
+        char16_t* stop = i + 1 < count ? starts[i + 1] - 1 : end;
+        while (name < stop && isAsciiWhiteSpace(*name)) ++name;
+        while (stop > name && isAsciiWhiteSpace(stop[-1])) --stop;
+        *stop = 0;
+        const uint32_t n = uint32_t(stop - name);
+        if (n == 0 || (bars && isPlaceholderName(name))) continue;
+        bool comma = false;
+        pieces[kept] = {name, clearInnerCommas(name, n, surnameFirst, &comma)};
+        turn[kept++] = surnameFirst && comma;
     }
     if (kept == 0) return false;
     const uint32_t capacity = length + 1 + 2 * kept;
@@ -560,7 +572,10 @@ bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool (
     buffer.data()[0] = 0;
     for (uint32_t i = 0; i < kept; ++i) {
         if (i > 0) joined.put(u", ", 2);
-        joined.putReversed(pieces[i], u',');
+        if (turn[i])
+            joined.putReversed(pieces[i], u',');
+        else
+            joined.put(pieces[i].text, pieces[i].length);
     }
     appendAuthors(pub, joined, mask);
     return true;
@@ -569,9 +584,9 @@ bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool (
 }  // namespace
 
 bool setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return appendNameList(pub, value, mask, isListSemicolon, nullptr, true);
+    return appendNameList(pub, value, mask, false, true);
 }
 
 bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return appendNameList(pub, value, mask, isBarOrListSemicolon, isPlaceholderName, false);
+    return appendNameList(pub, value, mask, true, false);
 }
