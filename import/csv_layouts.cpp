@@ -12,6 +12,8 @@
 namespace {
 
 constexpr char16_t kSeparators[] = {u',', u';'};
+// More than any binding table holds.
+constexpr uint32_t kMaxBoundColumns = 64;
 
 // Whether title equals the ASCII text [begin, end), ASCII letters compared
 // without case.
@@ -122,6 +124,10 @@ uint32_t chooseBoundColumns(const VroCsvTitles& titles, const VroCsvHeader& head
         if (groupCount < kMaxRequiredColumns + 1) groups[groupCount++] = entry;
     for (uint32_t g = 0; g < groupCount; ++g) chosen[g] = bestPresent(titles, groups[g]);
 
+    // A title binds once, so no more columns bind than the table has entries;
+    // a repeated title is looked for among those alone.
+    uint32_t bound[kMaxBoundColumns];
+    uint32_t boundCount = 0;
     uint32_t written = 0;
     for (uint32_t i = 0; i < titles.count(); ++i) {
         handlers[i] = nullptr;
@@ -130,10 +136,12 @@ uint32_t chooseBoundColumns(const VroCsvTitles& titles, const VroCsvHeader& head
             const int k = alternativeIndex(titles[i], groups[g]);
             if (k >= 0 && k != chosen[g]) handler = nullptr;
         }
-        for (uint32_t j = 0; j < i && handler != nullptr; ++j)
-            if (handlers[j] != nullptr && sameTitle(titles[j], titles[i])) handler = nullptr;
+        for (uint32_t b = 0; b < boundCount && handler != nullptr; ++b)
+            if (sameTitle(titles[bound[b]], titles[i])) handler = nullptr;
+        if (handler == nullptr || boundCount == kMaxBoundColumns) continue;
         handlers[i] = handler;
-        if (handler != nullptr) written = i + 1;
+        bound[boundCount++] = i;
+        written = i + 1;
     }
     return written;
 }

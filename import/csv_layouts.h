@@ -25,8 +25,9 @@
 //   description; it gives 12 when it cannot copy the line.
 // - chooseBoundColumns decides which columns of a satisfying header bind:
 //   those whose title the binding table holds, each title at its first
-//   place only; of the titles of the count entry and of each preferred
-//   entry only the most preferred one present. It writes the handler of
+//   place only (64 columns at most, more than any table holds); of the
+//   titles of the count entry and of each preferred entry only the most
+//   preferred one present. It writes the handler of
 //   each column (null: not bound) and returns how many columns it wrote,
 //   which is one past the last bound column.
 #pragma once
