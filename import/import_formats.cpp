@@ -250,13 +250,14 @@ static_assert(isStrictlyAscending(kIeeeCsvColumns, fieldKeyBefore));
 // ISI/WoS (CSV): Web of Science's Excel export (or its citation report, or
 // its tab-delimited export) saved as CSV by a spreadsheet, with commas or
 // semicolons; names "Surname, Initials". The count is the Core Collection's
-// when the file has it, as TC is in the other Web of Science layouts; the
-// citation report's yearly columns are not bound.
+// when the file has it, as TC is in the other Web of Science layouts (older
+// exports call it "Times Cited"); the citation report's yearly columns are
+// not bound.
 constexpr const char* kWosCsvRequired[] = {"Article Title|Title|TI", "Publication Year|PY"};
 constexpr const char* kWosCsvPreferred[] = {"Article Title|Title|TI", "Authors|AU"};
 constexpr VroCsvHeader kWosCsvHeader = {
     .required = kWosCsvRequired,
-    .counts = "Times Cited, WoS Core|TC|Times Cited, All Databases|Z9|Total Citations",
+    .counts = "Times Cited, WoS Core|TC|Times Cited|Times Cited, All Databases|Z9|Total Citations",
     .preferred = kWosCsvPreferred};
 constexpr VroFieldBinding kWosCsvColumns[] = {
     {"AB", setAbstract},
@@ -288,6 +289,7 @@ constexpr VroFieldBinding kWosCsvColumns[] = {
     {"Start Page", setStartPage},
     {"TC", setCites},
     {"TI", setTitle},
+    {"Times Cited", setCites},
     {"Times Cited, All Databases", setCites},
     {"Times Cited, WoS Core", setCites},
     {"Title", setTitle},
