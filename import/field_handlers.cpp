@@ -10,30 +10,6 @@
 
 namespace {
 
-// Field-presence bits set or tested by the handlers.
-constexpr uint32_t kBitArticleUrl = 1u << 0;
-constexpr uint32_t kBitAuthors = 1u << 1;
-constexpr uint32_t kBitCitesCount = 1u << 2;
-constexpr uint32_t kBitCitesUrl = 1u << 3;
-constexpr uint32_t kBitPublisher = 1u << 4;
-constexpr uint32_t kBitRank = 1u << 5;
-constexpr uint32_t kBitSource = 1u << 6;
-constexpr uint32_t kBitTitle = 1u << 7;
-constexpr uint32_t kBitYear = 1u << 8;
-constexpr uint32_t kBitType = 1u << 9;
-constexpr uint32_t kBitDoi = 1u << 10;
-constexpr uint32_t kBitIssn = 1u << 11;
-constexpr uint32_t kBitCitationUrl = 1u << 12;
-constexpr uint32_t kBitVolume = 1u << 13;
-constexpr uint32_t kBitIssue = 1u << 14;
-constexpr uint32_t kBitStartPage = 1u << 15;
-constexpr uint32_t kBitEndPage = 1u << 16;
-constexpr uint32_t kBitEcc = 1u << 17;
-constexpr uint32_t kBitLocalAuthors = 1u << 18;
-constexpr uint32_t kBitLocalSource = 1u << 19;
-constexpr uint32_t kBitLocalTitle = 1u << 20;
-constexpr uint32_t kBitAbstract = 1u << 21;
-
 // Pieces the author list handlers split a value into; the last keeps the rest.
 constexpr uint32_t kMaxAuthorPieces = 100;
 
@@ -46,32 +22,44 @@ void appendText(XpString16& field, const char16_t* value, uint32_t length, const
     keep(field.append(value, length));
 }
 
-// A text the publication will not keep is only noted: its bit is set when
-// the value holds more than white space, as storing it would have done.
-bool dropped(const VroPublication& pub, const char16_t* value, uint32_t& mask, uint32_t bit, bool* present) {
-    if ((pub.keptTexts & bit) != 0) return false;
-    while (isAsciiWhiteSpace(*value)) ++value;
-    *present = *value != 0;
-    if (*present) mask |= bit;
-    return true;
-}
+// A text handler's value as it is to be stored: trimmed in place, with its
+// length; no text when there is nothing to store.
+struct TextValue {
+    const char16_t* text;
+    uint32_t length;
+    bool present;  // the value held more than white space: what the handler returns
+};
 
-// Trim, then replace the field and set the bit; empty values change nothing.
-bool replaceText(XpString16& field, char16_t* value, uint32_t& mask, uint32_t bit) {
+// The first step of every text handler. The field's bit is set when the
+// value holds more than white space. A text the publication will not keep
+// (stored false) is only noted: its bit is set as storing it would have done,
+// and the value is neither trimmed nor measured, so a long one costs nothing.
+TextValue textValue(char16_t* value, bool stored, uint32_t& mask, uint32_t bit) noexcept {
+    if (!stored) {
+        while (isAsciiWhiteSpace(*value)) ++value;
+        const bool present = *value != 0;
+        if (present) mask |= bit;
+        return {nullptr, 0, present};
+    }
     uint32_t length = 0;
     const char16_t* text = trimValue(value, &length);
-    if (length == 0) return false;
-    keep(field.assign(text, length));
+    if (length == 0) return {nullptr, 0, false};
     mask |= bit;
-    return true;
+    return {text, length, true};
 }
 
-bool appendTrimmed(XpString16& field, char16_t* value, uint32_t& mask, uint32_t bit, const char16_t* separator) {
-    uint32_t length = 0;
-    const char16_t* text = trimValue(value, &length);
-    if (length == 0) return false;
-    appendText(field, text, length, separator);
-    mask |= bit;
+bool keeps(const VroPublication& pub, uint32_t bit) noexcept { return (pub.keptTexts & bit) != 0; }
+
+// A text handler of one field: the value replaces the field, or with a
+// separator is appended to it; an empty value changes nothing.
+bool putText(VroPublication& pub, XpString16 VroPublication::*field, char16_t* value, uint32_t& mask, uint32_t bit,
+             const char16_t* separator = nullptr) noexcept {
+    const TextValue v = textValue(value, keeps(pub, bit), mask, bit);
+    if (v.text == nullptr) return v.present;
+    if (separator != nullptr)
+        appendText(pub.*field, v.text, v.length, separator);
+    else
+        keep((pub.*field).assign(v.text, v.length));
     return true;
 }
 
@@ -155,11 +143,26 @@ uint32_t splitTrimmedPieces(char16_t* text, const char16_t* end, char16_t separa
     }
 }
 
-// Joined author text goes to Authors with ", " as separator; bit 1 tells
-// whether Authors then holds anything.
-void appendAuthors(VroPublication& pub, const BoundedText& joined, uint32_t& mask) {
+// Joins count names into one text, ", " between them, and appends it to
+// Authors with ", " as separator; bit 1 tells whether Authors then holds
+// anything. The text is built in room for the value's length plus one plus
+// two units a piece, and cut there. putName(joined, i) writes the name that
+// starts at piece i and returns the piece after it. False, and nothing
+// changed, when the room cannot be had.
+template <class PutName>
+bool appendJoinedNames(VroPublication& pub, uint32_t& mask, uint32_t valueLength, uint32_t count, PutName putName) {
+    const uint32_t capacity = valueLength + 1 + 2 * count;
+    ScratchText buffer(capacity);
+    if (buffer.data() == nullptr) return false;
+    BoundedText joined{buffer.data(), capacity};
+    buffer.data()[0] = 0;
+    for (uint32_t i = 0; i < count;) {
+        if (i > 0) joined.put(u", ", 2);
+        i = putName(joined, i);
+    }
     appendText(pub.Authors, joined.data, joined.length, u", ");
-    if (!pub.Authors.empty()) mask |= kBitAuthors;
+    if (!pub.Authors.empty()) mask |= kFieldAuthors;
+    return true;
 }
 
 // A note that held a count: the record carries one.
@@ -227,97 +230,92 @@ uint32_t reverseName(const char16_t* name, uint32_t length, char16_t separator, 
 bool ignoreField(VroPublication&, char16_t*, uint32_t&) { return true; }
 
 bool setAbstract(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (bool present = false; dropped(pub, value, mask, kBitAbstract, &present)) return present;
-    return appendTrimmed(pub.Abstract, value, mask, kBitAbstract, u" ");
+    return putText(pub, &VroPublication::Abstract, value, mask, kFieldAbstract, u" ");
 }
 
 bool setArticleUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (bool present = false; dropped(pub, value, mask, kBitArticleUrl, &present)) return present;
-    return replaceText(pub.ArticleURL, value, mask, kBitArticleUrl);
+    return putText(pub, &VroPublication::ArticleURL, value, mask, kFieldArticleUrl);
 }
 
+// The Authors text is stored whatever the list keeps: the author list is
+// split from it, and its names are counted even where they are not kept.
 bool addAuthorsText(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return appendTrimmed(pub.Authors, value, mask, kBitAuthors, u", ");
+    const TextValue v = textValue(value, true, mask, kFieldAuthors);
+    if (v.text != nullptr) appendText(pub.Authors, v.text, v.length, u", ");
+    return v.present;
 }
 
 bool setCitationUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (bool present = false; dropped(pub, value, mask, kBitCitationUrl, &present)) return present;
-    return replaceText(pub.CitationURL, value, mask, kBitCitationUrl);
+    return putText(pub, &VroPublication::CitationURL, value, mask, kFieldCitationUrl);
 }
 
 bool setCitesUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (bool present = false; dropped(pub, value, mask, kBitCitesUrl, &present)) return present;
-    return replaceText(pub.CitesURL, value, mask, kBitCitesUrl);
+    return putText(pub, &VroPublication::CitesURL, value, mask, kFieldCitesUrl);
 }
 
 bool setDoi(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (bool present = false; dropped(pub, value, mask, kBitDoi, &present)) return present;
-    return replaceText(pub.DOI, value, mask, kBitDoi);
+    return putText(pub, &VroPublication::DOI, value, mask, kFieldDoi);
 }
 
 bool setIssn(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (bool present = false; dropped(pub, value, mask, kBitIssn, &present)) return present;
-    if (!replaceText(pub.ISSN, value, mask, kBitIssn)) return false;
-    keep(pub.normaliseIssn());  // a value that is no ISSN is kept as given
-    return true;
+    const bool taken = putText(pub, &VroPublication::ISSN, value, mask, kFieldIssn);
+    if (taken && keeps(pub, kFieldIssn)) keep(pub.normaliseIssn());  // a value that is no ISSN is kept as given
+    return taken;
 }
 
 bool setPublisher(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (bool present = false; dropped(pub, value, mask, kBitPublisher, &present)) return present;
-    return appendTrimmed(pub.Publisher, value, mask, kBitPublisher, u" ");
+    return putText(pub, &VroPublication::Publisher, value, mask, kFieldPublisher, u" ");
 }
 
 bool setSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if ((mask & kBitLocalSource) != 0) return false;
-    if (bool present = false; dropped(pub, value, mask, kBitSource, &present)) return present;
-    return appendTrimmed(pub.Source, value, mask, kBitSource, u" ");
+    if ((mask & kFieldLocalSource) != 0) return false;
+    return putText(pub, &VroPublication::Source, value, mask, kFieldSource, u" ");
 }
 
 bool setTitle(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if ((mask & kBitLocalTitle) != 0) return false;
-    if (bool present = false; dropped(pub, value, mask, kBitTitle, &present)) return present;
-    return appendTrimmed(pub.Title, value, mask, kBitTitle, u" ");
+    if ((mask & kFieldLocalTitle) != 0) return false;
+    return putText(pub, &VroPublication::Title, value, mask, kFieldTitle, u" ");
 }
 
 // "S" stands for "Review" in the sources that use one-letter codes; kept so.
 bool setType(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (bool present = false; dropped(pub, value, mask, kBitType, &present)) return present;
-    uint32_t length = 0;
-    char16_t* text = trimValue(value, &length);
-    if (length == 0) return false;
-    const char16_t* stored = text;
-    if (length == 1) {
-        switch (asciiLower(text[0])) {
-            case u'b': stored = u"Book"; break;
-            case u'c': stored = u"Proceedings paper"; break;
-            case u'j': stored = u"Journal article"; break;
-            case u's': stored = u"Review"; break;
+    const TextValue v = textValue(value, keeps(pub, kFieldType), mask, kFieldType);
+    if (v.text == nullptr) return v.present;
+    const char16_t* name = nullptr;
+    if (v.length == 1) {
+        switch (asciiLower(v.text[0])) {
+            case u'b': name = u"Book"; break;
+            case u'c': name = u"Proceedings paper"; break;
+            case u'j': name = u"Journal article"; break;
+            case u's': name = u"Review"; break;
             default: break;
         }
     }
-    keep(pub.Type.assign(stored));
-    mask |= kBitType;
+    keep(name != nullptr ? pub.Type.assign(name) : pub.Type.assign(v.text, v.length));
     return true;
 }
 
 bool setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (bool present = false; dropped(pub, value, mask, kBitType, &present)) return present;
-    return replaceText(pub.Type, value, mask, kBitType);
+    return putText(pub, &VroPublication::Type, value, mask, kFieldType);
 }
 
-bool setRank(VroPublication& pub, char16_t* value, uint32_t& mask) { return storeSigned(pub.Rank, value, mask, kBitRank); }
-bool setYear(VroPublication& pub, char16_t* value, uint32_t& mask) { return storeSigned(pub.Year, value, mask, kBitYear); }
+bool setRank(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return storeSigned(pub.Rank, value, mask, kFieldRank);
+}
+bool setYear(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    return storeSigned(pub.Year, value, mask, kFieldYear);
+}
 bool setVolume(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.Volume, value, mask, kBitVolume);
+    return storeSigned(pub.Volume, value, mask, kFieldVolume);
 }
 bool setIssue(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.Issue, value, mask, kBitIssue);
+    return storeSigned(pub.Issue, value, mask, kFieldIssue);
 }
 bool setStartPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.StartPage, value, mask, kBitStartPage);
+    return storeSigned(pub.StartPage, value, mask, kFieldStartPage);
 }
 bool setEndPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.EndPage, value, mask, kBitEndPage);
+    return storeSigned(pub.EndPage, value, mask, kFieldEndPage);
 }
 
 bool setInUse(VroPublication& pub, char16_t* value, uint32_t&) {
@@ -329,17 +327,17 @@ bool setPages(VroPublication& pub, char16_t* value, uint32_t& mask) {
     const NoteScanResult scan = scanNote(value, "%d-%d");
     if (scan.converted >= 1) pub.StartPage = int32_t(scan.values[0]);
     if (scan.converted >= 2) pub.EndPage = int32_t(scan.values[1]);
-    if (pub.StartPage > 0) mask |= kBitStartPage;
-    if (pub.EndPage >= 1) mask |= kBitEndPage;
+    if (pub.StartPage > 0) mask |= kFieldStartPage;
+    if (pub.EndPage >= 1) mask |= kFieldEndPage;
     return scan.converted > 0;
 }
 
 bool setCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
     pub.status |= kStatusCountGiven;
     pub.CitesCount = parseUnsignedValue(value);
-    if (pub.CitesCount != 0) mask |= kBitCitesCount;
+    if (pub.CitesCount != 0) mask |= kFieldCitesCount;
     // A source's own non-zero estimate, read earlier in the row, stands.
-    if ((mask & kBitEcc) == 0) pub.ECC = pub.CitesCount;
+    if ((mask & kFieldEcc) == 0) pub.ECC = pub.CitesCount;
     pub.Cites = pub.ECC;
     return true;
 }
@@ -348,7 +346,7 @@ bool setEstimatedCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
     pub.status |= kStatusCountGiven;
     pub.ECC = parseUnsignedValue(value);
     if (pub.ECC != 0) {
-        mask |= kBitEcc;
+        mask |= kFieldEcc;
         pub.Cites = pub.ECC;
     }
     return true;
@@ -359,12 +357,12 @@ bool setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
     const NoteScanResult scan = scanNote(value, "%u cites:");
     if (!scan.matched) return false;
     setAllCounts(pub, scan.values[0]);
-    mask |= kBitCitesCount;
+    mask |= kFieldCitesCount;
     const char16_t* link = scan.stop;
     while (isAsciiWhiteSpace(*link)) ++link;
     if (*link != 0) {
         keep(pub.CitesURL.assign(link));
-        mask |= kBitCitesUrl;
+        mask |= kFieldCitesUrl;
     }
     return true;
 }
@@ -374,50 +372,43 @@ bool setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
     if (!scan.matched) scan = scanNote(value, "%~(Cited By) : %u");
     if (!scan.matched) return false;
     setAllCounts(pub, scan.values[scan.converted - 1]);
-    mask |= kBitCitesCount;
+    mask |= kFieldCitesCount;
     return true;
 }
 
 bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if ((mask & kBitLocalAuthors) != 0) return false;
+    if ((mask & kFieldLocalAuthors) != 0) return false;
     uint32_t length = 0;
     const char16_t* text = trimValue(value, &length);
     if (length == 0) return false;
     // A name the list will not keep is only counted, as storing it would
     // count it: turning a trimmed name round its last comma leaves it empty
     // only when the name is that comma alone.
-    if ((pub.keptTexts & kBitAuthors) == 0) {
+    if ((pub.keptTexts & kFieldAuthors) == 0) {
         if (!(length == 1 && text[0] == u',') && pub.authorCount < kMaxAuthors) ++pub.authorCount;
-        mask |= kBitAuthors;
+        mask |= kFieldAuthors;
         return true;
     }
     ScratchText name(length + 2);
     if (name.data() == nullptr) return false;
     const uint32_t n = reverseName(text, length, u',', name.data(), length + 2);
     pub.addAuthor(name.data(), n);
-    mask |= kBitAuthors;
+    mask |= kFieldAuthors;
     return true;
 }
 
 bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if ((mask & kBitLocalAuthors) != 0) return false;
+    if ((mask & kFieldLocalAuthors) != 0) return false;
     uint32_t length = 0;
     char16_t* text = trimValue(value, &length);
     if (length == 0) return false;
     Piece pieces[kMaxAuthorPieces];
     uint32_t count = splitTrimmedPieces(text, text + length, u';', pieces);
     while (count > 0 && pieces[count - 1].length == 0) --count;
-    const uint32_t capacity = length + 1 + 2 * count;
-    ScratchText buffer(capacity);
-    if (buffer.data() == nullptr) return false;
-    BoundedText joined{buffer.data(), capacity};
-    buffer.data()[0] = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        if (i > 0) joined.put(u", ", 2);
+    return appendJoinedNames(pub, mask, length, count, [&](BoundedText& joined, uint32_t i) {
         joined.putReversed(pieces[i], u',');
-    }
-    appendAuthors(pub, joined, mask);
-    return true;
+        return i + 1;
+    });
 }
 
 // Scopus writes "Surname Initials" per author, or "Surname, Initials" with the
@@ -432,29 +423,16 @@ bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
         blank[i] = false;
         for (uint32_t k = 0; k < pieces[i].length && !blank[i]; ++k) blank[i] = isAsciiWhiteSpace(pieces[i].text[k]);
     }
-    const uint32_t capacity = length + 1 + 2 * count;
-    ScratchText buffer(capacity);
-    if (buffer.data() == nullptr) return false;
-    BoundedText joined{buffer.data(), capacity};
-    buffer.data()[0] = 0;
-    for (uint32_t i = 0; i < count;) {
-        if (i > 0) joined.put(u", ", 2);
-        const bool last = i + 1 == count;
-        if (!last && blank[i] && blank[i + 1]) {
-            joined.putReversed(pieces[i], u' ');
-            i += 1;
-        } else if (!last) {
+    return appendJoinedNames(pub, mask, length, count, [&](BoundedText& joined, uint32_t i) {
+        if (i + 1 < count && !(blank[i] && blank[i + 1])) {
             joined.put(pieces[i + 1].text, pieces[i + 1].length);
             joined.put(u" ", 1);
             joined.put(pieces[i].text, pieces[i].length);
-            i += 2;
-        } else {
-            joined.putReversed(pieces[i], u' ');
-            i += 1;
+            return i + 2;
         }
-    }
-    appendAuthors(pub, joined, mask);
-    return true;
+        joined.putReversed(pieces[i], u' ');
+        return i + 1;
+    });
 }
 
 namespace {
@@ -484,17 +462,10 @@ bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) 
     if (count == 1) return setScopusAuthors(pub, value, mask);
     for (uint32_t i = 0; i < count; ++i) pieces[i] = trimValue(pieces[i]);
     while (count > 0 && pieces[count - 1][0] == 0) --count;
-    const uint32_t capacity = length + 1 + 2 * count;
-    ScratchText buffer(capacity);
-    if (buffer.data() == nullptr) return false;
-    BoundedText joined{buffer.data(), capacity};
-    buffer.data()[0] = 0;
-    for (uint32_t i = 0; i < count; ++i) {
-        if (i > 0) joined.put(u", ", 2);
+    return appendJoinedNames(pub, mask, length, count, [&](BoundedText& joined, uint32_t i) {
         joined.putReversed(pieces[i], containsUnit(pieces[i], u',') ? u',' : u' ');
-    }
-    appendAuthors(pub, joined, mask);
-    return true;
+        return i + 1;
+    });
 }
 
 namespace {

@@ -10,7 +10,9 @@
 //   text; "replace" makes the field the value. Text handlers set their field's
 //   mask bit; setSource, setTitle, addAuthorName and setSemicolonAuthors do
 //   nothing while bit 19, 20, 18 and 18 respectively is set in the mask (no
-//   handler sets bits 18-20 itself).
+//   handler sets bits 18-20 itself). A text the publication will not keep
+//   (VroPublication::keptTexts) is not stored, yet sets its bit as storing
+//   it would; the Authors text is always stored.
 // - Signed number handlers read the value like strtol (leading white space
 //   and a sign allowed, stop at the first non-digit, no digits = 0), clamp
 //   to the 32-bit range, always store, and set their bit only for values of

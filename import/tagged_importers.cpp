@@ -161,27 +161,40 @@ private:
 
 using TagSplitter = char16_t* (*)(char16_t* line) noexcept;
 
-// The EndNote walk, used by both EndNote layouts:
+// A layout of tagged lines without continuation lines.
+struct TagLines {
+    TagSplitter split;
+    const char* startTag;
+    const char* endTag;        // null: a record ends only at the next start
+    const char* endOfFileTag;  // null: only the end of the input ends it
+    bool authorsAsText;        // see TaggedRecords
+};
+
+// The walk of the layouts without continuation lines:
 // - every line from the first one on; an empty line is skipped;
-// - the start tag opens a record; any other tag inside a record goes to its
-//   handler; tags before the first start tag are ignored;
-// - there are no continuation lines: a wrapped value's next line is split
-//   like any other and lost unless its first word is a known tag.
-ResultCode importEndNoteLines(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
-                              VroPublicationList& list, uint32_t* fieldMaskOut, TagSplitter split,
-                              const char* startTag, bool authorsAsText) noexcept {
+// - the start tag opens a record, the end tag closes it, the end-of-file tag
+//   ends the input (lines after it are never read); any other tag inside a
+//   record goes to its handler; tags outside a record are ignored;
+// - a wrapped value's next line is split like any other and lost unless its
+//   first word is a known tag.
+ResultCode importTaggedLines(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                             VroPublicationList& list, uint32_t* fieldMaskOut, const TagLines& layout) noexcept {
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     if (reader == nullptr || line.empty()) return kErrInvalidArgument;
-    TaggedRecords records(list, fieldMaskOut, authorsAsText);
+    TaggedRecords records(list, fieldMaskOut, layout.authorsAsText);
     TagHandlers handlers(format);
     ResultCode rc = kResultOk;
     do {
         if (line.empty()) continue;
         char16_t* tag = line.data();
-        char16_t* value = split(tag);
-        if (tagIs(tag, startTag)) {
+        char16_t* value = layout.split(tag);
+        if (tagIs(tag, layout.startTag)) {
             rc = records.open(value);
             if (rc != kResultOk) break;
+        } else if (layout.endTag != nullptr && tagIs(tag, layout.endTag)) {
+            records.close();
+        } else if (layout.endOfFileTag != nullptr && tagIs(tag, layout.endOfFileTag)) {
+            break;
         } else if (records.current() != nullptr) {
             records.handle(handlers.lookUp(tag), value);
         }
@@ -196,12 +209,22 @@ ResultCode importEndNoteLines(const VroImportFormat& format, XpTextReader* reade
 
 ResultCode readEndNoteShowAllFields(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                                     VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
-    return importEndNoteLines(format, reader, line, list, fieldMaskOut, splitTagAtColon, "Reference Type", true);
+    return importTaggedLines(format, reader, line, list, fieldMaskOut,
+                             {splitTagAtColon, "Reference Type", nullptr, nullptr, true});
 }
 
 ResultCode readEndNoteTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                              VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
-    return importEndNoteLines(format, reader, line, list, fieldMaskOut, splitTagAtWhiteSpace, "%0", false);
+    return importTaggedLines(format, reader, line, list, fieldMaskOut,
+                             {splitTagAtWhiteSpace, "%0", nullptr, nullptr, false});
+}
+
+// Tags compare whole: a line "\rTY  - JOUR" (a stray carriage return before
+// the tag) has the tag "\rTY", which starts nothing, so that record's lines
+// fall outside any record.
+ResultCode readRisTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                         VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
+    return importTaggedLines(format, reader, line, list, fieldMaskOut, {splitTagAtDash, "TY", "ER", "EF", false});
 }
 
 // ---------------------------------------------------------------------------
@@ -255,41 +278,6 @@ ResultCode readIsiTagged(const VroImportFormat& format, XpTextReader* reader, Xp
             records.handle(lastHandler, value);
         }
     }
-    records.finish();
-    return rc;
-}
-
-// ---------------------------------------------------------------------------
-
-// - Every line from the first one on; empty lines are skipped; no line
-//   continues another.
-// - "TY" opens a record, "ER" closes it, "EF" ends the input; any other tag
-//   inside a record goes to its handler.
-// - Tags compare whole: a line "\rTY  - JOUR" (a stray carriage return before
-//   the tag) has the tag "\rTY", which starts nothing, so that record's lines
-//   fall outside any record.
-ResultCode readRisTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
-                         VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
-    if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
-    if (reader == nullptr || line.empty()) return kErrInvalidArgument;
-    TaggedRecords records(list, fieldMaskOut, false);
-    TagHandlers handlers(format);
-    ResultCode rc = kResultOk;
-    do {
-        if (line.empty()) continue;
-        char16_t* tag = line.data();
-        char16_t* value = splitTagAtDash(tag);
-        if (tagIs(tag, "TY")) {
-            rc = records.open(value);
-            if (rc != kResultOk) break;
-        } else if (tagIs(tag, "ER")) {
-            records.close();
-        } else if (tagIs(tag, "EF")) {
-            break;
-        } else if (records.current() != nullptr) {
-            records.handle(handlers.lookUp(tag), value);
-        }
-    } while (readTrimmedLine(reader, line) == kResultOk);
     records.finish();
     return rc;
 }
