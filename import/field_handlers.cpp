@@ -64,7 +64,7 @@ bool putText(VroPublication& pub, XpString16 VroPublication::*field, char16_t* v
 }
 
 // Number handlers store even 0; the bit only marks values of 1 or more.
-bool storeSigned(int32_t& field, const char16_t* value, uint32_t& mask, uint32_t bit) {
+bool putNumber(int32_t& field, const char16_t* value, uint32_t& mask, uint32_t bit) {
     field = parseSignedValue(value);
     if (field >= 1) mask |= bit;
     return true;
@@ -299,23 +299,19 @@ bool setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putText(pub, &VroPublication::Type, value, mask, kFieldType);
 }
 
-bool setRank(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.Rank, value, mask, kFieldRank);
-}
-bool setYear(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.Year, value, mask, kFieldYear);
-}
+bool setRank(VroPublication& pub, char16_t* value, uint32_t& mask) { return putNumber(pub.Rank, value, mask, kFieldRank); }
+bool setYear(VroPublication& pub, char16_t* value, uint32_t& mask) { return putNumber(pub.Year, value, mask, kFieldYear); }
 bool setVolume(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.Volume, value, mask, kFieldVolume);
+    return putNumber(pub.Volume, value, mask, kFieldVolume);
 }
 bool setIssue(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.Issue, value, mask, kFieldIssue);
+    return putNumber(pub.Issue, value, mask, kFieldIssue);
 }
 bool setStartPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.StartPage, value, mask, kFieldStartPage);
+    return putNumber(pub.StartPage, value, mask, kFieldStartPage);
 }
 bool setEndPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return storeSigned(pub.EndPage, value, mask, kFieldEndPage);
+    return putNumber(pub.EndPage, value, mask, kFieldEndPage);
 }
 
 bool setInUse(VroPublication& pub, char16_t* value, uint32_t&) {
