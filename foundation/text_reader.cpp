@@ -146,26 +146,34 @@ ResultCode XpTextReader::checkEncoding(uint32_t defaultCodePage) noexcept {
     return setEncoding(page);
 }
 
-// One character: a failure to decode leaves the read position where it is,
-// so the same failure shows again on the next read.
-ResultCode XpTextReader::readCharacter(char32_t* c) noexcept {
+// The character at the read position and its length in bytes, left where
+// it is.
+ResultCode XpTextReader::peekCharacter(char32_t* c, uint32_t* length) noexcept {
     if (endPos_ <= readPos_) {
         const ResultCode rc = fill(1);
         if (rc != kResultOk) return rc;
     }
-    uint32_t length = encoding_->sequenceLength(buffer_[readPos_]);
-    if (length == 0) length = 1;
-    if (length > 1) {
-        const ResultCode rc = fill(length);
+    *length = encoding_->sequenceLength(buffer_[readPos_]);
+    if (*length == 0) *length = 1;
+    if (*length > 1) {
+        const ResultCode rc = fill(*length);
         if (rc != kResultOk) return rc;
     }
-    uint32_t size = length;
+    uint32_t size = *length;
     uint32_t count = 1;
     const ResultCode rc = encoding_->decodeToUtf32(buffer_ + readPos_, &size, c, &count);
     if (rc != kResultOk) return rc;
     if (count == 0) return kErrIncompleteInput;
-    readPos_ += length;
     return kResultOk;
+}
+
+// One character: a failure to decode leaves the read position where it is,
+// so the same failure shows again on every later read.
+ResultCode XpTextReader::readCharacter(char32_t* c) noexcept {
+    uint32_t length = 0;
+    const ResultCode rc = peekCharacter(c, &length);
+    if (rc == kResultOk) readPos_ += length;
+    return rc;
 }
 
 ResultCode XpTextReader::readUnit(char16_t* unit) noexcept {
@@ -248,8 +256,10 @@ ResultCode XpTextReader::useCarriageReturnLines(const char16_t* held, uint32_t c
 }
 
 bool XpTextReader::hasMoreInput() noexcept {
-    if (heldPos_ < held_.length() || pending_ != 0 || endPos_ > readPos_) return true;
-    return fill(1) == kResultOk;
+    if (heldPos_ < held_.length() || pending_ != 0) return true;
+    char32_t c = 0;
+    uint32_t length = 0;
+    return peekCharacter(&c, &length) == kResultOk;
 }
 
 void XpTextReader::giveBack(char16_t unit, bool owed) noexcept {

@@ -69,8 +69,10 @@ public:
     // reader is then unchanged).
     [[nodiscard]] ResultCode useCarriageReturnLines(const char16_t* held, uint32_t count) noexcept;
     bool carriageReturnLines() const noexcept { return carriageReturnLines_; }
-    // False once nothing more can be read: no held or owed unit, no buffered
-    // byte, and the stream gives none.
+    // False once nothing more can be read: no held or owed unit, and no
+    // character at the read position, because the stream gives no more bytes
+    // or because those there cannot be decoded (which stops every later read
+    // at them).
     bool hasMoreInput() noexcept;
 
     const charenc* encoding() const noexcept { return encoding_; }
@@ -81,6 +83,7 @@ private:
     ~XpTextReader() override;
 
     [[nodiscard]] ResultCode fill(uint32_t bytes) noexcept;
+    [[nodiscard]] ResultCode peekCharacter(char32_t* c, uint32_t* length) noexcept;
     [[nodiscard]] ResultCode readCharacter(char32_t* c) noexcept;
     void noteEncoding() noexcept;
     enum class AsciiRun { kCopied, kEnded, kNoRoom };

@@ -49,7 +49,9 @@ ResultCode readTrimmedLine(XpTextReader* reader, XpString16& line) noexcept {
 }
 
 // A first line without its line feed is either the limit's worth of text or
-// all there is; a line cut short by a character that cannot be decoded or
+// all that can be read: the end of the input, or a character that cannot be
+// decoded, past which no read ever goes. Either way it is old Mac text when
+// it holds a carriage return. A line cut short by a character that cannot be
 // stored has input after it and is never taken for old Mac text.
 ResultCode readFirstLine(XpTextReader* reader, XpString16& line) noexcept {
     if (reader == nullptr) return kErrInvalidArgument;

@@ -32,11 +32,12 @@
 //   returns 0 when a line was delivered, else the reader's code (end of input
 //   included).
 // - readFirstLine reads the first line as readTrimmedLine does, but first
-//   tells old Mac text: when the first 65,536 characters (or the whole input,
-//   if shorter) hold no line feed but a carriage return, the reader is
-//   switched to carriage-return line ends, the line ends at its first
-//   carriage return and the rest of what was read is read again as the
-//   following lines. Input with a line feed there is read exactly as before.
+//   tells old Mac text: when the first 65,536 characters (or all the input
+//   that can be read, if shorter: a character that cannot be decoded ends
+//   it) hold no line feed but a carriage return, the reader is switched to
+//   carriage-return line ends, the line ends at its first carriage return
+//   and the rest of what was read is read again as the following lines.
+//   Input with a line feed there is read exactly as before.
 #pragma once
 
 #include <cstdint>
