@@ -13,6 +13,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -44,54 +45,41 @@ class Faults : public ::testing::Test {
 protected:
     void SetUp() override { setenv("TMPDIR", dir_.path.c_str(), 1); }  // the log file lives here
 
-    // Forks the program in the test's directory with standard output and
+    // Starts the program in the test's directory with standard output and
     // error in files; setup adjusts the child's descriptors or limits before
     // exec, and a child waits for gate to close so that many start together.
-    pid_t start(std::vector<std::string> args, const std::function<void()>& setup = {}, int gate = -1) {
+    std::unique_ptr<vt::Started> start(const std::vector<std::string>& args, const std::function<void()>& setup = {},
+                                       int gate = -1, const std::vector<std::string>& env = {}) {
         const std::string out = dir_ / "stdout", err = dir_ / "stderr";
-        const pid_t pid = fork();
-        if (pid != 0) return pid;
-        signal(SIGPIPE, SIG_DFL);
-        signal(SIGXFSZ, SIG_DFL);
-        if (chdir(dir_.path.c_str()) != 0) _exit(126);
-        redirect("/dev/null", O_RDONLY, 0);
-        redirect(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 1);
-        redirect(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 2);
-        if (setup) setup();
-        char byte;
-        if (gate != -1) (void)!read(gate, &byte, 1);
-        std::vector<char*> argv{const_cast<char*>(VARO_EXE)};
-        for (std::string& a : args) argv.push_back(a.data());
-        argv.push_back(nullptr);
-        execv(VARO_EXE, argv.data());
-        _exit(127);
-    }
-    static void redirect(const char* path, int flags, int target) {
-        const int descriptor = open(path, flags, 0644);
-        dup2(descriptor, target);
-        close(descriptor);
+        return std::make_unique<vt::Started>(
+            VARO_EXE, args,
+            [&] {
+                signal(SIGPIPE, SIG_DFL);
+                signal(SIGXFSZ, SIG_DFL);
+                if (chdir(dir_.path.c_str()) != 0) _exit(126);
+                vt::redirect("/dev/null", O_RDONLY, 0);
+                vt::redirect(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 1);
+                vt::redirect(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 2);
+                if (setup) setup();
+                char byte;
+                if (gate != -1) (void)!read(gate, &byte, 1);
+            },
+            env);
     }
     // Exit status, or 128 plus the signal that ended the run.
-    static int finish(pid_t pid) {
-        int status = 0;
-        if (waitpid(pid, &status, 0) != pid) return -1;
-        return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-    }
+    static int finish(const std::unique_ptr<vt::Started>& program) { return program->finish(); }
     // Starts every command line of runs at once and expects each to succeed.
     void startTogether(const std::vector<std::vector<std::string>>& runs) {
         int gate[2];
         ASSERT_EQ(pipe(gate), 0);
-        std::vector<pid_t> pids;
+        std::vector<std::unique_ptr<vt::Started>> programs;
         // Leaks are the single-run tests' business; here they would only slow
         // hundreds of sanitized starts.
-        const auto setup = [&] {
-            close(gate[1]);
-            setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
-        };
-        for (const auto& args : runs) pids.push_back(start(args, setup, gate[0]));
+        for (const auto& args : runs)
+            programs.push_back(start(args, [&] { close(gate[1]); }, gate[0], {"ASAN_OPTIONS=detect_leaks=0"}));
         close(gate[0]);
         close(gate[1]);
-        for (pid_t pid : pids) ASSERT_EQ(finish(pid), 0);
+        for (const auto& program : programs) ASSERT_EQ(finish(program), 0);
     }
     std::string err() const { return slurp(dir_ / "stderr"); }
     std::string log() const { return slurp(dir_ / "varometrics.log"); }
@@ -138,14 +126,14 @@ TEST_F(Faults, BrokenPipeAndFileSizeLimitAreWriteFailures) {
     const std::vector<std::string> args{"--label", std::string(100000, 'x'), kSample};
     int gone[2];
     ASSERT_EQ(pipe(gone), 0);
-    const pid_t pid = start(args, [&] {
+    const auto program = start(args, [&] {
         dup2(gone[1], 1);
         close(gone[0]);
         close(gone[1]);
     });
     close(gone[0]);
     close(gone[1]);
-    EXPECT_EQ(finish(pid), 1);
+    EXPECT_EQ(finish(program), 1);
     EXPECT_EQ(lastLine(err()), "<stdout>: cannot export metrics: Broken pipe");
 
     std::vector<std::string> toFile(args);

@@ -373,21 +373,17 @@ TEST_F(Varoreport, NoMemoryForTheInputListExitsTwo) {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
     GTEST_SKIP() << "a sanitizer's shadow memory does not fit under a data limit";
 #endif
-    std::vector<char*> argv(100000, const_cast<char*>("-V"));  // a list of 800 kB
-    argv[0] = const_cast<char*>(VARO_EXE);
-    argv.push_back(nullptr);
+    const std::vector<std::string> args(99999, "-V");  // a list of 800 kB
     const std::string err = dir_ / "err";
-    const pid_t pid = fork();
-    if (pid == 0) {
-        const rlimit limit{512 << 10, 512 << 10};  // enough to start, not for the list
-        setenv("TMPDIR", dir_.path.c_str(), 1);  // the log file lives here
-        if (dup2(::open(err.c_str(), O_WRONLY | O_CREAT, 0644), 2) == 2 && setrlimit(RLIMIT_DATA, &limit) == 0)
-            execv(VARO_EXE, argv.data());
-        _exit(127);
-    }
-    int status = 0;
-    ASSERT_EQ(waitpid(pid, &status, 0), pid);
-    EXPECT_EQ(WIFEXITED(status) ? WEXITSTATUS(status) : -1, 2);
+    vt::Started program(
+        VARO_EXE, args,
+        [&] {
+            const rlimit limit{512 << 10, 512 << 10};  // enough to start, not for the list
+            vt::redirect(err.c_str(), O_WRONLY | O_CREAT, 2);
+            if (setrlimit(RLIMIT_DATA, &limit) != 0) _exit(127);
+        },
+        {"TMPDIR=" + dir_.path});  // the log file lives here
+    EXPECT_EQ(program.finish(), 2);
     EXPECT_EQ(vt::slurp(err), "varoreport: out of memory\n");
 }
 

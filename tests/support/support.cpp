@@ -1,12 +1,17 @@
 #include "tests/support/support.h"
 
 #include <fcntl.h>
-#include <spawn.h>
+#include <poll.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -93,48 +98,186 @@ TempDir::~TempDir() {
     std::filesystem::remove_all(path, ignored);
 }
 
-Run runProgram(const std::string& exe, const std::vector<std::string>& args, const std::string& dir,
-               const std::string& stdinPath, const std::string& stdoutPath, bool append) {
-    Run run;
-    const std::string errPath = dir + "/.stderr";
-    int pipeFds[2] = {-1, -1};
-    if (stdoutPath.empty() && pipe(pipeFds) != 0) return run;
-    posix_spawn_file_actions_t actions;
-    posix_spawn_file_actions_init(&actions);
-    posix_spawn_file_actions_addchdir_np(&actions, dir.c_str());
-    posix_spawn_file_actions_addopen(&actions, 0, stdinPath.c_str(), O_RDONLY, 0);
-    if (stdoutPath.empty()) {
-        posix_spawn_file_actions_adddup2(&actions, pipeFds[1], 1);
-        posix_spawn_file_actions_addclose(&actions, pipeFds[0]);
-        posix_spawn_file_actions_addclose(&actions, pipeFds[1]);
-    } else {
-        posix_spawn_file_actions_addopen(&actions, 1, stdoutPath.c_str(),
-                                         O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC), 0644);
-    }
-    posix_spawn_file_actions_addopen(&actions, 2, errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0644);
+namespace {
 
+// The guard of one test process: a process that the test process forks at
+// its first program and that outlives it. It reads one record a message:
+// +group when a program's group starts, -group when it has ended. When the
+// test process is gone, however it went, its end of the socket closes; the
+// guard then kills every group still listed, and exits.
+[[noreturn]] void guardGroups(int socket) {
+    constexpr size_t kMaxGroups = 1024;
+    pid_t groups[kMaxGroups];
+    size_t count = 0;
+    for (;;) {
+        int32_t record = 0;
+        const ssize_t n = recv(socket, &record, sizeof record, 0);
+        if (n < 0 && errno == EINTR) continue;
+        if (n != ssize_t(sizeof record)) break;
+        if (record > 0 && count < kMaxGroups) groups[count++] = record;
+        for (size_t i = 0; record < 0 && i < count; ++i) {
+            if (groups[i] != -record) continue;
+            groups[i] = groups[--count];
+            break;
+        }
+    }
+    for (size_t i = 0; i < count; ++i) kill(-groups[i], SIGKILL);
+    _exit(0);
+}
+
+// This process's end of its guard's socket, the guard started at the first
+// call; -1 when there is none. A forked child starts a guard of its own: the
+// one it inherited watches the parent.
+int guardSocket() {
+    static pid_t owner = -1;
+    static int socket = -1;
+    if (owner == getpid()) return socket;
+    if (socket >= 0) close(socket);
+    owner = getpid();
+    socket = -1;
+    int ends[2];
+    if (socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, ends) != 0) return -1;
+    const pid_t guard = fork();
+    if (guard == 0) {
+        // A group of its own, so that a signal to the test's group (an
+        // interrupt from the terminal) leaves it to clean up; and no other
+        // descriptor, so that nothing waits for the guard to close one.
+        setpgid(0, 0);
+        const int keep = ends[1];
+        if (close_range(0, keep - 1, 0) != 0 || close_range(keep + 1, ~0u, 0) != 0)
+            for (int fd = 0; fd < 1024; ++fd)
+                if (fd != keep) close(fd);
+        guardGroups(keep);
+    }
+    close(ends[1]);
+    if (guard < 0) {
+        close(ends[0]);
+        return -1;
+    }
+    socket = ends[0];
+    return socket;
+}
+
+void tellGuard(int32_t record) {
+    const int socket = guardSocket();
+    if (socket >= 0) (void)send(socket, &record, sizeof record, MSG_NOSIGNAL);
+}
+
+int exitStatus(int status) { return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status); }
+
+}  // namespace
+
+void redirect(const char* path, int flags, int target) {
+    const int descriptor = open(path, flags, 0644);
+    if (descriptor < 0 || dup2(descriptor, target) != target) _exit(127);
+    if (descriptor != target) close(descriptor);
+}
+
+Started::Started(const std::string& exe, const std::vector<std::string>& args, const std::function<void()>& setup,
+                 const std::vector<std::string>& env) {
+    // Everything the child needs is made before the fork; after it the child
+    // makes system calls only.
     std::vector<std::string> copies(args);
     std::vector<char*> argv{const_cast<char*>(exe.c_str())};
     for (std::string& a : copies) argv.push_back(a.data());
     argv.push_back(nullptr);
-    std::string tmpdir = "TMPDIR=" + dir;
-    std::vector<char*> env{tmpdir.data()};
-    for (char** e = environ; *e; ++e)
-        if (std::strncmp(*e, "TMPDIR=", 7) != 0) env.push_back(*e);
-    env.push_back(nullptr);
-
-    pid_t pid = -1;
-    const int spawned = posix_spawn(&pid, exe.c_str(), &actions, nullptr, argv.data(), env.data());
-    posix_spawn_file_actions_destroy(&actions);
-    if (stdoutPath.empty()) {
-        close(pipeFds[1]);
-        char buffer[4096];
-        for (ssize_t n; (n = read(pipeFds[0], buffer, sizeof buffer)) > 0;) run.out.append(buffer, size_t(n));
-        close(pipeFds[0]);
+    std::vector<std::string> entries(env);
+    std::vector<char*> envp;
+    for (std::string& entry : entries) envp.push_back(entry.data());
+    for (char** e = environ; *e; ++e) {
+        const size_t name = std::strcspn(*e, "=") + 1;
+        if (std::none_of(env.begin(), env.end(), [&](const std::string& v) { return v.compare(0, name, *e, name) == 0; }))
+            envp.push_back(*e);
     }
+    envp.push_back(nullptr);
+    if (guardSocket() < 0) std::fprintf(stderr, "no guard process: should this test die, %s may outlive it\n", exe.c_str());
+    pid_ = fork();
+    if (pid_ == 0) {
+        setpgid(0, 0);
+        if (setup) setup();
+        execve(exe.c_str(), argv.data(), envp.data());
+        _exit(127);
+    }
+    if (pid_ < 0) return;
+    // Here too, so that the group stands whichever of the two runs first.
+    setpgid(pid_, pid_);
+    tellGuard(pid_);
+}
+
+Started::~Started() { end(); }
+
+// The program's end shows on a descriptor where the system gives one;
+// otherwise it is looked for every 10 ms. Once the program has ended, its
+// group is killed, so a child it left holding outputFd lets go of it.
+int Started::finish(int seconds, int outputFd, std::string* output) {
+    if (pid_ < 0 || finished_) return status_;
+    const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
+    const int ended = int(syscall(SYS_pidfd_open, pid_, 0));
+    bool exited = false;
+    while (!exited || outputFd >= 0) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
+        if (left <= 0) {
+            timedOut_ = !exited;
+            break;
+        }
+        pollfd fds[2];
+        nfds_t count = 0;
+        if (!exited && ended >= 0) fds[count++] = {ended, POLLIN, 0};
+        if (outputFd >= 0) fds[count++] = {outputFd, POLLIN, 0};
+        const int wait = !exited && ended < 0 ? int(std::min<int64_t>(left, 10)) : int(std::min<int64_t>(left, INT32_MAX));
+        if (poll(fds, count, wait) > 0 && outputFd >= 0 && fds[count - 1].revents != 0) {
+            char buffer[4096];
+            const ssize_t n = read(outputFd, buffer, sizeof buffer);
+            if (n > 0 && output != nullptr) output->append(buffer, size_t(n));
+            if (n == 0 || (n < 0 && errno != EINTR && errno != EAGAIN)) outputFd = -1;
+        }
+        siginfo_t info{};
+        if (!exited && waitid(P_PID, id_t(pid_), &info, WEXITED | WNOHANG | WNOWAIT) == 0 && info.si_pid == pid_) {
+            exited = true;
+            kill(-pid_, SIGKILL);
+        }
+    }
+    if (ended >= 0) close(ended);
+    end();
+    return status_;
+}
+
+// Kills the group (the program with it, unless it has ended), says so to
+// the guard, then reaps the program; the group's number stays taken until
+// then, so no other group is ever hit.
+void Started::end() {
+    if (pid_ < 0 || finished_) return;
+    finished_ = true;
+    kill(-pid_, SIGKILL);
+    tellGuard(-pid_);
     int status = 0;
-    if (spawned != 0 || waitpid(pid, &status, 0) != pid) return run;
-    run.status = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+    pid_t reaped;
+    while ((reaped = waitpid(pid_, &status, 0)) < 0 && errno == EINTR) {
+    }
+    status_ = reaped == pid_ && !timedOut_ ? exitStatus(status) : -1;
+}
+
+Run runProgram(const std::string& exe, const std::vector<std::string>& args, const std::string& dir,
+               const std::string& stdinPath, const std::string& stdoutPath, bool append, int seconds) {
+    Run run;
+    const std::string errPath = dir + "/.stderr";
+    int pipeFds[2] = {-1, -1};
+    if (stdoutPath.empty() && pipe2(pipeFds, O_CLOEXEC) != 0) return run;
+    const auto setup = [&] {
+        if (chdir(dir.c_str()) != 0) _exit(127);
+        redirect(stdinPath.c_str(), O_RDONLY, 0);
+        if (!stdoutPath.empty())
+            redirect(stdoutPath.c_str(), O_WRONLY | O_CREAT | (append ? O_APPEND : O_TRUNC), 1);
+        else if (dup2(pipeFds[1], 1) != 1)
+            _exit(127);
+        redirect(errPath.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 2);
+    };
+    Started program(exe, args, setup, {"TMPDIR=" + dir});
+    if (stdoutPath.empty()) close(pipeFds[1]);
+    run.status = program.finish(seconds, pipeFds[0], &run.out);
+    if (stdoutPath.empty()) close(pipeFds[0]);
+    run.timedOut = program.timedOut();
     run.err = slurp(errPath);
     return run;
 }

@@ -1,9 +1,12 @@
 // Helpers every test program shares: files and temporary directories, the
-// built program run as a user runs it, text in the three widths, and a byte
-// stream held in memory.
+// built program run as a user runs it (and ended with everything it started),
+// text in the three widths, and a byte stream held in memory.
 #pragma once
 
+#include <sys/types.h>
+
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -36,18 +39,68 @@ public:
     std::string path;
 };
 
-// One run of a program: exit status (-1 when it did not exit), standard output
-// when it went to a pipe, standard error.
+// How long one run of a program may take. Past it the run's process group
+// is killed and the run fails (status -1), well inside ctest's own limit, so
+// that a hung program ends its test with a message instead of outliving it.
+inline constexpr int kRunSeconds = 120;
+
+// A program started in a process group of its own, so that it and every
+// process it starts end together:
+// - when finish has seen the program end, or its time run out, the whole
+//   group is killed (a child left holding the program's output included);
+// - when the object goes unfinished (a test stopped by a failed assertion),
+//   the same;
+// - should the test process die first (ctest's timeout kills it outright),
+//   a guard process that the test process started, and that sees it die,
+//   kills every group still running.
+class Started {
+public:
+    // Forks; the child leads a new process group, runs setup (its directory,
+    // descriptors and limits: calls that are safe after fork) and executes
+    // exe with args, in the test's environment with the "NAME=value" entries
+    // of env added or replaced. pid() is -1 when the fork failed.
+    Started(const std::string& exe, const std::vector<std::string>& args, const std::function<void()>& setup = {},
+            const std::vector<std::string>& env = {});
+    ~Started();
+    Started(const Started&) = delete;
+    Started& operator=(const Started&) = delete;
+
+    pid_t pid() const { return pid_; }
+    // Waits for the program, at most seconds, reading what arrives on
+    // outputFd (when given) into *output until the descriptor ends; then
+    // kills what is left of the group. The exit status, 128 plus the signal
+    // that ended the program, or -1 when its time ran out or it never
+    // started (and timedOut() tells which).
+    int finish(int seconds = kRunSeconds, int outputFd = -1, std::string* output = nullptr);
+    bool timedOut() const { return timedOut_; }
+
+private:
+    void end();
+    pid_t pid_ = -1;
+    int status_ = -1;
+    bool finished_ = false;
+    bool timedOut_ = false;
+};
+
+// In a child before exec: opens path onto descriptor target; the child
+// ends with 127 when it cannot.
+void redirect(const char* path, int flags, int target);
+
+// One run of a program: exit status (-1 when it did not exit, timedOut when
+// its time ran out), standard output when it went to a pipe, standard error.
 struct Run {
     int status = -1;
+    bool timedOut = false;
     std::string out, err;
 };
 
 // Runs exe with args in dir, with TMPDIR=dir; standard input from stdinPath,
 // standard output to a pipe when stdoutPath is empty, else into that file
-// (appended to, as ">>" does, when append is set).
+// (appended to, as ">>" does, when append is set). A Started program: killed
+// with its group when it ends or after seconds.
 Run runProgram(const std::string& exe, const std::vector<std::string>& args, const std::string& dir,
-               const std::string& stdinPath = "/dev/null", const std::string& stdoutPath = "", bool append = false);
+               const std::string& stdinPath = "/dev/null", const std::string& stdoutPath = "", bool append = false,
+               int seconds = kRunSeconds);
 
 // Text between widths; narrow() writes units above 127 as '?'.
 std::u16string wide(const std::string& latin1);
