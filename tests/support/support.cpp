@@ -186,11 +186,12 @@ Started::Started(const std::string& exe, const std::vector<std::string>& args, c
     for (std::string& entry : entries) envp.push_back(entry.data());
     for (char** e = environ; *e; ++e) {
         const size_t name = std::strcspn(*e, "=") + 1;
-        if (std::none_of(env.begin(), env.end(), [&](const std::string& v) { return v.compare(0, name, *e, name) == 0; }))
-            envp.push_back(*e);
+        const auto replaces = [&](const std::string& entry) { return entry.compare(0, name, *e, name) == 0; };
+        if (std::none_of(env.begin(), env.end(), replaces)) envp.push_back(*e);
     }
     envp.push_back(nullptr);
-    if (guardSocket() < 0) std::fprintf(stderr, "no guard process: should this test die, %s may outlive it\n", exe.c_str());
+    if (guardSocket() < 0)
+        std::fprintf(stderr, "no guard process: should this test die, %s may outlive it\n", exe.c_str());
     pid_ = fork();
     if (pid_ == 0) {
         setpgid(0, 0);
@@ -215,8 +216,8 @@ int Started::finish(int seconds, int outputFd, std::string* output) {
     const int ended = int(syscall(SYS_pidfd_open, pid_, 0));
     bool exited = false;
     while (!exited || outputFd >= 0) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::milliseconds>(deadline - std::chrono::steady_clock::now()).count();
+        const auto rest = deadline - std::chrono::steady_clock::now();
+        const int64_t left = std::chrono::duration_cast<std::chrono::milliseconds>(rest).count();
         if (left <= 0) {
             timedOut_ = !exited;
             break;
@@ -225,7 +226,7 @@ int Started::finish(int seconds, int outputFd, std::string* output) {
         nfds_t count = 0;
         if (!exited && ended >= 0) fds[count++] = {ended, POLLIN, 0};
         if (outputFd >= 0) fds[count++] = {outputFd, POLLIN, 0};
-        const int wait = !exited && ended < 0 ? int(std::min<int64_t>(left, 10)) : int(std::min<int64_t>(left, INT32_MAX));
+        const int wait = int(std::min<int64_t>(left, !exited && ended < 0 ? 10 : INT32_MAX));
         if (poll(fds, count, wait) > 0 && outputFd >= 0 && fds[count - 1].revents != 0) {
             char buffer[4096];
             const ssize_t n = read(outputFd, buffer, sizeof buffer);

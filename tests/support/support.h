@@ -50,9 +50,10 @@ inline constexpr int kRunSeconds = 120;
 //   group is killed (a child left holding the program's output included);
 // - when the object goes unfinished (a test stopped by a failed assertion),
 //   the same;
-// - should the test process die first (ctest's timeout kills it outright),
-//   a guard process that the test process started, and that sees it die,
-//   kills every group still running.
+// - should the test process die first, however it dies (a crash, or a kill
+//   outright by a harness that gives up on it), a guard process that the
+//   test process started, and that sees it die, kills every group still
+//   running.
 class Started {
 public:
     // Forks; the child leads a new process group, runs setup (its directory,
