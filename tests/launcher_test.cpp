@@ -1,6 +1,6 @@
-// The launcher of tests/support ends what it started: the program and every
-// process the program started, when the run ends, when its time runs out,
-// and when the test process itself is killed.
+// The launcher of tests/support ends what it started, the program and every
+// process the program started: when the run ends, when its time runs out,
+// when the test drops it unfinished, and when the test process is killed.
 #include <gtest/gtest.h>
 
 #include <signal.h>
@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <chrono>
-#include <functional>
 #include <string>
 #include <thread>
 
@@ -18,101 +17,82 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A shell that starts a sleeping child in the background, writes the
-// child's process number to the file child, and then runs `then`.
+// A shell that starts a sleeping child, writes its number to the file
+// child, and then runs `then`.
 std::string leavesAChild(const std::string& then) { return "sleep 300 & echo $! > child; " + then; }
 
-// A Started program's setup: it runs in dir.
-std::function<void()> inside(const vt::TempDir& dir) {
-    return [&dir] {
-        if (chdir(dir.path.c_str()) != 0) _exit(126);
-    };
-}
-
-// Running, that is neither gone nor a zombie nobody has reaped yet.
-bool running(pid_t pid) {
-    const std::string stat = vt::slurp("/proc/" + std::to_string(pid) + "/stat");
-    const size_t close = stat.rfind(')');
-    return close != std::string::npos && close + 2 < stat.size() && stat[close + 2] != 'Z' && stat[close + 2] != 'X';
-}
-
-// Waits a few seconds at most for pid to stop running.
+// Waits up to a few seconds for pid to be gone or a zombie, which ends
+// too: nobody may be there to reap it.
 bool ends(pid_t pid) {
-    for (auto waited = 0ms; waited < 5s; waited += 10ms) {
-        if (!running(pid)) return true;
-        std::this_thread::sleep_for(10ms);
+    if (pid <= 0) return false;
+    for (auto waited = 0ms; waited < 5s; waited += 10ms, std::this_thread::sleep_for(10ms)) {
+        const std::string stat = vt::slurp("/proc/" + std::to_string(pid) + "/stat");
+        const size_t state = stat.rfind(')') + 2;
+        if (stat.empty() || stat[state] == 'Z' || stat[state] == 'X') return true;
     }
     return false;
 }
 
-// The number a file in dir holds once something has written it whole.
+// The number in dir/name once it is written whole, else -1.
 pid_t numberIn(const vt::TempDir& dir, const std::string& name) {
-    for (auto waited = 0ms; waited < 10s; waited += 10ms) {
-        const std::string text = vt::slurp(dir / name);
-        if (!text.empty() && text.back() == '\n') return pid_t(std::stol(text));
-        std::this_thread::sleep_for(10ms);
-    }
+    for (auto waited = 0ms; waited < 10s; waited += 10ms, std::this_thread::sleep_for(10ms))
+        if (const std::string text = vt::slurp(dir / name); text.ends_with("\n")) return pid_t(std::stol(text));
     return -1;
 }
 
-TEST(Launcher, ARunEndsWithTheChildItLeftHoldingItsOutput) {
-    vt::TempDir dir;
-    const auto start = std::chrono::steady_clock::now();
-    const vt::Run run = vt::runProgram("/bin/sh", {"-c", leavesAChild("echo done; exit 3")}, dir.path);
-    EXPECT_LT(std::chrono::steady_clock::now() - start, 30s);  // not the child's 300 s
-    EXPECT_EQ(run.status, 3);
-    EXPECT_FALSE(run.timedOut);
-    EXPECT_EQ(run.out, "done\n");
-    const pid_t child = numberIn(dir, "child");
-    ASSERT_GT(child, 0);
-    EXPECT_TRUE(ends(child));
-}
-
-TEST(Launcher, ARunPastItsTimeEndsWithEverythingItStarted) {
-    vt::TempDir dir;
-    for (const bool piped : {true, false}) {
-        SCOPED_TRACE(piped);
-        std::remove((dir / "child").c_str());
+TEST(Launcher, ARunEndsWithTheChildrenItLeftOrWhenItsTimeIsUp) {
+    const struct {
+        std::string then;
+        bool piped;
+        int status;
+        std::string out;
+    } cases[] = {
+        {"echo done; exit 3", true, 3, "done\n"},  // the child holds the output: not waited for
+        {"echo started; sleep 300", true, -1, "started\n"},
+        {"echo started; sleep 300", false, -1, "started\n"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.then);
+        vt::TempDir dir;
         const auto start = std::chrono::steady_clock::now();
-        const vt::Run run = vt::runProgram("/bin/sh", {"-c", leavesAChild("echo started; sleep 300")}, dir.path,
-                                           "/dev/null", piped ? "" : dir / "out", false, 1);
+        const vt::Run run = vt::runProgram("/bin/sh", {"-c", leavesAChild(c.then)}, dir.path, "/dev/null",
+                                           c.piped ? "" : dir / "out", false, 1);
         EXPECT_LT(std::chrono::steady_clock::now() - start, 30s);
-        EXPECT_EQ(run.status, -1);
-        EXPECT_TRUE(run.timedOut);
-        EXPECT_EQ(piped ? run.out : vt::slurp(dir / "out"), "started\n");
-        const pid_t child = numberIn(dir, "child");
-        ASSERT_GT(child, 0);
-        EXPECT_TRUE(ends(child));
+        EXPECT_EQ(run.status, c.status);
+        EXPECT_EQ(run.timedOut, c.status == -1);
+        EXPECT_EQ(c.piped ? run.out : vt::slurp(dir / "out"), c.out);
+        EXPECT_TRUE(ends(numberIn(dir, "child")));
     }
 }
 
 TEST(Launcher, AProgramNotWaitedForEndsWithItsObject) {
     vt::TempDir dir;
+    const auto inDir = [&] { (void)!chdir(dir.path.c_str()); };
     pid_t program = -1;
     {
-        vt::Started started("/bin/sh", {"-c", leavesAChild("exec sleep 300")}, inside(dir));
+        vt::Started started("/bin/sh", {"-c", leavesAChild("exec sleep 300")}, inDir);
         program = started.pid();
         ASSERT_GT(numberIn(dir, "child"), 0);
     }
-    EXPECT_FALSE(running(program));  // reaped
+    EXPECT_EQ(kill(program, 0), -1);  // reaped
     EXPECT_TRUE(ends(numberIn(dir, "child")));
 }
 
-// As ctest ends a test past its time: SIGKILL, which no handler sees. A
-// forked copy of this test process stands for the test; the guard it
-// started ends its program and the program's child.
+// As a harness that gives up on a test kills it: SIGKILL, which no handler
+// sees. A forked copy of this test process stands for the test; the guard
+// it started ends its program and the program's child.
 TEST(Launcher, ATestKilledOutrightTakesItsProgramsWithIt) {
     vt::TempDir dir;
     const pid_t test = fork();
     ASSERT_GE(test, 0);
     if (test == 0) {
-        vt::Started started("/bin/sh", {"-c", "echo $$ > program; " + leavesAChild("exec sleep 300")}, inside(dir));
+        const auto inDir = [&] { (void)!chdir(dir.path.c_str()); };
+        vt::Started started("/bin/sh", {"-c", "echo $$ > program; " + leavesAChild("exec sleep 300")}, inDir);
         for (;;) pause();
     }
     const pid_t program = numberIn(dir, "program"), child = numberIn(dir, "child");
     kill(test, SIGKILL);
-    int status = 0;
-    ASSERT_EQ(waitpid(test, &status, 0), test);
+    ASSERT_EQ(waitpid(test, nullptr, 0), test);
     ASSERT_GT(program, 0);
     ASSERT_GT(child, 0);
     EXPECT_TRUE(ends(program));

@@ -73,23 +73,17 @@ TEST(TextReader, CasesOfTestsDataReader) {
 // Nothing more can be read at the end of the input or before a character
 // that cannot be decoded (every read stops there); asking reads nothing.
 TEST(TextReader, MoreInputOnlyWhereACharacterCanBeRead) {
-    const struct {
-        std::string bytes;
-        bool more;  // after the first line
-    } cases[] = {
-        {"ab\ncd", true},
-        {"ab\n\xED\xA0\x80", false},    // an encoded surrogate
-        {"ab\n\xFF", false},              // no UTF-8 lead byte
-        {"ab\n\xE2\x82", false},         // the input ends inside a character
-        {"ab\n\xE2\x82\xAC", true},
-        {"ab\n", false},
-    };
-    for (const auto& c : cases) {
-        auto reader = readerOn(c.bytes, 1);
+    // After a line: an encoded surrogate, no lead byte, the end inside a
+    // character, a whole one, the end.
+    const std::pair<std::string, bool> cases[] = {
+        {"ab\n\xED\xA0\x80", false}, {"ab\n\xFF", false}, {"ab\n\xE2\x82", false},
+        {"ab\n\xE2\x82\xAC", true},     {"ab\n", false}};
+    for (const auto& [bytes, more] : cases) {
+        auto reader = readerOn(bytes, 1);
         XpString16 line;
         ASSERT_EQ(reader->readLine(line, 100, u'\n'), 0);
-        EXPECT_EQ(reader->hasMoreInput(), c.more) << c.bytes;
-        EXPECT_EQ(reader->readLine(line, 100, u'\n') == 0, c.more) << c.bytes;
+        EXPECT_EQ(reader->hasMoreInput(), more) << bytes;
+        EXPECT_EQ(reader->readLine(line, 100, u'\n') == 0, more) << bytes;
     }
 }
 

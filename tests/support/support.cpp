@@ -114,12 +114,9 @@ namespace {
         const ssize_t n = recv(socket, &record, sizeof record, 0);
         if (n < 0 && errno == EINTR) continue;
         if (n != ssize_t(sizeof record)) break;
+        pid_t* const listed = std::find(groups, groups + count, -record);
+        if (record < 0 && listed != groups + count) *listed = groups[--count];
         if (record > 0 && count < kMaxGroups) groups[count++] = record;
-        for (size_t i = 0; record < 0 && i < count; ++i) {
-            if (groups[i] != -record) continue;
-            groups[i] = groups[--count];
-            break;
-        }
     }
     for (size_t i = 0; i < count; ++i) kill(-groups[i], SIGKILL);
     _exit(0);
