@@ -170,15 +170,17 @@ struct TagLines {
     bool authorsAsText;        // see TaggedRecords
 };
 
-// The walk of the layouts without continuation lines:
+// The walk of the layouts without continuation lines, one copy per layout,
+// so that its splitter and tags are constants where it runs:
 // - every line from the first one on; an empty line is skipped;
 // - the start tag opens a record, the end tag closes it, the end-of-file tag
 //   ends the input (lines after it are never read); any other tag inside a
 //   record goes to its handler; tags outside a record are ignored;
 // - a wrapped value's next line is split like any other and lost unless its
 //   first word is a known tag.
+template <const TagLines& layout>
 ResultCode importTaggedLines(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
-                             VroPublicationList& list, uint32_t* fieldMaskOut, const TagLines& layout) noexcept {
+                             VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
     if (reader == nullptr || line.empty()) return kErrInvalidArgument;
     TaggedRecords records(list, fieldMaskOut, layout.authorsAsText);
@@ -203,20 +205,22 @@ ResultCode importTaggedLines(const VroImportFormat& format, XpTextReader* reader
     return rc;
 }
 
+constexpr TagLines kEndNoteFieldsLines{splitTagAtColon, "Reference Type", nullptr, nullptr, true};
+constexpr TagLines kEndNoteTaggedLines{splitTagAtWhiteSpace, "%0", nullptr, nullptr, false};
+constexpr TagLines kRisLines{splitTagAtDash, "TY", "ER", "EF", false};
+
 }  // namespace
 
 // ---------------------------------------------------------------------------
 
 ResultCode readEndNoteShowAllFields(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                                     VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
-    return importTaggedLines(format, reader, line, list, fieldMaskOut,
-                             {splitTagAtColon, "Reference Type", nullptr, nullptr, true});
+    return importTaggedLines<kEndNoteFieldsLines>(format, reader, line, list, fieldMaskOut);
 }
 
 ResultCode readEndNoteTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                              VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
-    return importTaggedLines(format, reader, line, list, fieldMaskOut,
-                             {splitTagAtWhiteSpace, "%0", nullptr, nullptr, false});
+    return importTaggedLines<kEndNoteTaggedLines>(format, reader, line, list, fieldMaskOut);
 }
 
 // Tags compare whole: a line "\rTY  - JOUR" (a stray carriage return before
@@ -224,7 +228,7 @@ ResultCode readEndNoteTagged(const VroImportFormat& format, XpTextReader* reader
 // fall outside any record.
 ResultCode readRisTagged(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                          VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
-    return importTaggedLines(format, reader, line, list, fieldMaskOut, {splitTagAtDash, "TY", "ER", "EF", false});
+    return importTaggedLines<kRisLines>(format, reader, line, list, fieldMaskOut);
 }
 
 // ---------------------------------------------------------------------------
