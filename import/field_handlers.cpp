@@ -380,7 +380,7 @@ bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
     // A name the list will not keep is only counted, as storing it would
     // count it: turning a trimmed name round its last comma leaves it empty
     // only when the name is that comma alone.
-    if ((pub.keptTexts & kFieldAuthors) == 0) {
+    if (!keeps(pub, kFieldAuthors)) {
         if (!(length == 1 && text[0] == u',') && pub.authorCount < kMaxAuthors) ++pub.authorCount;
         mask |= kFieldAuthors;
         return true;
