@@ -95,6 +95,7 @@ TEST(FieldHandlers, EachValueSetsItsBitOnlyWhenItCountsAndSaysWhetherItWasTaken)
         {addAuthorName, u"Plato", bit(1), true}, {setScopusAuthors, u"Smith", bit(1), true},
         {setIssn, u"12345678", bit(11), true}, {setIssn, u" ", 0, false}, {setCitationUrl, u"b", bit(12), true},
         {setType, u" ", 0, false}, {setType, u"j", bit(9), true}, {setTitle, u"\t", 0, false},
+        {addAuthorsText, u" Plato ", bit(1), true}, {addAuthorsText, u" ", 0, false},
     };
     for (const auto& c : cases) {
         VroPublication pub;
