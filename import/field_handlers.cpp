@@ -532,20 +532,13 @@ bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool b
         turn[kept++] = surnameFirst && comma;
     }
     if (kept == 0) return false;
-    const uint32_t capacity = length + 1 + 2 * kept;
-    ScratchText buffer(capacity);
-    if (buffer.data() == nullptr) return false;
-    BoundedText joined{buffer.data(), capacity};
-    buffer.data()[0] = 0;
-    for (uint32_t i = 0; i < kept; ++i) {
-        if (i > 0) joined.put(u", ", 2);
+    return appendJoinedNames(pub, mask, length, kept, [&](BoundedText& joined, uint32_t i) {
         if (turn[i])
             joined.putReversed(pieces[i], u',');
         else
             joined.put(pieces[i].text, pieces[i].length);
-    }
-    appendAuthors(pub, joined, mask);
-    return true;
+        return i + 1;
+    });
 }
 
 }  // namespace
