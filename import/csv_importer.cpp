@@ -136,6 +136,22 @@ uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uin
     return splitCsvText(text, text + std::char_traits<char16_t>::length(text), separator, fields, maxFields);
 }
 
+ResultCode addCsvRecord(VroPublicationList& list, uint32_t& records, char16_t* const* fields,
+                        const VroFieldHandler* handlers, uint32_t count, uint32_t* fieldMaskOut) noexcept {
+    VroPublication* pub = list.add();
+    if (pub == nullptr) return kErrNoMemory;
+    pub->Rank = int32_t(++records);
+    pub->Use = 1;
+    uint32_t mask = 0x20;
+    for (uint32_t i = 0; i < count; ++i) {
+        if (handlers[i] != nullptr) handlers[i](*pub, fields[i], mask);
+    }
+    if (fieldMaskOut != nullptr) *fieldMaskOut |= mask;
+    pub->splitAuthors();
+    pub->deriveAge(list);
+    return kResultOk;
+}
+
 ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                           VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
     if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
@@ -162,17 +178,8 @@ ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, X
     uint32_t records = 0;
     while (rows.next(line) == kResultOk) {
         const uint32_t count = splitCsvText(line.data(), line.end(), format.separator, fields, kMaxCsvFields);
-        VroPublication* pub = list.add();
-        if (pub == nullptr) return kErrNoMemory;
-        pub->Rank = int32_t(++records);
-        pub->Use = 1;
-        uint32_t mask = kCsvInitialRowMask;
-        for (uint32_t i = 0; i < count; ++i) {
-            if (handlers[i] != nullptr) handlers[i](*pub, fields[i], mask);
-        }
-        if (fieldMaskOut != nullptr) *fieldMaskOut |= mask;
-        pub->splitAuthors();
-        pub->deriveAge(list);
+        const ResultCode rc = addCsvRecord(list, records, fields, handlers, count, fieldMaskOut);
+        if (rc != kResultOk) return rc;
     }
     return rows.failure();
 }

@@ -34,9 +34,6 @@
 
 // Columns an importer considers; the rest of a line is dropped.
 inline constexpr uint32_t kMaxCsvFields = 64;
-// The field mask every record starts with: its rank is known, the line
-// number or a rank column.
-inline constexpr uint32_t kCsvInitialRowMask = 0x20;
 
 uint32_t splitCsvLine(char16_t* text, char16_t separator, char16_t** fields, uint32_t maxFields) noexcept;
 // splitCsvLine over text whose zero terminator stands at end, fields not
@@ -68,6 +65,16 @@ private:
     XpString16 rest_;  // what a cut row left over: the next line
     XpString16 more_;
 };
+
+// The record of one row of split fields: appended to list with the next
+// rank (records counts the rows) and Use 1, its running mask starting at
+// 0x20 (the rank is known: the line number or a rank column); each field
+// goes to its column's handler, when it has one, from left to right; the
+// mask is OR'd into *fieldMaskOut (optional); then splitAuthors and
+// deriveAge. 12 when the list cannot take it.
+[[nodiscard]] ResultCode addCsvRecord(VroPublicationList& list, uint32_t& records, char16_t* const* fields,
+                                      const VroFieldHandler* handlers, uint32_t count,
+                                      uint32_t* fieldMaskOut) noexcept;
 
 [[nodiscard]] ResultCode readCsvRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                                         VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;

@@ -213,17 +213,8 @@ ResultCode readCsvLayoutRecords(const VroImportFormat& format, XpTextReader* rea
     while (rows.next(line) == kResultOk) {
         if (isEmptyRow(line, separator)) continue;
         const uint32_t count = used == 0 ? 0 : splitCsvText(line.data(), line.end(), separator, columns.fields, used);
-        VroPublication* pub = list.add();
-        if (pub == nullptr) return kErrNoMemory;
-        pub->Rank = int32_t(++records);
-        pub->Use = 1;
-        uint32_t mask = kCsvInitialRowMask;
-        for (uint32_t i = 0; i < count; ++i) {
-            if (columns.handlers[i] != nullptr) columns.handlers[i](*pub, columns.fields[i], mask);
-        }
-        if (fieldMaskOut != nullptr) *fieldMaskOut |= mask;
-        pub->splitAuthors();
-        pub->deriveAge(list);
+        rc = addCsvRecord(list, records, columns.fields, columns.handlers, count, fieldMaskOut);
+        if (rc != kResultOk) return rc;
     }
     return rows.failure();
 }
