@@ -550,3 +550,131 @@ bool setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
 bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return appendNameList(pub, value, mask, true, false);
 }
+
+// ---------------------------------------------------------------------------
+// Authors' identifiers: every entry is one line "kind:identifier<TAB>who" of
+// AuthorIds (model/publication.h), stored only when the list keeps them.
+
+namespace {
+
+// Appends one entry; who is "#index" when name is null.
+void appendAuthorId(VroPublication& pub, const char16_t* kind, const char16_t* id, uint32_t idLength,
+                    uint32_t index, const char16_t* name, uint32_t nameLength) noexcept {
+    if (idLength == 0) return;
+    XpString16& ids = pub.AuthorIds;
+    if (!ids.empty()) keep(ids.append(u"\n"));
+    keep(ids.append(kind));
+    keep(ids.append(u":"));
+    keep(ids.append(id, idLength));
+    keep(ids.append(u"\t"));
+    if (name != nullptr) {
+        keep(ids.append(name, nameLength));
+        return;
+    }
+    char16_t digits[12];
+    uint32_t n = 0;
+    digits[n++] = u'#';
+    char16_t reversed[10];
+    uint32_t r = 0;
+    do {
+        reversed[r++] = char16_t(u'0' + index % 10);
+        index /= 10;
+    } while (index != 0);
+    while (r > 0) digits[n++] = reversed[--r];
+    keep(ids.append(digits, n));
+}
+
+// The pieces of value separated by `separator`, each trimmed, with its place
+// in the list (empty pieces keep their place); stops after kMaxAuthors.
+template <class Visit>
+void forEachPiece(char16_t* value, char16_t separator, Visit visit) noexcept {
+    uint32_t index = 0;
+    char16_t* p = value;
+    while (*p != 0 && index < kMaxAuthors) {
+        char16_t* end = p;
+        while (*end != 0 && *end != separator) ++end;
+        const bool last = *end == 0;
+        *end = 0;
+        uint32_t length = 0;
+        char16_t* piece = trimValue(p, &length);
+        if (length != 0) visit(piece, length, index);
+        ++index;
+        if (last) break;
+        p = end + 1;
+    }
+}
+
+bool isDigits(const char16_t* text, uint32_t length) noexcept {
+    if (length == 0) return false;
+    for (uint32_t i = 0; i < length; ++i)
+        if (text[i] < u'0' || text[i] > u'9') return false;
+    return true;
+}
+
+// Web of Science pairs: "Surname, Given/identifier; ...".
+bool putNamedIds(VroPublication& pub, char16_t* value, const char16_t* kind) noexcept {
+    if (!keeps(pub, kTextAuthorIds)) return *trimValue(value) != 0;
+    bool any = false;
+    forEachPiece(value, u';', [&](char16_t* piece, uint32_t length, uint32_t) {
+        uint32_t slash = length;
+        while (slash > 0 && piece[slash - 1] != u'/') --slash;
+        if (slash < 2) return;
+        uint32_t nameLength = slash - 1;
+        while (nameLength > 0 && isAsciiWhiteSpace(piece[nameLength - 1])) --nameLength;
+        const char16_t* id = piece + slash;
+        uint32_t idLength = length - slash;
+        while (idLength > 0 && isAsciiWhiteSpace(*id)) ++id, --idLength;
+        if (nameLength == 0 || idLength == 0) return;
+        appendAuthorId(pub, kind, id, idLength, 0, piece, nameLength);
+        any = true;
+    });
+    return any;
+}
+
+}  // namespace
+
+bool setScopusAuthorIds(VroPublication& pub, char16_t* value, uint32_t&) {
+    if (!keeps(pub, kTextAuthorIds)) return *trimValue(value) != 0;
+    if (!pub.AuthorIds.empty()) return false;  // "Author full names" gave them
+    bool any = false;
+    forEachPiece(value, u';', [&](char16_t* piece, uint32_t length, uint32_t index) {
+        if (!isDigits(piece, length)) return;
+        appendAuthorId(pub, u"scopus", piece, length, index, nullptr, 0);
+        any = true;
+    });
+    return any;
+}
+
+bool setScopusFullNames(VroPublication& pub, char16_t* value, uint32_t&) {
+    if (!keeps(pub, kTextAuthorIds)) return *trimValue(value) != 0;
+    if (!pub.AuthorIds.empty()) return false;  // "Author(s) ID" gave them
+    bool any = false;
+    forEachPiece(value, u';', [&](char16_t* piece, uint32_t length, uint32_t index) {
+        if (length < 3 || piece[length - 1] != u')') return;
+        uint32_t open = length - 1;
+        while (open > 0 && piece[open - 1] != u'(') --open;
+        if (open == 0 || !isDigits(piece + open, length - 1 - open)) return;
+        appendAuthorId(pub, u"scopus", piece + open, length - 1 - open, index, nullptr, 0);
+        any = true;
+    });
+    return any;
+}
+
+bool setOrcidIds(VroPublication& pub, char16_t* value, uint32_t&) { return putNamedIds(pub, value, u"orcid"); }
+
+bool setResearcherIds(VroPublication& pub, char16_t* value, uint32_t&) {
+    return putNamedIds(pub, value, u"researcherid");
+}
+
+bool setOpenAlexAuthorIds(VroPublication& pub, char16_t* value, uint32_t&) {
+    if (!keeps(pub, kTextAuthorIds)) return *trimValue(value) != 0;
+    bool any = false;
+    forEachPiece(value, u'|', [&](char16_t* piece, uint32_t length, uint32_t index) {
+        uint32_t start = length;
+        while (start > 0 && piece[start - 1] != u'/') --start;
+        if (start == length) return;
+        appendAuthorId(pub, u"openalex", piece + start, length - start, index, nullptr, 0);
+        any = true;
+    });
+    return any;
+}

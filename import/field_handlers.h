@@ -115,3 +115,16 @@ bool setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // gives "John Smith Jr."). A piece reading "None" or "nan" (any case for
 // "nan") stands for a missing name and is no author either.
 bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+// Authors' identifiers, appended to AuthorIds only when the publication
+// keeps kTextAuthorIds (otherwise they say whether the value held text):
+// Scopus "Author(s) ID" ("57193846544;57193846545;", the i-th belonging to
+// the i-th name of Authors) and "Author full names" ("Traag, V.A.
+// (57193846544); ..."), whichever comes first; Web of Science ORCID and
+// ResearcherID lists ("Traag, Vincent/0000-0003-3170-3879; ..."), paired by
+// name; OpenAlex author ids ("https://openalex.org/A5023888391|..."), the
+// i-th belonging to the i-th name. They set no mask bit.
+bool setScopusAuthorIds(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setScopusFullNames(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setOrcidIds(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setResearcherIds(VroPublication& pub, char16_t* value, uint32_t& mask);
+bool setOpenAlexAuthorIds(VroPublication& pub, char16_t* value, uint32_t& mask);

@@ -36,9 +36,10 @@ static_assert(isStrictlyAscending(kVroCsvColumns, fieldKeyBefore));
 constexpr const char* kIsiTaggedSignatures[] = {"FN "};
 constexpr VroFieldBinding kIsiTaggedTags[] = {
     {"AB", setAbstract},  {"AU", addAuthorName}, {"BP", setStartPage}, {"DI", setDoi},
-    {"DT", setType},      {"EP", setEndPage},    {"IS", setIssue},     {"PT", setType},
-    {"PU", setPublisher}, {"PY", setYear},       {"SN", setIssn},      {"SO", setSource},
-    {"TC", setCites},     {"TI", setTitle},      {"UR", setArticleUrl}, {"VL", setVolume},
+    {"DT", setType},      {"EP", setEndPage},    {"IS", setIssue},     {"OI", setOrcidIds},
+    {"PT", setType},      {"PU", setPublisher},  {"PY", setYear},      {"RI", setResearcherIds},
+    {"SN", setIssn},      {"SO", setSource},     {"TC", setCites},     {"TI", setTitle},
+    {"UR", setArticleUrl}, {"VL", setVolume},
 };
 static_assert(isStrictlyAscending(kIsiTaggedTags, fieldKeyBefore));
 
@@ -58,9 +59,10 @@ static_assert(isStrictlyAscending(kRisTaggedTags, fieldKeyBefore));
 constexpr const char* kIsiCsvSignatures[] = {"PT\tAU\t"};
 constexpr VroFieldBinding kIsiCsvColumns[] = {
     {"AB", setAbstract}, {"AU", setSemicolonAuthors}, {"BP", setStartPage}, {"DI", setDoi},
-    {"DT", setType},     {"EP", setEndPage},          {"IS", setIssue},     {"PT", setType},
-    {"PU", setPublisher}, {"PY", setYear},            {"SN", setIssn},      {"SO", setSource},
-    {"TC", setCites},    {"TI", setTitle},            {"VL", setVolume},
+    {"DT", setType},     {"EP", setEndPage},          {"IS", setIssue},     {"OI", setOrcidIds},
+    {"PT", setType},     {"PU", setPublisher},        {"PY", setYear},      {"RI", setResearcherIds},
+    {"SN", setIssn},     {"SO", setSource},           {"TC", setCites},     {"TI", setTitle},
+    {"VL", setVolume},
 };
 static_assert(isStrictlyAscending(kIsiCsvColumns, fieldKeyBefore));
 
@@ -73,7 +75,8 @@ constexpr const char* kScopusSignatures[] = {
     "Document Type,Access Type,Source,EID",
 };
 constexpr VroFieldBinding kScopusCsvColumns[] = {
-    {"Abstract", setAbstract},   {"Authors", setScopusAuthors}, {"Cited by", setCites},
+    {"Abstract", setAbstract},   {"Author full names", setScopusFullNames}, {"Author(s) ID", setScopusAuthorIds},
+    {"Authors", setScopusAuthors}, {"Cited by", setCites},
     {"Document Type", setType},  {"DOI", setDoi},               {"ISSN", setIssn},
     {"Issue", setIssue},         {"Link", setArticleUrl},       {"Page end", setEndPage},
     {"Page start", setStartPage}, {"Publisher", setPublisher},  {"Source title", setSource},
@@ -135,7 +138,8 @@ ResultCode probeScopusColumns(const XpString16& line, bool* accepted) noexcept {
 }
 constexpr VroCsvHeader kScopusColumnsDescription = {.firstColumn = "Authors", .required = kScopusRequiredColumns};
 constexpr VroFieldBinding kScopusColumnsCsvColumns[] = {
-    {"Abstract", setAbstract},   {"Authors", setScopusListAuthors}, {"Cited by", setCites},
+    {"Abstract", setAbstract},   {"Author full names", setScopusFullNames}, {"Author(s) ID", setScopusAuthorIds},
+    {"Authors", setScopusListAuthors}, {"Cited by", setCites},
     {"Document Type", setType},  {"DOI", setDoi},                   {"ISSN", setIssn},
     {"Issue", setIssue},         {"Link", setArticleUrl},           {"Page end", setEndPage},
     {"Page start", setStartPage}, {"Publisher", setPublisher},      {"Source title", setSource},
@@ -167,6 +171,7 @@ constexpr VroFieldBinding kOpenAlexCsvColumns[] = {
     {"abstract", setAbstract},
     {"Author", setBarListAuthors},
     {"authorships.author.display_name", setBarListAuthors},
+    {"authorships.author.id", setOpenAlexAuthorIds},
     {"biblio.first_page", setStartPage},
     {"biblio.issue", setIssue},
     {"biblio.last_page", setEndPage},
@@ -277,12 +282,16 @@ constexpr VroFieldBinding kWosCsvColumns[] = {
     {"IS", setIssue},
     {"ISSN", setIssn},
     {"Issue", setIssue},
+    {"OI", setOrcidIds},
+    {"ORCIDs", setOrcidIds},
     {"PT", setType},
     {"PU", setPublisher},
     {"Publication Type", setType},
     {"Publication Year", setYear},
     {"Publisher", setPublisher},
     {"PY", setYear},
+    {"Researcher Ids", setResearcherIds},
+    {"RI", setResearcherIds},
     {"SN", setIssn},
     {"SO", setSource},
     {"Source Title", setSource},

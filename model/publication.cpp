@@ -193,7 +193,7 @@ void VroPublication::dropTexts(uint32_t keep, VroPublication* heir) noexcept {
         {&VroPublication::Source, kFieldSource},  {&VroPublication::ISSN, kFieldIssn},
         {&VroPublication::Publisher, kFieldPublisher}, {&VroPublication::DOI, kFieldDoi},
         {&VroPublication::ArticleURL, kFieldArticleUrl}, {&VroPublication::CitationURL, kFieldCitationUrl},
-        {&VroPublication::CitesURL, kFieldCitesUrl}, {&VroPublication::spareText12, 0},
+        {&VroPublication::CitesURL, kFieldCitesUrl}, {&VroPublication::AuthorIds, kTextAuthorIds},
         {&VroPublication::spareText13, 0},        {&VroPublication::Abstract, kFieldAbstract},
     };
     for (const Field& field : kTexts)
@@ -318,7 +318,7 @@ VroPublication* VroPublicationList::add() noexcept {
     if (place == nullptr) return nullptr;
     auto* publication = new (place) VroPublication();
     publication->keptTexts = retainedTexts_;
-    if (open_ != nullptr && retainedTexts_ != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, publication);
+    if (open_ != nullptr && (retainedTexts_ | kTextAuthorIds) != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, publication);
     open_ = publication;
     // A list that cannot grow still hands the record out: filters test only
     // for null, and the established behaviour is kept.
@@ -393,7 +393,7 @@ void VroPublicationList::endImport() noexcept {
         closeNumbersOnly();
         return;
     }
-    if (open_ != nullptr && retainedTexts_ != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, nullptr);
+    if (open_ != nullptr && (retainedTexts_ | kTextAuthorIds) != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, nullptr);
     open_ = nullptr;
 }
 

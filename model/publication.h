@@ -54,6 +54,13 @@ enum VroFieldBit : uint32_t {
     kFieldAbstract = 1u << 21,
 };
 
+// Text bit of the authors' identifiers (VroPublication::AuthorIds). It only
+// says which texts a list keeps; no import sets it in a field mask. Lists
+// keep every other text by default and this one only when asked, so that
+// imports that never read identifiers do not pay for them.
+inline constexpr uint32_t kTextAuthorIds = 1u << 22;
+inline constexpr uint32_t kDefaultRetainedTexts = 0xFFFFFFFFu & ~kTextAuthorIds;
+
 // The name of every fieldMask bit, in bit order ("F22" to "F31" reserved).
 extern const char* const kFieldMaskBitNames[32];
 
@@ -92,7 +99,11 @@ public:
     XpString16 ArticleURL;
     XpString16 CitationURL;
     XpString16 CitesURL;
-    XpString16 spareText12;
+    // The identifiers the export gives for authors, one per line as
+    // "kind:identifier<TAB>who", who being "#i" for the i-th author (from 0)
+    // or the name the export pairs the identifier with. Kinds: scopus,
+    // orcid, researcherid, openalex.
+    XpString16 AuthorIds;
     XpString16 spareText13;
     XpString16 Abstract;
     int32_t Rank = 0;
@@ -118,7 +129,7 @@ public:
     // Texts the list keeps once this publication's import has ended
     // (VroFieldBit bits): import may leave the others unstored, since
     // nothing reads them.
-    uint32_t keptTexts = 0xFFFFFFFFu;
+    uint32_t keptTexts = kDefaultRetainedTexts;
 
     // Copies exactly `length` units of name (0xFFFFFFFF: up to its zero) as a
     // new author; null, and nothing added, for a null name, a length of 0, 50
@@ -202,7 +213,8 @@ public:
     void setOrder(VroPublication* const* publications) noexcept;
 
     // Texts that publications keep once their import has ended (VroFieldBit
-    // bits, see dropTexts); all by default. Set it before the first add().
+    // bits and kTextAuthorIds, see dropTexts); all but the authors'
+    // identifiers by default. Set it before the first add().
     void retainTexts(uint32_t fields) noexcept { retainedTexts_ = fields; }
     // Ends the import of the last publication added: with fewer texts
     // retained, its other texts go too.
@@ -248,7 +260,7 @@ private:
     uint32_t spare_[2] = {0, 0};
     // Publications live in slabs of many, freed together by clear().
     Slab* slabs_ = nullptr;
-    uint32_t retainedTexts_ = 0xFFFFFFFFu;
+    uint32_t retainedTexts_ = kDefaultRetainedTexts;
     // The publication whose import is under way: the last one added.
     VroPublication* open_ = nullptr;
 

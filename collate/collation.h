@@ -1,0 +1,65 @@
+// Collation: several publications seen as one body of work, or split into
+// groups that share an author, a source or a year.
+//
+// Contract:
+// - findWorks: pool holds the publications taking part, in input order
+//   (exports in the order given, records in file order). Two of them are the
+//   same work when their DOI keys are equal, or when they do not both have a
+//   DOI key, their title keys are equal (and not empty) and both have the
+//   same year (1 or more) (collate/work_keys.h). A work is every publication
+//   linked to another by these links, directly or through others. Works are
+//   numbered in the order of their first publication; a work's
+//   representative is its publication with the most citations (Cites), the
+//   first in pool order on a tie.
+// - groupPublications: one group per key, in the order keys are first met,
+//   each listing the publications (indexes into pubs, in order, each once)
+//   that have the key. Authors are keyed by the identifier the export gives
+//   for them (AuthorIds: the entry for the author's place first, else an
+//   ORCID, else any other entry whose name has the author's name key), shown
+//   as "kind:identifier", else by their name key, shown as "name:key";
+//   sources by their source key; years as the decimal year (years below 1
+//   have none). A publication without any key (no author, no source, no
+//   year) is in the group whose key is empty. A group's name is the most
+//   frequent spelling among its publications (the first met on a tie).
+// - calculateOver: the metrics of exactly the given publications, as
+//   computeMetrics gives them over a list of copies (Rank, Year, Use, author
+//   count, counts, the count-given status, and the title when titles is
+//   set); the list holds the copies afterwards, in the calculation's order.
+// Failures are kErrNoMemory; nothing throws.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "foundation/result_codes.h"
+
+class VroPublication;
+class VroPublicationList;
+struct VroMetrics;
+
+struct VroWorks {
+    std::vector<uint32_t> workOf;          // per pooled publication: its work
+    std::vector<uint32_t> representative;  // per work: the pooled publication that stands for it
+    std::vector<uint32_t> size;            // per work: how many pooled publications it has
+};
+
+[[nodiscard]] ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks& works) noexcept;
+
+enum class VroGroupKind { author, source, year };
+
+struct VroGroup {
+    std::u16string key;
+    std::u16string name;
+    std::vector<uint32_t> members;
+};
+
+[[nodiscard]] ResultCode groupPublications(const VroPublication* const* pubs, uint32_t count, VroGroupKind kind,
+                                           std::vector<VroGroup>& groups) noexcept;
+
+// The key of the index-th author of pub as groupPublications gives it, and
+// the name shown for it; false without memory.
+bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) noexcept;
+
+[[nodiscard]] ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool titles, int64_t now,
+                                       VroPublicationList& list, VroMetrics& metrics) noexcept;
