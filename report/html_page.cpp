@@ -311,3 +311,93 @@ ResultCode writeHtmlFoot(XpTextWriter* writer) noexcept {
     out.raw("</body>\n</html>\n");
     return out.result();
 }
+
+// ---------------------------------------------------------------------------
+// Collated pages: the groups of one body of work, and the share of each
+// export in a pooled one.
+
+namespace {
+
+void hundredths(VroMarkupStream& out, uint32_t value) { out.format("%u.%02u", value / 100, value % 100); }
+
+}  // namespace
+
+ResultCode writeHtmlGroupsStart(XpTextWriter* writer, const VroHtmlGroups& groups) noexcept {
+    VroMarkupStream out(writer);
+    out.raw("<section class=\"export groups\">\n<header>\n<h2>");
+    out.text(groups.label ? groups.label : u"");
+    out.raw("</h2>\n<p class=\"facts\">");
+    out.text(groups.formatName ? groups.formatName : "");
+    out.format(" &middot; %u groups</p>\n</header>\n", groups.groupCount);
+    out.raw("<table class=\"groups\">\n<thead><tr><th>Group</th><th>Key</th><th>Papers</th><th>Citations</th>"
+            "<th>h</th><th>g</th><th>m</th><th>hI,norm</th><th>AWCR</th></tr></thead>\n<tbody>\n");
+    return out.result();
+}
+
+ResultCode writeHtmlGroupRow(XpTextWriter* writer, const VroHtmlGroupRow& row) noexcept {
+    if (!row.metrics) return kErrInvalidArgument;
+    VroMarkupStream out(writer);
+    const VroMetrics& m = *row.metrics;
+    out.raw("<tr><td>");
+    out.text(row.name ? row.name : u"");
+    out.raw("</td><td><code>");
+    out.text(row.key ? row.key : u"");
+    out.format("</code></td><td class=\"num\">%u</td><td class=\"num\">%u</td><td class=\"num\">%u</td>"
+               "<td class=\"num\">%u</td><td class=\"num\">",
+               m.totalPapers, m.totalCites, m.hIndex, m.gIndex);
+    hundredths(out, m.m100);
+    out.format("</td><td class=\"num\">%u</td><td class=\"num\">", m.hINormalized);
+    hundredths(out, m.awcr100);
+    out.raw("</td></tr>\n");
+    return out.result();
+}
+
+ResultCode writeHtmlGroupsTableEnd(XpTextWriter* writer, const VroHtmlGroups& groups) noexcept {
+    VroMarkupStream out(writer);
+    out.raw("</tbody>\n</table>\n");
+    if (groups.groupCount > 0) out.raw("<h3>Citation curves of the first groups</h3>\n");
+    return out.result();
+}
+
+ResultCode writeHtmlGroupChart(XpTextWriter* writer, const VroHtmlGroupRow& row,
+                               const VroPublicationList& publications) noexcept {
+    if (!row.metrics) return kErrInvalidArgument;
+    VroMarkupStream out(writer);
+    const uint32_t listed = publications.count();
+    std::unique_ptr<const VroPublication*[]> papers(new (std::nothrow) const VroPublication*[std::max(listed, 1u)]);
+    if (!papers) return kErrNoMemory;
+    uint32_t used = 0;
+    for (uint32_t i = 0; i < listed; ++i) {
+        const VroPublication* p = publications.at(i);
+        if (p && p->Use >= 1) papers[used++] = p;
+    }
+    std::sort(papers.get(), papers.get() + used, walksBefore);
+    out.raw("<h3>");
+    out.text(row.name ? row.name : u"");
+    out.raw("</h3>\n");
+    const VroChartInput chart{papers.get(), used, row.metrics->hIndex, row.metrics->gIndex, row.name};
+    (void)writeRankChart(out, chart);
+    return out.result();
+}
+
+ResultCode writeHtmlGroupsEnd(XpTextWriter* writer) noexcept {
+    VroMarkupStream out(writer);
+    out.raw("</section>\n");
+    return out.result();
+}
+
+ResultCode writeHtmlPoolTable(XpTextWriter* writer, const VroHtmlPoolRow* rows, uint32_t count, uint32_t works,
+                              uint32_t several) noexcept {
+    VroMarkupStream out(writer);
+    out.raw("<section class=\"export pool\">\n<h3>Where the works come from</h3>\n");
+    out.format("<p class=\"facts\">%u works, %u of them found in more than one export.</p>\n", works, several);
+    out.raw("<table class=\"pool\">\n<thead><tr><th>Export</th><th>Works it holds</th><th>Only it holds</th>"
+            "</tr></thead>\n<tbody>\n");
+    for (uint32_t i = 0; i < count; ++i) {
+        out.raw("<tr><td>");
+        out.text(rows[i].label ? rows[i].label : u"");
+        out.format("</td><td class=\"num\">%u</td><td class=\"num\">%u</td></tr>\n", rows[i].holds, rows[i].only);
+    }
+    out.raw("</tbody>\n</table>\n</section>\n");
+    return out.result();
+}

@@ -56,3 +56,35 @@ struct VroHtmlSection {
 [[nodiscard]] ResultCode writeHtmlFailedSection(XpTextWriter* writer, const char16_t* label,
                                                 const char* message) noexcept;
 [[nodiscard]] ResultCode writeHtmlFoot(XpTextWriter* writer) noexcept;
+
+// Collated pages (varoreport --by, --merge). A page of groups is one
+// section: writeHtmlGroupsStart (label, format and how many groups), one
+// writeHtmlGroupRow per group (name, key, papers, citations, h, g, m,
+// hI,norm, AWCR), writeHtmlGroupsTableEnd, then writeHtmlGroupChart (the
+// citation curve by rank, as in an export's section) for each group charted,
+// and writeHtmlGroupsEnd. writeHtmlPoolTable follows a pooled body's
+// section: each export with the works it holds and those only it holds, and
+// how many works were found in more than one.
+struct VroHtmlGroups {
+    const char16_t* label;
+    const char* formatName;
+    uint32_t groupCount;
+};
+struct VroHtmlGroupRow {
+    const char16_t* key;
+    const char16_t* name;
+    const VroMetrics* metrics;
+};
+struct VroHtmlPoolRow {
+    const char16_t* label;
+    uint32_t holds;
+    uint32_t only;
+};
+[[nodiscard]] ResultCode writeHtmlGroupsStart(XpTextWriter* writer, const VroHtmlGroups& groups) noexcept;
+[[nodiscard]] ResultCode writeHtmlGroupRow(XpTextWriter* writer, const VroHtmlGroupRow& row) noexcept;
+[[nodiscard]] ResultCode writeHtmlGroupsTableEnd(XpTextWriter* writer, const VroHtmlGroups& groups) noexcept;
+[[nodiscard]] ResultCode writeHtmlGroupChart(XpTextWriter* writer, const VroHtmlGroupRow& row,
+                                             const VroPublicationList& publications) noexcept;
+[[nodiscard]] ResultCode writeHtmlGroupsEnd(XpTextWriter* writer) noexcept;
+[[nodiscard]] ResultCode writeHtmlPoolTable(XpTextWriter* writer, const VroHtmlPoolRow* rows, uint32_t count,
+                                            uint32_t works, uint32_t several) noexcept;

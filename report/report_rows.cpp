@@ -52,8 +52,9 @@ bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row) noe
 }
 
 // Room for every number of one input: 96 words and the count, each at most
-// 11 characters plus a separator, with the keys of the json form.
-constexpr size_t kNumbersRoom = 97 * 12 + 45 * 40 + 64;
+// 11 characters plus a separator, with the keys of the json form, and the
+// pool counts of a merged row with theirs.
+constexpr size_t kNumbersRoom = 97 * 12 + 45 * 40 + 64 + 3 * 40;
 
 bool needsCsvQuotes(const char16_t* text) noexcept {
     for (; *text; ++text)
@@ -99,21 +100,46 @@ ResultCode writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
 
 // --- csv ---
 
-ResultCode csvHead(XpTextWriter* out) noexcept {
+ResultCode csvFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     FirstFailure failure;
+    if (frame.grouped) failure(out->writeText("group_key,group_name,"));
     failure(out->writeText("file,format,publications"));
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         failure(out->writeText(",", 1));
         failure(out->writeText(row.snakeName));
     }
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) failure(writerPrintf(out, ",authors_%u", b));
-    failure(out->writeText(",error\n"));
+    failure(out->writeText(frame.merged ? ",error,exports,publications_read,duplicates_merged\n" : ",error\n"));
     return failure.code;
 }
 
-ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                    const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
+ResultCode csvHead(XpTextWriter* out) noexcept { return csvFramedHead(VroRowFrame{}, out); }
+
+// The columns a frame puts before a row.
+ResultCode csvGroupColumns(const VroRowFrame& frame, XpTextWriter* out) noexcept {
+    if (!frame.grouped) return kResultOk;
     FirstFailure failure;
+    failure(writeCsvText(out, frame.groupKey, false));
+    failure(out->writeText(",", 1));
+    failure(writeCsvText(out, frame.groupName, false));
+    failure(out->writeText(",", 1));
+    return failure.code;
+}
+
+// The pool counts a merged row ends with, each after a comma.
+char* putPoolCounts(char* p, const VroRowFrame& frame) noexcept {
+    *p++ = ',';
+    p = putUnsigned(p, frame.exports);
+    *p++ = ',';
+    p = putUnsigned(p, frame.publicationsRead);
+    *p++ = ',';
+    return putUnsigned(p, frame.duplicatesMerged);
+}
+
+ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
+                          const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    failure(csvGroupColumns(frame, out));
     failure(writeCsvText(out, label, false));
     failure(out->writeText(",", 1));
     failure(writeCsvNarrow(out, formatName));
@@ -130,29 +156,54 @@ ResultCode csvInput(const char16_t* label, const char* formatName, const VroPubl
         p = putUnsigned(p, m.authorHistogram[b]);
     }
     *p++ = ',';  // no error
+    if (frame.merged) p = putPoolCounts(p, frame);
     *p++ = '\n';
     failure(out->writeText(numbers, uint32_t(p - numbers)));
     return failure.code;
 }
 
-ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
+                    const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
+    return csvFramedInput(VroRowFrame{}, label, formatName, list, m, out);
+}
+
+ResultCode csvFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
+                            XpTextWriter* out) noexcept {
     FirstFailure failure;
+    failure(csvGroupColumns(frame, out));
     failure(writeCsvText(out, label, false));
     // format, publications, the named fields and the histogram stay empty.
     char commas[2 + kMetricsSchemaRows + kAuthorHistogramSize + 1];
     std::memset(commas, ',', sizeof commas);
     failure(out->writeText(commas, sizeof commas));
     failure(writeCsvNarrow(out, message));
-    failure(out->writeText("\n", 1));
+    failure(out->writeText(frame.merged ? ",,,\n" : "\n"));
     return failure.code;
+}
+
+ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+    return csvFramedFailure(VroRowFrame{}, label, message, out);
 }
 
 // --- json ---
 
-ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                     const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
+ResultCode jsonGroupKeys(const VroRowFrame& frame, XpTextWriter* out) noexcept {
+    if (!frame.grouped) return kResultOk;
     FirstFailure failure;
-    failure(out->writeText("{\"file\":"));
+    failure(out->writeText("\"group_key\":"));
+    failure(out->writeQuoted(frame.groupKey ? frame.groupKey : u""));
+    failure(out->writeText(",\"group_name\":"));
+    failure(out->writeQuoted(frame.groupName ? frame.groupName : u""));
+    failure(out->writeText(",", 1));
+    return failure.code;
+}
+
+ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
+                           const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    failure(out->writeText("{", 1));
+    failure(jsonGroupKeys(frame, out));
+    failure(out->writeText("\"file\":"));
     failure(out->writeQuoted(label ? label : u""));
     failure(out->writeText(",\"format\":"));
     failure(writeJsonNarrow(out, formatName));
@@ -183,15 +234,33 @@ ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPub
         p = putUnsigned(p, m.authorHistogram[b]);
     }
     *p++ = ']';
+    if (frame.merged) {
+        static constexpr const char* kPoolKeys[] = {",\"exports\":", ",\"publications_read\":",
+                                                   ",\"duplicates_merged\":"};
+        const uint32_t values[] = {frame.exports, frame.publicationsRead, frame.duplicatesMerged};
+        for (uint32_t k = 0; k < 3; ++k) {
+            const size_t length = std::strlen(kPoolKeys[k]);
+            std::memcpy(p, kPoolKeys[k], length);
+            p = putUnsigned(p + length, values[k]);
+        }
+    }
     *p++ = '}';
     *p++ = '\n';
     failure(out->writeText(numbers, uint32_t(p - numbers)));
     return failure.code;
 }
 
-ResultCode jsonFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
+                     const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
+    return jsonFramedInput(VroRowFrame{}, label, formatName, list, m, out);
+}
+
+ResultCode jsonFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
+                             XpTextWriter* out) noexcept {
     FirstFailure failure;
-    failure(out->writeText("{\"file\":"));
+    failure(out->writeText("{", 1));
+    failure(jsonGroupKeys(frame, out));
+    failure(out->writeText("\"file\":"));
     failure(out->writeQuoted(label ? label : u""));
     failure(out->writeText(",\"error\":"));
     failure(writeJsonNarrow(out, message));
@@ -199,18 +268,31 @@ ResultCode jsonFailure(const char16_t* label, const char* message, XpTextWriter*
     return failure.code;
 }
 
-// --- papers ---
-
-ResultCode papersHead(XpTextWriter* out) noexcept {
-    return out->writeText("file,rank,year,cites,authors,age,cites_per_year_100,cites_per_author,in_h_core,use,title\n");
+ResultCode jsonFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+    return jsonFramedFailure(VroRowFrame{}, label, message, out);
 }
 
-ResultCode papersInput(const char16_t* label, const char*, const VroPublicationList& list, const VroMetrics&,
-                       const char*, XpTextWriter* out) noexcept {
+ResultCode jsonFramedHead(const VroRowFrame&, XpTextWriter*) noexcept { return kResultOk; }
+
+// --- papers ---
+
+ResultCode papersFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
+    FirstFailure failure;
+    if (frame.grouped) failure(out->writeText("group_key,group_name,"));
+    failure(out->writeText("file,rank,year,cites,authors,age,cites_per_year_100,cites_per_author,in_h_core,use,title"));
+    failure(out->writeText(frame.merged ? ",found_in\n" : "\n"));
+    return failure.code;
+}
+
+ResultCode papersHead(XpTextWriter* out) noexcept { return papersFramedHead(VroRowFrame{}, out); }
+
+ResultCode papersFramedInput(const VroRowFrame& frame, const char16_t* label, const char*,
+                             const VroPublicationList& list, const VroMetrics&, XpTextWriter* out) noexcept {
     FirstFailure failure;
     for (uint32_t i = 0; i < list.count() && failure.code == kResultOk; ++i) {
         const VroPublication* pub = list.at(i);
         if (!pub) continue;
+        failure(csvGroupColumns(frame, out));
         failure(writeCsvText(out, label, false));
         char numbers[9 * 12 + 4];
         char* p = numbers;
@@ -235,16 +317,33 @@ ResultCode papersInput(const char16_t* label, const char*, const VroPublicationL
         *p++ = ',';
         failure(out->writeText(numbers, uint32_t(p - numbers)));
         failure(writeCsvText(out, pub->Title.data(), true));
+        if (frame.merged) {
+            failure(out->writeText(",", 1));
+            const uint32_t rank = uint32_t(pub->Rank);
+            const bool known = rank >= 1 && rank <= frame.foundInCount && frame.foundIn != nullptr;
+            failure(writeCsvText(out, known ? frame.foundIn[rank - 1] : u"", false));
+        }
         failure(out->writeText("\n", 1));
     }
     return failure.code;
 }
 
-ResultCode papersFailure(const char16_t* label, const char*, XpTextWriter* out) noexcept {
+ResultCode papersInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
+                       const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
+    return papersFramedInput(VroRowFrame{}, label, formatName, list, m, out);
+}
+
+ResultCode papersFramedFailure(const VroRowFrame& frame, const char16_t* label, const char*,
+                               XpTextWriter* out) noexcept {
     FirstFailure failure;
+    failure(csvGroupColumns(frame, out));
     failure(writeCsvText(out, label, false));
-    failure(out->writeText(",,,,,,,,,,\n"));
+    failure(out->writeText(frame.merged ? ",,,,,,,,,,,\n" : ",,,,,,,,,,\n"));
     return failure.code;
+}
+
+ResultCode papersFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+    return papersFramedFailure(VroRowFrame{}, label, message, out);
 }
 
 // --- html ---
@@ -265,10 +364,11 @@ ResultCode htmlTail(XpTextWriter* out) noexcept { return writeHtmlFoot(out); }
 }  // namespace
 
 const VroReportFormat kReportFormats[kReportFormatCount] = {
-    {"csv", csvHead, csvInput, csvFailure, nullptr, false},
-    {"json", nullptr, jsonInput, jsonFailure, nullptr, false},
-    {"papers", papersHead, papersInput, papersFailure, nullptr, true},
-    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true},
+    {"csv", csvHead, csvInput, csvFailure, nullptr, false, csvFramedHead, csvFramedInput, csvFramedFailure},
+    {"json", nullptr, jsonInput, jsonFailure, nullptr, false, jsonFramedHead, jsonFramedInput, jsonFramedFailure},
+    {"papers", papersHead, papersInput, papersFailure, nullptr, true, papersFramedHead, papersFramedInput,
+     papersFramedFailure},
+    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true, nullptr, nullptr, nullptr},
 };
 
 const VroReportFormat* findReportFormat(const char* name) noexcept {

@@ -40,6 +40,25 @@ class VroPublicationList;
 class XpTextWriter;
 struct VroMetrics;
 
+// Where a collated report's row stands (varoreport --merge, --by): grouped
+// rows begin with the columns group_key and group_name; merged rows end with
+// exports, publications_read and duplicates_merged (after error), and the
+// papers of a merged body with found_in, the exports each work was found in
+// and each one's count ("a.csv:12;b.ris:10").
+struct VroRowFrame {
+    bool grouped = false;
+    bool merged = false;
+    const char16_t* groupKey = nullptr;
+    const char16_t* groupName = nullptr;
+    uint32_t exports = 0;
+    uint32_t publicationsRead = 0;
+    uint32_t duplicatesMerged = 0;
+    // papers of a merged body: found_in of the publication whose Rank is
+    // r at foundIn[r - 1] (foundInCount of them).
+    const char16_t* const* foundIn = nullptr;
+    uint32_t foundInCount = 0;
+};
+
 struct VroReportFormat {
     const char* name;  // as given to -f
     ResultCode (*writeHead)(XpTextWriter* out) noexcept;  // may be null
@@ -53,6 +72,13 @@ struct VroReportFormat {
     // just the title is kept); otherwise they read only how many there are,
     // and the import keeps numbers only.
     bool readsPapers;
+    // The same three for a collated report's rows (html has its own pages).
+    ResultCode (*writeFramedHead)(const VroRowFrame& frame, XpTextWriter* out) noexcept;
+    ResultCode (*writeFramedInput)(const VroRowFrame& frame, const char16_t* label, const char* formatName,
+                                   const VroPublicationList& list, const VroMetrics& metrics,
+                                   XpTextWriter* out) noexcept;
+    ResultCode (*writeFramedFailure)(const VroRowFrame& frame, const char16_t* label, const char* message,
+                                     XpTextWriter* out) noexcept;
 };
 
 inline constexpr uint32_t kReportFormatCount = 4;

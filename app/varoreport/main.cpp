@@ -63,5 +63,8 @@ int main(int argc, char** argv) {
     run.now = options.yearGiven ? julyFirstUtc(options.year) : int64_t(std::time(nullptr));
     run.showProgress = !options.quiet && inputs.size() > kProgressThreshold && ::isatty(2) == 1;
     run.programName = program;
+    run.merge = options.merge;
+    run.by = options.by;
+    run.minPapers = options.minPapers;
     return runReport(run, inputs, stderr);
 }

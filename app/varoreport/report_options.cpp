@@ -10,7 +10,9 @@
 
 namespace {
 
-constexpr const char kUsage[] = "Usage: %s [-f csv|json|papers|html] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...\n";
+constexpr const char kUsage[] =
+    "Usage: %s [-f csv|json|papers|html] [-j N] [--year YEAR] [-o FILE] [-q]\n"
+    "       [--merge] [--by author|source|year] [--min-papers N] EXPORT...\n";
 
 constexpr const char kHelpDescription[] =
     "Imports each EXPORT (a file; a directory for its regular files, sorted by\n"
@@ -19,6 +21,12 @@ constexpr const char kHelpDescription[] =
     "page with charts and tables (html), in the order the exports are given. An\n"
     "export that cannot be imported is reported on standard error and in its\n"
     "row; the others are still reported.\n"
+    "\n"
+    "--merge pools the exports into one body of work: records with the same DOI,\n"
+    "or with the same title (letters and digits, any case) and year when not both\n"
+    "have a DOI, are one work, counted once with its most cited record. --by\n"
+    "reports every metric per author (by the identifier the export gives, else\n"
+    "surname and first initial), per source or per year, most productive first.\n"
     "\n"
     "Exit status: 0 when every export was reported, 1 when one failed or the\n"
     "report could not be written, 2 for a usage error.\n"
@@ -164,6 +172,24 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
                     break;
                 case kReportOptionQuiet:
                     options.quiet = true;
+                    break;
+                case kReportOptionMerge:
+                    options.merge = true;
+                    break;
+                case kReportOptionBy:
+                    if (std::strcmp(value, "author") == 0)
+                        options.by = 1;
+                    else if (std::strcmp(value, "source") == 0)
+                        options.by = 2;
+                    else if (std::strcmp(value, "year") == 0)
+                        options.by = 3;
+                    else
+                        return usageError(err, programName, "--by wants author, source or year, not '%s'", value);
+                    break;
+                case kReportOptionMinPapers:
+                    if (!parseNumber(value, 1, 4294967295L, &number))
+                        return usageError(err, programName, "--min-papers wants a number from 1, not '%s'", value);
+                    options.minPapers = uint32_t(number);
                     break;
                 case kReportOptionHelp:
                     writeReportHelp(out, programName);

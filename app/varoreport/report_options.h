@@ -1,6 +1,7 @@
 // Report options: the command line of varoreport.
 //
-//   varoreport [-f csv|json|papers|html] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...
+//   varoreport [-f csv|json|papers|html] [-j N] [--year YEAR] [-o FILE] [-q]
+//              [--merge] [--by author|source|year] [--min-papers N] EXPORT...
 //   varoreport -h | --help, -V | --version
 //
 // Contract: parseReportOptions reads the arguments once and either fills the
@@ -17,7 +18,8 @@
 //   --version act when met, before the rest of the line is examined.
 // - Usage errors: an unknown option, a missing argument, an unknown format,
 //   N not a whole number from 1 to kMaxReportJobs, YEAR not a whole number
-//   from 1 to 9999, no input. Each writes "PROGRAM: MESSAGE" and the usage
+//   from 1 to 9999, --by not author, source or year, --min-papers N not a
+//   whole number from 1 to 4294967295, no input. Each writes "PROGRAM: MESSAGE" and the usage
 //   line to err.
 #pragma once
 
@@ -34,6 +36,9 @@ enum : int {
     kReportOptionYear,
     kReportOptionOutput,
     kReportOptionQuiet,
+    kReportOptionMerge,
+    kReportOptionBy,
+    kReportOptionMinPapers,
     kReportOptionHelp,
     kReportOptionVersion,
 };
@@ -52,6 +57,9 @@ inline constexpr ReportOptionRow kReportOptions[] = {
     {0, "year", "YEAR", kReportOptionYear, "calculate as on 1 July of YEAR, 00:00 UTC (default: now)"},
     {'o', "output", "FILE", kReportOptionOutput, "write the report to FILE instead of standard output"},
     {'q', "quiet", nullptr, kReportOptionQuiet, "show no progress counter"},
+    {0, "merge", nullptr, kReportOptionMerge, "pool the exports and report their works, duplicates merged"},
+    {0, "by", "KIND", kReportOptionBy, "one row per author, source or year (KIND) of each export"},
+    {0, "min-papers", "N", kReportOptionMinPapers, "with --by, leave out groups of fewer than N publications"},
     {'h', "help", nullptr, kReportOptionHelp, "show this help and exit"},
     {'V', "version", nullptr, kReportOptionVersion, "show the version and exit"},
 };
@@ -63,6 +71,10 @@ struct ReportOptions {
     int32_t year = 0;
     const char* outputPath = nullptr;  // null: standard output
     bool quiet = false;
+    bool merge = false;
+    // 0: no grouping; else 1 + the VroGroupKind (author, source, year).
+    uint32_t by = 0;
+    uint32_t minPapers = 1;
     // The inputs in the order given, pointing into argv; inputs[count] is
     // null. The array is owned by the options.
     const char** inputs = nullptr;

@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "app/common/export_metrics.h"
+#include "app/varoreport/report_collation.h"
 #include "app/varoreport/report_buffer.h"
 #include "app/varoreport/report_options.h"
 #include "foundation/encodings.h"
@@ -38,6 +39,11 @@ struct Slot {
     const char* noCountsFormat = nullptr;
     const char* noCountsHint = nullptr;
     bool done = false;
+    // --merge: the export's publications, its label and its format's name,
+    // kept until every export has been read.
+    std::unique_ptr<VroPublicationList> list;
+    XpString16 label;
+    XpString filterName;
 };
 
 // State shared by the workers and the writing thread; every field after
@@ -81,7 +87,76 @@ void noteFailure(ResultCode rc, const VroImportDetails& details, XpString& messa
     if (message.append(": ") != kResultOk || message.append(explanation) != kResultOk) message.setLength(plain);
 }
 
+// The frame of a collated run's rows.
+VroRowFrame runFrame(const ReportRun& run) noexcept {
+    VroRowFrame frame;
+    frame.grouped = run.by != 0;
+    frame.merged = run.merge;
+    return frame;
+}
+
+// Not one record met a count field: the export carries none at all, which
+// is not the same as uncited works.
+void noteMissingCounts(const VroImportDetails& details, const VroPublicationList& list, Slot& slot) noexcept {
+    if (details.format != nullptr && list.count() != 0 && list.countWithStatus(kStatusCountGiven) == 0) {
+        slot.noCountsFormat = details.format->name;
+        slot.noCountsHint = details.format->countHint != nullptr ? details.format->countHint : "";
+    }
+}
+
+// A collated run: the export is imported keeping the texts the collation
+// reads, in file order; its groups are written at once, or with --merge the
+// list waits for the others (a failed export still gets its row now).
+void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
+    std::unique_ptr<VroPublicationList> list(new (std::nothrow) VroPublicationList);
+    ResultCode rc = list ? input.failure : kErrNoMemory;
+    VroImportDetails details;
+    if (rc == kResultOk) {
+        list->retainTexts(collatedTexts(run));
+        rc = importPublications(input.path.c_str(), *list, nullptr, slot.filterName, nullptr, &details);
+        list->endImport();
+    }
+    slot.importCode = rc;
+    if (rc != kResultOk) noteFailure(rc, details, slot.message);
+    if (rc == kResultOk) noteMissingCounts(details, *list, slot);
+    (void)slot.label.assign(input.path.c_str());  // invalid bytes become U+FFFD
+
+    const VroRowFrame frame = runFrame(run);
+    XpHolder<XpTextWriter> writer;
+    ResultCode rowsCode = kResultOk;
+    if (rc == kResultOk && run.merge) {
+        slot.list = std::move(list);
+    } else {
+        rowsCode = openTextWriterOnBuffer(&slot.rows, &writer);
+    }
+    if (writer) {
+        if (rc != kResultOk) {
+            const char* message = slot.message.empty() ? resultMessage(rc) : slot.message.data();
+            rowsCode = run.format->writeFramedFailure
+                           ? run.format->writeFramedFailure(frame, slot.label.data(), message, writer.get())
+                           : run.format->writeFailure(slot.label.data(), message, writer.get());
+        } else {
+            std::unique_ptr<const VroPublication*[]> used(new (std::nothrow)
+                                                              const VroPublication*[list->count() + 1]);
+            uint32_t count = 0;
+            if (!used) rowsCode = kErrNoMemory;
+            for (uint32_t i = 0; used && i < list->count(); ++i)
+                if (const VroPublication* p = list->at(i); p != nullptr && p->Use >= 1) used[count++] = p;
+            if (used)
+                rowsCode = writeGroups(run, frame, slot.label.data(), slot.filterName.data(), used.get(), count,
+                                       writer.get());
+        }
+        const ResultCode closed = writer->close();
+        if (rowsCode == kResultOk && isWriteFailure(closed)) rowsCode = closed;
+    }
+    slot.rowsCode = rowsCode;
+}
+
 void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
+    if (run.collates()) {
+        reportCollated(run, input, slot);
+        return;
+    }
     VroPublicationList list;
     if (run.format->readsPapers)
         list.retainTexts(kFieldTitle);
@@ -218,7 +293,11 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
     const uint32_t jobs = run.jobs == 0 ? 1 : run.jobs < inputs.size() ? run.jobs : uint32_t(inputs.size());
     Shared shared(run, inputs, slots.get(), size_t(jobs) * 4 + 16);
 
-    ResultCode outputCode = run.format->writeHead ? run.format->writeHead(out.get()) : kResultOk;
+    ResultCode outputCode = kResultOk;
+    if (run.collates() && run.format->writeFramedHead)
+        outputCode = run.format->writeFramedHead(runFrame(run), out.get());
+    else if (run.format->writeHead)
+        outputCode = run.format->writeHead(out.get());
     if (!isWriteFailure(outputCode)) outputCode = kResultOk;
 
     // The writing thread is one of the `jobs`: it reports inputs itself
@@ -303,6 +382,19 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
     shared.roomFreed.notify_all();
     for (uint32_t t = 0; t < started; ++t) workers[t].join();
     progress.erase();
+
+    if (outputCode == kResultOk && run.merge) {
+        std::vector<MergedExport> exports;
+        try {
+            exports.reserve(inputs.size());
+            for (size_t i = 0; i < inputs.size(); ++i)
+                exports.push_back({slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get()});
+            outputCode = writeMerged(run, exports, out.get());
+        } catch (const std::bad_alloc&) {
+            outputCode = kErrNoMemory;
+        }
+        if (!isWriteFailure(outputCode) && outputCode != kErrNoMemory) outputCode = kResultOk;
+    }
 
     if (outputCode == kResultOk && run.format->writeTail) {
         outputCode = run.format->writeTail(out.get());

@@ -31,6 +31,12 @@ struct ReportRun {
     uint32_t jobs = 1;
     int64_t now = 0;  // seconds since 1970-01-01 00:00 UTC
     bool showProgress = false;
+    // Collation (report_collation.h): pool the exports, and group by
+    // 1 + VroGroupKind (0: no grouping), leaving out groups below minPapers.
+    bool merge = false;
+    uint32_t by = 0;
+    uint32_t minPapers = 1;
+    bool collates() const noexcept { return merge || by != 0; }
     const char* programName = "varoreport";
 };
 

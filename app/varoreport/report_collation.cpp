@@ -1,0 +1,277 @@
+// Report collation: groups and merged works as report rows.
+#include "app/varoreport/report_collation.h"
+
+#include <algorithm>
+#include <new>
+#include <string>
+
+#include "app/varoreport/report_run.h"
+#include "collate/collation.h"
+#include "model/metrics_record.h"
+#include "model/publication.h"
+#include "report/html_page.h"
+#include "report/report_rows.h"
+
+namespace {
+
+bool isHtml(const ReportRun& run) noexcept { return run.format->writeFramedInput == nullptr; }
+
+// What a group row of merged works says about the pool: the works' pooled
+// publications and the exports they came from.
+struct PoolView {
+    const VroWorks* works;
+    const std::vector<uint32_t>* exportOf;     // per pooled publication
+    const std::vector<uint32_t>* firstMember;  // per work, into members (CSR with one more entry)
+    const std::vector<uint32_t>* members;      // pooled publications, grouped by work
+    uint32_t exportCount;
+};
+
+// The pool counts of a set of works (indexes of works).
+void countPool(const PoolView& pool, const std::vector<uint32_t>& workIndexes, VroRowFrame& frame,
+               std::vector<uint32_t>& stamp, uint32_t mark) {
+    uint32_t read = 0;
+    uint32_t exports = 0;
+    for (const uint32_t w : workIndexes) {
+        for (uint32_t k = (*pool.firstMember)[w]; k < (*pool.firstMember)[w + 1]; ++k) {
+            ++read;
+            const uint32_t e = (*pool.exportOf)[(*pool.members)[k]];
+            if (stamp[e] != mark) {
+                stamp[e] = mark;
+                ++exports;
+            }
+        }
+    }
+    frame.exports = exports;
+    frame.publicationsRead = read;
+    frame.duplicatesMerged = read - uint32_t(workIndexes.size());
+}
+
+struct RankedGroup {
+    uint32_t group;
+    uint32_t h;
+    uint32_t cites;
+};
+
+ResultCode writeGroupsOf(const ReportRun& run, const VroRowFrame& base, const char16_t* label,
+                         const char* formatName, const VroPublication* const* pubs, uint32_t count,
+                         const PoolView* pool, XpTextWriter* out) {
+    std::vector<VroGroup> groups;
+    ResultCode rc = groupPublications(pubs, count, VroGroupKind(run.by - 1), groups);
+    if (rc != kResultOk) return rc;
+    std::vector<const VroPublication*> members;
+    std::vector<RankedGroup> ranked;
+    VroPublicationList list;
+    VroMetrics metrics;
+    for (uint32_t g = 0; g < groups.size(); ++g) {
+        const VroGroup& group = groups[g];
+        if (group.members.size() < run.minPapers) continue;
+        members.clear();
+        for (const uint32_t m : group.members) members.push_back(pubs[m]);
+        rc = calculateOver(members.data(), uint32_t(members.size()), false, run.now, list, metrics);
+        if (rc != kResultOk) return rc;
+        ranked.push_back({g, metrics.hIndex, metrics.totalCites});
+    }
+    std::sort(ranked.begin(), ranked.end(), [&](const RankedGroup& a, const RankedGroup& b) {
+        if (a.h != b.h) return a.h > b.h;
+        if (a.cites != b.cites) return a.cites > b.cites;
+        return groups[a.group].key < groups[b.group].key;
+    });
+
+    const bool html = isHtml(run);
+    VroHtmlGroups page{label, formatName, uint32_t(ranked.size())};
+    if (html) {
+        rc = writeHtmlGroupsStart(out, page);
+        if (rc != kResultOk) return rc;
+    }
+    std::vector<uint32_t> stamp(pool != nullptr ? pool->exportCount : 0, 0);
+    std::vector<uint32_t> workIndexes;
+    // html: the table first, then the charts of the first groups.
+    const uint32_t passes = html ? 2 : 1;
+    for (uint32_t pass = 0; pass < passes; ++pass) {
+        const size_t shown = html && pass == 1 ? std::min<size_t>(ranked.size(), kChartedGroups) : ranked.size();
+        for (size_t r = 0; r < shown; ++r) {
+            const VroGroup& group = groups[ranked[r].group];
+            members.clear();
+            for (const uint32_t m : group.members) members.push_back(pubs[m]);
+            const bool titles = run.format->readsPapers;
+            rc = calculateOver(members.data(), uint32_t(members.size()), titles, run.now, list, metrics);
+            if (rc != kResultOk) return rc;
+            VroRowFrame frame = base;
+            frame.grouped = true;
+            frame.groupKey = group.key.c_str();
+            frame.groupName = group.name.c_str();
+            if (pool != nullptr) {
+                workIndexes.assign(group.members.begin(), group.members.end());
+                countPool(*pool, workIndexes, frame, stamp, uint32_t(r + 1 + pass * ranked.size()));
+            }
+            if (!html)
+                rc = run.format->writeFramedInput(frame, label, formatName, list, metrics, out);
+            else if (pass == 0)
+                rc = writeHtmlGroupRow(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &metrics});
+            else
+                rc = writeHtmlGroupChart(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &metrics}, list);
+            if (isWriteFailure(rc)) return rc;
+        }
+        if (html && pass == 0) {
+            rc = writeHtmlGroupsTableEnd(out, page);
+            if (isWriteFailure(rc)) return rc;
+        }
+    }
+    if (html) {
+        rc = writeHtmlGroupsEnd(out);
+        if (isWriteFailure(rc)) return rc;
+    }
+    return kResultOk;
+}
+
+void appendNumber(std::u16string& text, uint32_t value) {
+    char16_t digits[10];
+    uint32_t n = 0;
+    do {
+        digits[n++] = char16_t(u'0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    while (n > 0) text.push_back(digits[--n]);
+}
+
+ResultCode writeMergedOf(const ReportRun& run, const std::vector<MergedExport>& exports, XpTextWriter* out) {
+    // The pool: every used publication of the exports that imported, in order.
+    std::vector<VroPublication*> pool;
+    std::vector<uint32_t> exportOf;
+    VroRowFrame frame;
+    frame.merged = true;
+    std::u16string label;
+    std::string formats;
+    std::vector<std::string> formatNames;
+    for (uint32_t e = 0; e < exports.size(); ++e) {
+        VroPublicationList* list = exports[e].list;
+        if (list == nullptr) continue;
+        ++frame.exports;
+        frame.publicationsRead += list->count();
+        if (!label.empty()) label += u" + ";
+        label += exports[e].label;
+        const std::string name = exports[e].formatName ? exports[e].formatName : "";
+        if (std::find(formatNames.begin(), formatNames.end(), name) == formatNames.end()) {
+            formats += (formats.empty() ? "" : " + ") + name;
+            formatNames.push_back(name);
+        }
+        for (uint32_t i = 0; i < list->count(); ++i) {
+            VroPublication* p = list->at(i);
+            if (p == nullptr || p->Use < 1) continue;
+            pool.push_back(p);
+            exportOf.push_back(e);
+        }
+    }
+    if (frame.exports == 0) return kResultOk;
+    VroWorks works;
+    ResultCode rc = findWorks(pool.data(), uint32_t(pool.size()), works);
+    if (rc != kResultOk) return rc;
+    const uint32_t workCount = uint32_t(works.representative.size());
+    frame.duplicatesMerged = uint32_t(pool.size()) - workCount;
+
+    // Members of each work, in pool order.
+    std::vector<uint32_t> firstMember(workCount + 1, 0);
+    for (const uint32_t w : works.workOf) ++firstMember[w + 1];
+    for (uint32_t w = 0; w < workCount; ++w) firstMember[w + 1] += firstMember[w];
+    std::vector<uint32_t> members(pool.size());
+    {
+        std::vector<uint32_t> next(firstMember.begin(), firstMember.end() - 1);
+        for (uint32_t i = 0; i < pool.size(); ++i) members[next[works.workOf[i]]++] = i;
+    }
+
+    // The works, numbered in the order of their first publication: each is
+    // its representative record, ranked by that number.
+    std::vector<const VroPublication*> workRecords(workCount);
+    for (uint32_t w = 0; w < workCount; ++w) {
+        VroPublication* representative = pool[works.representative[w]];
+        representative->Rank = int32_t(w + 1);
+        workRecords[w] = representative;
+    }
+
+    const PoolView view{&works, &exportOf, &firstMember, &members, uint32_t(exports.size())};
+    if (run.by != 0) return writeGroupsOf(run, frame, label.c_str(), formats.c_str(), workRecords.data(), workCount,
+                                          &view, out);
+
+    // Where each work was found: "label:cites" per pooled publication.
+    std::vector<std::u16string> foundIn;
+    std::vector<const char16_t*> foundInTexts;
+    if (run.format->readsPapers) {
+        foundIn.resize(workCount);
+        foundInTexts.resize(workCount);
+        for (uint32_t w = 0; w < workCount; ++w) {
+            for (uint32_t k = firstMember[w]; k < firstMember[w + 1]; ++k) {
+                const uint32_t i = members[k];
+                if (!foundIn[w].empty()) foundIn[w] += u';';
+                foundIn[w] += exports[exportOf[i]].label;
+                foundIn[w] += u':';
+                appendNumber(foundIn[w], pool[i]->Cites);
+            }
+            foundInTexts[w] = foundIn[w].c_str();
+        }
+        frame.foundIn = foundInTexts.data();
+        frame.foundInCount = workCount;
+    }
+
+    VroPublicationList list;
+    VroMetrics metrics;
+    rc = calculateOver(workRecords.data(), workCount, run.format->readsPapers, run.now, list, metrics);
+    if (rc != kResultOk) return rc;
+    if (!isHtml(run)) return run.format->writeFramedInput(frame, label.c_str(), formats.c_str(), list, metrics, out);
+
+    rc = writeHtmlSection(out, VroHtmlSection{label.c_str(), formats.c_str(), &list, &metrics, nullptr});
+    if (isWriteFailure(rc)) return rc;
+    // Each export's share: works it holds, works only it holds; and the
+    // works found in several exports.
+    std::vector<VroHtmlPoolRow> shares;
+    uint32_t several = 0;
+    std::vector<uint32_t> holds(exports.size(), 0);
+    std::vector<uint32_t> only(exports.size(), 0);
+    std::vector<uint32_t> stamp(exports.size(), 0);
+    for (uint32_t w = 0; w < workCount; ++w) {
+        uint32_t distinct = 0;
+        uint32_t last = 0;
+        for (uint32_t k = firstMember[w]; k < firstMember[w + 1]; ++k) {
+            const uint32_t e = exportOf[members[k]];
+            if (stamp[e] == w + 1) continue;
+            stamp[e] = w + 1;
+            ++holds[e];
+            ++distinct;
+            last = e;
+        }
+        if (distinct == 1)
+            ++only[last];
+        else
+            ++several;
+    }
+    for (uint32_t e = 0; e < exports.size(); ++e)
+        if (exports[e].list != nullptr) shares.push_back({exports[e].label, holds[e], only[e]});
+    return writeHtmlPoolTable(out, shares.data(), uint32_t(shares.size()), workCount, several);
+}
+
+}  // namespace
+
+uint32_t collatedTexts(const ReportRun& run) noexcept {
+    uint32_t texts = 0;
+    if (run.merge || run.format->readsPapers) texts |= kFieldTitle;
+    if (run.merge) texts |= kFieldDoi;
+    if (run.by == 1 + uint32_t(VroGroupKind::author)) texts |= kFieldAuthors | kTextAuthorIds;
+    if (run.by == 1 + uint32_t(VroGroupKind::source)) texts |= kFieldSource;
+    return texts;
+}
+
+ResultCode writeGroups(const ReportRun& run, const VroRowFrame& frame, const char16_t* label, const char* formatName,
+                       const VroPublication* const* pubs, uint32_t count, XpTextWriter* out) noexcept {
+    try {
+        return writeGroupsOf(run, frame, label, formatName, pubs, count, nullptr, out);
+    } catch (const std::bad_alloc&) {
+        return kErrNoMemory;
+    }
+}
+
+ResultCode writeMerged(const ReportRun& run, const std::vector<MergedExport>& exports, XpTextWriter* out) noexcept {
+    try {
+        return writeMergedOf(run, exports, out);
+    } catch (const std::bad_alloc&) {
+        return kErrNoMemory;
+    }
+}

@@ -1,0 +1,47 @@
+// Report collation: the rows of varoreport --by and --merge.
+//
+// Contract:
+// - collatedTexts: the texts a list must keep for the run's collation and
+//   format (titles and DOIs to merge, names and identifiers by author,
+//   sources by source, titles for the formats that show papers).
+// - writeGroups: the groups of one body of publications (collate/
+//   collation.h), those with at least run.minPapers publications, one row
+//   block each in the order: h index, then total citations, both
+//   descending, then key; each the metrics of exactly its publications.
+//   For html, one section with the table of every group and the charts of
+//   the first kChartedGroups.
+// - writeMerged: the works of the exports that imported (lists[i] non-null,
+//   with their labels and format names), their publications with Use of 1
+//   or more pooled in the order given, as one row block (or, with
+//   run.by, the groups of the works), with the pool's counts; for html also
+//   each export's share of the works.
+// Each returns the first failing write code, or kErrNoMemory.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "foundation/result_codes.h"
+
+class VroPublication;
+class VroPublicationList;
+class XpTextWriter;
+struct ReportRun;
+struct VroRowFrame;
+
+inline constexpr uint32_t kChartedGroups = 20;
+
+uint32_t collatedTexts(const ReportRun& run) noexcept;
+
+[[nodiscard]] ResultCode writeGroups(const ReportRun& run, const VroRowFrame& frame, const char16_t* label,
+                                     const char* formatName, const VroPublication* const* pubs, uint32_t count,
+                                     XpTextWriter* out) noexcept;
+
+struct MergedExport {
+    const char16_t* label;
+    const char* formatName;
+    VroPublicationList* list;  // null: the export failed
+};
+
+[[nodiscard]] ResultCode writeMerged(const ReportRun& run, const std::vector<MergedExport>& exports,
+                                     XpTextWriter* out) noexcept;
