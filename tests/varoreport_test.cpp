@@ -18,6 +18,7 @@
 #include <vector>
 
 #include "app/varoreport/report_run.h"
+#include "collate/collation.h"
 #include "foundation/result_codes.h"
 #include "foundation/strings.h"
 #include "import/format_explanation.h"
@@ -77,15 +78,17 @@ std::vector<std::string> csvCells(const std::string& line) {
     return cells;
 }
 
-// Rows of a CSV report by file, each a map from column name to value.
-std::map<std::string, std::map<std::string, std::string>> rowsByFile(const std::string& csv) {
+// Rows of a CSV report by file (grouped: by file, a tab and group key), each
+// a map from column name to value.
+std::map<std::string, std::map<std::string, std::string>> rowsByFile(const std::string& csv, bool grouped = false) {
     std::vector<std::string> lines = split(csv, '\n');
     std::map<std::string, std::map<std::string, std::string>> rows;
     const std::vector<std::string> header = split(lines.at(0), ',');
     for (size_t i = 1; i + 1 < lines.size(); ++i) {
         const std::vector<std::string> cells = csvCells(lines[i]);
         EXPECT_EQ(cells.size(), header.size()) << lines[i];
-        for (size_t c = 0; c < header.size() && c < cells.size(); ++c) rows[cells[0]][header[c]] = cells[c];
+        const std::string key = grouped && cells.size() > 2 ? cells[2] + "\t" + cells[0] : cells[0];
+        for (size_t c = 0; c < header.size() && c < cells.size(); ++c) rows[key][header[c]] = cells[c];
     }
     return rows;
 }
@@ -185,6 +188,63 @@ TEST_F(Varoreport, EveryFieldOfRealExportsIsTheCalculatedRecord) {
     const vt::Run result = report("-q --year 1999 " + joined(files));
     EXPECT_LE(result.status, 1) << result.err;
     expectRowsMatchCalculation(result.out, files, julyFirstUtc(1999));
+}
+
+// Each row of --by is the calculation over exactly its group's publications:
+// here the export is imported afresh and every other publication set aside.
+TEST_F(Varoreport, EveryGroupRowIsTheCalculationOverItsGroup) {
+    const std::vector<std::string> files = goldenExports();
+    const char* const kinds[] = {"author", "source", "year"};
+    for (uint32_t kind = 0; kind < 3; ++kind) {
+        SCOPED_TRACE(kinds[kind]);
+        const vt::Run result = report(std::string("-q --year 2026 -j 3 --by ") + kinds[kind] + " " + joined(files));
+        EXPECT_LE(result.status, 1) << result.err;
+        auto rows = rowsByFile(result.out, true);
+        size_t groupsSeen = 0;
+        for (const std::string& file : files) {
+            VroPublicationList list;
+            list.retainTexts(kFieldAuthors | kTextAuthorIds | kFieldSource);
+            XpString filter;
+            if (importPublications(file.c_str(), list, nullptr, filter, nullptr) != kResultOk) {
+                ++groupsSeen;  // its error row
+                continue;
+            }
+            list.endImport();
+            std::vector<const VroPublication*> used;
+            std::vector<uint32_t> place;
+            for (uint32_t i = 0; i < list.count(); ++i)
+                if (list.at(i)->Use >= 1) used.push_back(list.at(i)), place.push_back(i);
+            std::vector<VroGroup> groups;
+            ASSERT_EQ(groupPublications(used.data(), uint32_t(used.size()), VroGroupKind(kind), groups), kResultOk);
+            groupsSeen += groups.size();
+            for (const VroGroup& group : groups) {
+                XpString key;
+                (void)key.assign(group.key.data(), uint32_t(group.key.size()));
+                SCOPED_TRACE(file + " " + (key.data() ? key.data() : ""));
+                std::map<std::string, std::string>& row = rows[file + "\t" + (key.data() ? key.data() : "")];
+                VroPublicationList alone;
+                ASSERT_EQ(importPublications(file.c_str(), alone, nullptr, filter, nullptr), kResultOk);
+                std::vector<bool> member(alone.count(), false);
+                for (const uint32_t m : group.members) member[place[m]] = true;
+                for (uint32_t i = 0; i < alone.count(); ++i)
+                    if (!member[i]) alone.at(i)->Use = 0;
+                VroMetrics m;
+                const MetricsCalcOptions options{50};
+                computeMetrics(alone, &m, &options, julyFirstUtc(2026));
+                EXPECT_EQ(row["publications"], std::to_string(group.members.size()));
+                for (const VroMetricsSchemaRow& field : kMetricsSchema) {
+                    const uint32_t word = metricsWord(m, field.position);
+                    const bool none = word == kNoMode && std::string(field.snakeName).ends_with("_mode");
+                    const std::string value = none ? ""
+                                              : field.type() == kSchemaTypeInt32 ? std::to_string(int32_t(word))
+                                                                                 : std::to_string(word);
+                    EXPECT_EQ(row[field.snakeName], value) << field.snakeName;
+                }
+            }
+        }
+        EXPECT_GT(groupsSeen, files.size());
+        EXPECT_EQ(rows.size(), groupsSeen);
+    }
 }
 
 // The 22 values varometrics prints, as it formats them, for the same time.
