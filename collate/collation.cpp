@@ -272,26 +272,39 @@ ResultCode groupPublications(const VroPublication* const* pubs, uint32_t count, 
 
 ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool titles, int64_t now,
                          VroPublicationList& list, VroMetrics& metrics) noexcept {
-    list.clear();
-    if (titles)
+    if (titles) {
+        list.clear();
         list.retainTexts(kFieldTitle);
-    else
-        list.keepNumbersOnly();
-    for (uint32_t i = 0; i < count; ++i) {
-        const VroPublication& from = *pubs[i];
-        VroPublication* to = list.add();
-        if (to == nullptr) return kErrNoMemory;
-        to->Rank = from.Rank;
-        to->Year = from.Year;
-        to->Use = from.Use;
-        to->authorCount = from.authorCount;
-        to->CitesCount = from.CitesCount;
-        to->ECC = from.ECC;
-        to->Cites = from.Cites;
-        to->status = from.status & kStatusCountGiven;
-        if (titles && to->Title.assign(from.Title) != kResultOk) return kErrNoMemory;
+        for (uint32_t i = 0; i < count; ++i) {
+            const VroPublication& from = *pubs[i];
+            VroPublication* to = list.add();
+            if (to == nullptr) return kErrNoMemory;
+            to->Rank = from.Rank;
+            to->Year = from.Year;
+            to->Use = from.Use;
+            to->authorCount = from.authorCount;
+            to->CitesCount = from.CitesCount;
+            to->ECC = from.ECC;
+            to->Cites = from.Cites;
+            to->status = from.status & kStatusCountGiven;
+            if (to->Title.assign(from.Title) != kResultOk) return kErrNoMemory;
+        }
+        list.endImport();
+    } else {
+        // Numbers only: one allocation serves every call on the same list.
+        if (list.keepsNumbersOnly()) {
+            list.restartNumbers();
+        } else {
+            list.clear();
+            list.keepNumbersOnly();
+        }
+        for (uint32_t i = 0; i < count; ++i) {
+            const VroPublication& p = *pubs[i];
+            const VroPublicationNumbers numbers{p.Rank, p.Year,  p.Use, 0, p.authorCount,
+                                                p.ECC,  p.Cites, 0,     0, 0, p.status & kStatusCountGiven};
+            if (!list.appendNumbers(numbers)) return kErrNoMemory;
+        }
     }
-    list.endImport();
     MetricsCalcOptions calculation{};
     calculation.maxAuthors = kMaxAuthors;
     computeMetrics(list, &metrics, &calculation, now);

@@ -425,23 +425,42 @@ void VroPublicationList::closeNumbersOnly() noexcept {
     open_ = nullptr;
 }
 
+bool VroPublicationList::growNumbers() noexcept {
+    if (count_ >= kMaxPublications) return false;
+    if (count_ + 1 <= numbersCapacity_) return true;
+    const uint32_t wanted = numbersCapacity_ == 0 ? 64 : numbersCapacity_ * 2;
+    void* numbers = std::realloc(numbers_, size_t(wanted) * sizeof(VroPublicationNumbers));
+    if (numbers == nullptr) return false;
+    numbers_ = static_cast<VroPublicationNumbers*>(numbers);
+    // The room holds nothing yet, so it is replaced rather than copied.
+    void* room = std::malloc(size_t(wanted) * kCalculationRoomPerPublication + 1);
+    if (room == nullptr) return false;
+    std::free(room_);
+    room_ = static_cast<unsigned char*>(room);
+    numbersCapacity_ = wanted;
+    return true;
+}
+
+bool VroPublicationList::appendNumbers(const VroPublicationNumbers& numbers) noexcept {
+    if (!numbersOnly_) return false;
+    closeNumbersOnly();
+    if (!growNumbers()) return false;
+    numbers_[count_++] = numbers;
+    return true;
+}
+
+void VroPublicationList::restartNumbers() noexcept {
+    if (!numbersOnly_) return;
+    if (open_ != nullptr) open_->~VroPublication();
+    open_ = nullptr;
+    count_ = 0;
+}
+
 // Room for one more publication is made first, so that a publication once
 // handed out can always be closed; the new one takes over the heap storage
 // of the one before.
 VroPublication* VroPublicationList::addNumbersOnly() noexcept {
-    if (count_ >= kMaxPublications) return nullptr;
-    if (count_ + 1 > numbersCapacity_) {
-        const uint32_t wanted = numbersCapacity_ == 0 ? 64 : numbersCapacity_ * 2;
-        void* numbers = std::realloc(numbers_, size_t(wanted) * sizeof(VroPublicationNumbers));
-        if (numbers == nullptr) return nullptr;
-        numbers_ = static_cast<VroPublicationNumbers*>(numbers);
-        // The room holds nothing yet, so it is replaced rather than copied.
-        void* room = std::malloc(size_t(wanted) * kCalculationRoomPerPublication + 1);
-        if (room == nullptr) return nullptr;
-        std::free(room_);
-        room_ = static_cast<unsigned char*>(room);
-        numbersCapacity_ = wanted;
-    }
+    if (!growNumbers()) return nullptr;
     auto* publication = new (places_[nextPlace_]) VroPublication();
     nextPlace_ ^= 1u;
     publication->keptTexts = 0;

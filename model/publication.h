@@ -228,6 +228,13 @@ public:
     // numbers. add() returns null when the numbers or the room cannot grow.
     void keepNumbersOnly() noexcept;
     bool keepsNumbersOnly() const noexcept { return numbersOnly_; }
+    // A list of numbers only: appends the numbers of one more publication
+    // at once, no record made (ending the import of the one under way);
+    // false when the list cannot grow.
+    bool appendNumbers(const VroPublicationNumbers& numbers) noexcept;
+    // A list of numbers only: empties it but keeps its room, so that lists
+    // built one after the other reuse one allocation.
+    void restartNumbers() noexcept;
     // The numbers of the publications whose import has ended, in list order.
     VroPublicationNumbers* numbers() noexcept { return numbers_; }
     uint32_t numbersCount() const noexcept { return open_ != nullptr ? count_ - 1 : count_; }
@@ -268,6 +275,8 @@ private:
     // room, both with room for numbersCapacity_ publications, and two places
     // the open publication takes in turn.
     VroPublication* addNumbersOnly() noexcept;
+    // Room for one more publication's numbers (and its calculation room).
+    bool growNumbers() noexcept;
     void closeNumbersOnly() noexcept;
     bool numbersOnly_ = false;
     VroPublicationNumbers* numbers_ = nullptr;

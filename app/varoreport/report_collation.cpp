@@ -60,14 +60,15 @@ ResultCode writeGroupsOf(const ReportRun& run, const VroRowFrame& base, const ch
     if (rc != kResultOk) return rc;
     std::vector<const VroPublication*> members;
     std::vector<RankedGroup> ranked;
-    VroPublicationList list;
+    VroPublicationList numbers;  // the ranking's calculations
+    VroPublicationList list;     // the rows'
     VroMetrics metrics;
     for (uint32_t g = 0; g < groups.size(); ++g) {
         const VroGroup& group = groups[g];
         if (group.members.size() < run.minPapers) continue;
         members.clear();
         for (const uint32_t m : group.members) members.push_back(pubs[m]);
-        rc = calculateOver(members.data(), uint32_t(members.size()), false, run.now, list, metrics);
+        rc = calculateOver(members.data(), uint32_t(members.size()), false, run.now, numbers, metrics);
         if (rc != kResultOk) return rc;
         ranked.push_back({g, metrics.hIndex, metrics.totalCites});
     }
