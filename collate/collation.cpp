@@ -2,7 +2,6 @@
 
 #include <new>
 #include <string_view>
-#include <unordered_map>
 
 #include "collate/work_keys.h"
 #include "metrics/metrics_calc.h"
@@ -10,6 +9,58 @@
 #include "model/publication.h"
 
 namespace {
+
+uint64_t hashOf(std::u16string_view key) noexcept {
+    uint64_t h = 1469598103934665603ull;
+    for (const char16_t c : key) {
+        h ^= c;
+        h *= 1099511628211ull;
+    }
+    return h ^ (h >> 29);
+}
+
+// An open-addressing table from keys to numbers; the keys themselves stay
+// with the caller, who says what key a number stands for.
+class KeyTable {
+public:
+    // The number stored for key; when there is none, value is stored and
+    // returned. keyOf(number) gives the key of a stored number.
+    template <class KeyOf>
+    uint32_t findOrAdd(std::u16string_view key, uint32_t value, KeyOf keyOf) {
+        if ((used_ + 1) * 4 > slots_.size() * 3) grow();
+        const uint64_t h = hashOf(key);
+        const size_t mask = slots_.size() - 1;
+        for (size_t i = size_t(h) & mask;; i = (i + 1) & mask) {
+            Slot& slot = slots_[i];
+            if (!slot.used) {
+                slot = {h, value, true};
+                ++used_;
+                return value;
+            }
+            if (slot.hash == h && keyOf(slot.value) == key) return slot.value;
+        }
+    }
+
+private:
+    struct Slot {
+        uint64_t hash;
+        uint32_t value;
+        bool used;
+    };
+    void grow() {
+        std::vector<Slot> old(slots_.empty() ? 64 : slots_.size() * 2, Slot{0, 0, false});
+        old.swap(slots_);
+        const size_t mask = slots_.size() - 1;
+        for (const Slot& slot : old) {
+            if (!slot.used) continue;
+            size_t i = size_t(slot.hash) & mask;
+            while (slots_[i].used) i = (i + 1) & mask;
+            slots_[i] = slot;
+        }
+    }
+    std::vector<Slot> slots_;
+    size_t used_ = 0;
+};
 
 // Union-find over the pool with path halving; the smaller index roots a set.
 struct Links {
@@ -70,16 +121,15 @@ std::vector<IdEntry> idEntries(const VroPublication& pub) {
     return entries;
 }
 
-std::u16string placeOf(uint32_t index) {
-    std::u16string place = u"#";
-    char16_t digits[12];
-    uint32_t n = 0;
-    do {
-        digits[n++] = char16_t(u'0' + index % 10);
-        index /= 10;
-    } while (index != 0);
-    while (n > 0) place.push_back(digits[--n]);
-    return place;
+// Whether who is "#index".
+bool isPlace(std::u16string_view who, uint32_t index) noexcept {
+    if (who.size() < 2 || who[0] != u'#') return false;
+    uint64_t n = 0;
+    for (size_t i = 1; i < who.size(); ++i) {
+        if (who[i] < u'0' || who[i] > u'9' || n > 0xFFFFFFFFu) return false;
+        n = n * 10 + (who[i] - u'0');
+    }
+    return n == index;
 }
 
 // The key of the author at index, from the parsed identifiers.
@@ -90,9 +140,8 @@ void keyOfAuthor(const VroPublication& pub, const std::vector<IdEntry>& entries,
     if (name == nullptr) return;
     const uint32_t nameLength = uint32_t(std::char_traits<char16_t>::length(name));
     if (!entries.empty()) {
-        const std::u16string place = placeOf(index);
         for (const IdEntry& e : entries)
-            if (e.who == place) {
+            if (isPlace(e.who, index)) {
                 key.assign(e.key);
                 return;
             }
@@ -116,36 +165,77 @@ void keyOfAuthor(const VroPublication& pub, const std::vector<IdEntry>& entries,
     if (!nk.empty()) key = u"name:" + nk;
 }
 
+// Groups are found in one pass that notes every (group, publication,
+// spelling) met, and laid out at the end, so that the pass touches little
+// memory per author.
 struct GroupBuilder {
-    std::vector<VroGroup>& groups;
-    std::unordered_map<std::u16string, uint32_t> byKey;
-    // Per group: its spellings and how often each was met.
-    std::vector<std::vector<std::pair<std::u16string, uint32_t>>> spellings;
+    explicit GroupBuilder(std::vector<VroGroup>& out) : groups(out) {}
 
-    void add(const std::u16string& key, std::u16string_view spelling, uint32_t member) {
-        auto [it, inserted] = byKey.try_emplace(key, uint32_t(groups.size()));
-        if (inserted) {
-            groups.push_back(VroGroup{key, {}, {}});
-            spellings.emplace_back();
-        }
-        VroGroup& group = groups[it->second];
-        if (!group.members.empty() && group.members.back() == member) return;
-        group.members.push_back(member);
-        auto& seen = spellings[it->second];
-        for (auto& s : seen)
-            if (s.first == spelling) {
-                ++s.second;
-                return;
-            }
-        seen.emplace_back(std::u16string(spelling), 1u);
+    std::vector<VroGroup>& groups;
+    KeyTable byKey;
+    std::u16string keyPool;                  // every group's key, one after the other
+    std::vector<uint32_t> keyStart{0};       // group g's key: [keyStart[g], keyStart[g + 1])
+    std::vector<uint32_t> lastMember;        // per group: the last publication noted, plus 1
+    struct Occurrence {
+        uint32_t group;
+        uint32_t member;
+        std::u16string_view spelling;  // no data: the key itself
+    };
+    std::vector<Occurrence> seen;
+
+    std::u16string_view keyOf(uint32_t g) const {
+        return std::u16string_view(keyPool).substr(keyStart[g], keyStart[g + 1] - keyStart[g]);
     }
 
-    void name() {
-        for (size_t g = 0; g < groups.size(); ++g) {
-            const std::pair<std::u16string, uint32_t>* best = nullptr;
-            for (const auto& s : spellings[g])
+    void add(std::u16string_view key, std::u16string_view spelling, uint32_t member) {
+        const uint32_t fresh = uint32_t(lastMember.size());
+        const uint32_t g = byKey.findOrAdd(key, fresh, [&](uint32_t j) { return keyOf(j); });
+        if (g == fresh) {
+            keyPool.append(key);
+            keyStart.push_back(uint32_t(keyPool.size()));
+            lastMember.push_back(0);
+        }
+        if (lastMember[g] == member + 1) return;
+        lastMember[g] = member + 1;
+        seen.push_back({g, member, spelling});
+    }
+
+    // The groups in the order first met, their members in publication order
+    // and their commonest spelling.
+    void finish() {
+        const uint32_t count = uint32_t(lastMember.size());
+        std::vector<uint32_t> start(count + 1, 0);
+        for (const Occurrence& o : seen) ++start[o.group + 1];
+        for (uint32_t g = 0; g < count; ++g) start[g + 1] += start[g];
+        std::vector<uint32_t> order(seen.size());
+        {
+            std::vector<uint32_t> next(start.begin(), start.end() - 1);
+            for (uint32_t k = 0; k < seen.size(); ++k) order[next[seen[k].group]++] = k;
+        }
+        groups.resize(count);
+        std::vector<std::pair<std::u16string_view, uint32_t>> spellings;
+        for (uint32_t g = 0; g < count; ++g) {
+            VroGroup& group = groups[g];
+            group.key.assign(keyOf(g));
+            group.members.reserve(start[g + 1] - start[g]);
+            spellings.clear();
+            for (uint32_t k = start[g]; k < start[g + 1]; ++k) {
+                const Occurrence& o = seen[order[k]];
+                group.members.push_back(o.member);
+                const std::u16string_view spelling = o.spelling.data() ? o.spelling : keyOf(g);
+                bool counted = false;
+                for (auto& s : spellings)
+                    if (s.first == spelling) {
+                        ++s.second;
+                        counted = true;
+                        break;
+                    }
+                if (!counted) spellings.emplace_back(spelling, 1u);
+            }
+            const std::pair<std::u16string_view, uint32_t>* best = nullptr;
+            for (const auto& s : spellings)
                 if (best == nullptr || s.second > best->second) best = &s;
-            if (best != nullptr) groups[g].name = best->first;
+            if (best != nullptr) group.name.assign(best->first);
         }
     }
 };
@@ -157,7 +247,8 @@ std::u16string_view textOf(const XpString16& text) { return {text.data() ? text.
 ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks& works) noexcept {
     try {
         Links links(count);
-        std::unordered_map<std::u16string, uint32_t> byDoi;
+        KeyTable byDoi;
+        std::vector<std::u16string> doiKeys(count);
         // Publications of one title key and year: the first one without a
         // DOI links to every other; those with DOIs met before it wait for it.
         constexpr uint32_t kNone = 0xFFFFFFFFu;
@@ -165,7 +256,9 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
             uint32_t firstWithoutDoi;
             uint32_t waiting;  // index into waitingLists
         };
-        std::unordered_map<std::u16string, TitleSlot> byTitle;
+        KeyTable byTitle;
+        std::vector<std::u16string> titleKeys;  // per title slot
+        std::vector<TitleSlot> titleSlots;
         std::vector<std::vector<uint32_t>> waitingLists;
         std::u16string doi;
         std::u16string title;
@@ -174,15 +267,23 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
             if (!doiKey(p.DOI.data(), p.DOI.length(), doi)) return kErrNoMemory;
             const bool hasDoi = !doi.empty();
             if (hasDoi) {
-                auto [it, inserted] = byDoi.try_emplace(doi, i);
-                if (!inserted) links.join(it->second, i);
+                doiKeys[i] = doi;
+                const uint32_t first = byDoi.findOrAdd(doi, i, [&](uint32_t j) { return std::u16string_view(doiKeys[j]); });
+                if (first != i) links.join(first, i);
             }
             if (p.Year < 1) continue;
             if (!titleKey(p.Title.data(), p.Title.length(), title)) return kErrNoMemory;
             if (title.empty()) continue;
             title += u'\t';
             title += yearKey(p.Year);
-            TitleSlot& slot = byTitle.try_emplace(title, TitleSlot{kNone, kNone}).first->second;
+            const uint32_t fresh = uint32_t(titleSlots.size());
+            const uint32_t at =
+                byTitle.findOrAdd(title, fresh, [&](uint32_t j) { return std::u16string_view(titleKeys[j]); });
+            if (at == fresh) {
+                titleKeys.push_back(title);
+                titleSlots.push_back({kNone, kNone});
+            }
+            TitleSlot& slot = titleSlots[at];
             if (slot.firstWithoutDoi != kNone) {
                 links.join(slot.firstWithoutDoi, i);
             } else if (hasDoi) {
@@ -234,7 +335,7 @@ ResultCode groupPublications(const VroPublication* const* pubs, uint32_t count, 
                              std::vector<VroGroup>& groups) noexcept {
     try {
         groups.clear();
-        GroupBuilder builder{groups, {}, {}};
+        GroupBuilder builder(groups);
         std::u16string key;
         for (uint32_t i = 0; i < count; ++i) {
             const VroPublication& p = *pubs[i];
@@ -249,7 +350,7 @@ ResultCode groupPublications(const VroPublication* const* pubs, uint32_t count, 
                         builder.add(key, p.authorList[a].name, i);
                         any = true;
                     }
-                    if (!any) builder.add(std::u16string(), u"", i);
+                    if (!any) builder.add(std::u16string_view(), std::u16string_view(), i);
                     break;
                 }
                 case VroGroupKind::source:
@@ -258,11 +359,11 @@ ResultCode groupPublications(const VroPublication* const* pubs, uint32_t count, 
                     break;
                 case VroGroupKind::year:
                     key = yearKey(p.Year);
-                    builder.add(key, key, i);
+                    builder.add(key, std::u16string_view(), i);
                     break;
             }
         }
-        builder.name();
+        builder.finish();
     } catch (const std::bad_alloc&) {
         groups.clear();
         return kErrNoMemory;

@@ -23,12 +23,28 @@ void appendCodePoint(std::u16string& out, char32_t c) {
     }
 }
 
-char32_t lowerOf(const CharProperty& row, char32_t c) noexcept { return row.lower != 0 ? row.lower : c; }
-bool isLetter(const CharProperty& row) noexcept { return (row.category >> 4) == 1; }
-bool isNumber(const CharProperty& row) noexcept { return (row.category >> 4) == 3; }
-bool isWhite(char32_t c) noexcept {
-    return c == 32 || (c >= 9 && c <= 13) || (findCharProperty(c).category >> 4) == 6;
+// What the keys need of a character: its simple lower-case mapping and
+// category, from the character tables, with ASCII answered at once.
+struct Character {
+    char32_t lower;
+    uint8_t category;
+};
+
+Character classify(char32_t c) noexcept {
+    if (c < 0x80) {
+        if (c >= U'A' && c <= U'Z') return {c + 32, 0x11};
+        if (c >= U'a' && c <= U'z') return {c, 0x12};
+        if (c >= U'0' && c <= U'9') return {c, 0x31};
+        if (c == U' ') return {c, 0x61};
+        return {c, 0x47};  // punctuation, symbols and controls alike: none of them counts
+    }
+    const CharProperty& row = findCharProperty(c);
+    return {row.lower != 0 ? row.lower : c, row.category};
 }
+
+bool isLetter(const Character& c) noexcept { return (c.category >> 4) == 1; }
+bool isNumber(const Character& c) noexcept { return (c.category >> 4) == 3; }
+bool isWhite(char32_t c) noexcept { return c == 32 || (c >= 9 && c <= 13) || (classify(c).category >> 4) == 6; }
 
 char16_t asciiLower(char16_t c) noexcept { return c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c; }
 
@@ -37,9 +53,9 @@ uint32_t appendLetters(const char16_t* text, uint32_t begin, uint32_t end, std::
     uint32_t n = 0;
     for (uint32_t i = begin; i < end;) {
         const char32_t c = nextCodePoint(text, end, i);
-        const CharProperty& row = findCharProperty(c);
+        const Character row = classify(c);
         if (!isLetter(row)) continue;
-        appendCodePoint(out, lowerOf(row, c));
+        appendCodePoint(out, row.lower);
         ++n;
     }
     return n;
@@ -49,8 +65,8 @@ uint32_t appendLetters(const char16_t* text, uint32_t begin, uint32_t end, std::
 char32_t firstLetter(const char16_t* text, uint32_t begin, uint32_t end) noexcept {
     for (uint32_t i = begin; i < end;) {
         const char32_t c = nextCodePoint(text, end, i);
-        const CharProperty& row = findCharProperty(c);
-        if (isLetter(row)) return lowerOf(row, c);
+        const Character row = classify(c);
+        if (isLetter(row)) return row.lower;
     }
     return 0;
 }
@@ -68,7 +84,7 @@ bool looksLikeInitials(const char16_t* text, Word w) noexcept {
     bool stop = false;
     for (uint32_t i = w.begin; i < w.end;) {
         const char32_t c = nextCodePoint(text, w.end, i);
-        const CharProperty& row = findCharProperty(c);
+        const Character row = classify(c);
         if (c == U'.') stop = true;
         if (!isLetter(row)) continue;
         ++letters;
@@ -110,9 +126,9 @@ bool titleKey(const char16_t* text, uint32_t length, std::u16string& key) noexce
         uint32_t count = 0;
         for (uint32_t i = 0; i < length;) {
             const char32_t c = nextCodePoint(text, length, i);
-            const CharProperty& row = findCharProperty(c);
+            const Character row = classify(c);
             if (!isLetter(row) && !isNumber(row)) continue;
-            appendCodePoint(key, lowerOf(row, c));
+            appendCodePoint(key, row.lower);
             ++count;
         }
         if (count < kMinTitleKeyLength) key.clear();
@@ -181,7 +197,7 @@ bool sourceKey(const char16_t* text, uint32_t length, std::u16string& key) noexc
             }
             if (blank) key.push_back(u' ');
             blank = false;
-            appendCodePoint(key, lowerOf(findCharProperty(c), c));
+            appendCodePoint(key, classify(c).lower);
         }
     } catch (const std::bad_alloc&) {
         key.clear();
