@@ -146,7 +146,7 @@ ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const
     char numbers[kNumbersRoom];
     char* p = numbers;
     *p++ = ',';
-    p = putUnsigned(p, list.count());
+    p = putUnsigned(p, frame.publications != kPublicationsFromList ? frame.publications : list.count());
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         *p++ = ',';
         (void)putField(p, m, row);
@@ -211,7 +211,8 @@ ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, cons
     char* p = numbers;
     static constexpr char kPublications[] = ",\"publications\":";
     std::memcpy(p, kPublications, sizeof kPublications - 1);
-    p = putUnsigned(p + sizeof kPublications - 1, list.count());
+    p = putUnsigned(p + sizeof kPublications - 1,
+                    frame.publications != kPublicationsFromList ? frame.publications : list.count());
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         // Schema names are plain ASCII identifiers: no escaping needed.
         *p++ = ',';

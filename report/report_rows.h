@@ -45,6 +45,8 @@ struct VroMetrics;
 // exports, publications_read and duplicates_merged (after error), and the
 // papers of a merged body with found_in, the exports each work was found in
 // and each one's count ("a.csv:12;b.ris:10").
+inline constexpr uint32_t kPublicationsFromList = 0xFFFFFFFFu;
+
 struct VroRowFrame {
     bool grouped = false;
     bool merged = false;
@@ -53,6 +55,9 @@ struct VroRowFrame {
     uint32_t exports = 0;
     uint32_t publicationsRead = 0;
     uint32_t duplicatesMerged = 0;
+    // csv and json of a group whose metrics were kept rather than its
+    // publications: how many it has (the list given is then not read).
+    uint32_t publications = kPublicationsFromList;
     // papers of a merged body: found_in of the publication whose Rank is
     // r at foundIn[r - 1] (foundInCount of them).
     const char16_t* const* foundIn = nullptr;

@@ -50,6 +50,7 @@ struct RankedGroup {
     uint32_t group;
     uint32_t h;
     uint32_t cites;
+    uint32_t kept;  // csv and json: the group's metrics in kept
 };
 
 ResultCode writeGroupsOf(const ReportRun& run, const VroRowFrame& base, const char16_t* label,
@@ -63,6 +64,11 @@ ResultCode writeGroupsOf(const ReportRun& run, const VroRowFrame& base, const ch
     VroPublicationList numbers;  // the ranking's calculations
     VroPublicationList list;     // the rows'
     VroMetrics metrics;
+    // The rows of csv and json read only the metrics: those are kept from
+    // the ranking's calculation (less than the rows' own text) instead of
+    // calculated again.
+    const bool keepMetrics = !run.format->readsPapers;
+    std::vector<VroMetrics> kept;
     for (uint32_t g = 0; g < groups.size(); ++g) {
         const VroGroup& group = groups[g];
         if (group.members.size() < run.minPapers) continue;
@@ -70,7 +76,8 @@ ResultCode writeGroupsOf(const ReportRun& run, const VroRowFrame& base, const ch
         for (const uint32_t m : group.members) members.push_back(pubs[m]);
         rc = calculateOver(members.data(), uint32_t(members.size()), false, run.now, numbers, metrics);
         if (rc != kResultOk) return rc;
-        ranked.push_back({g, metrics.hIndex, metrics.totalCites});
+        ranked.push_back({g, metrics.hIndex, metrics.totalCites, uint32_t(kept.size())});
+        if (keepMetrics) kept.push_back(metrics);
     }
     std::sort(ranked.begin(), ranked.end(), [&](const RankedGroup& a, const RankedGroup& b) {
         if (a.h != b.h) return a.h > b.h;
@@ -92,12 +99,16 @@ ResultCode writeGroupsOf(const ReportRun& run, const VroRowFrame& base, const ch
         const size_t shown = html && pass == 1 ? std::min<size_t>(ranked.size(), kChartedGroups) : ranked.size();
         for (size_t r = 0; r < shown; ++r) {
             const VroGroup& group = groups[ranked[r].group];
-            members.clear();
-            for (const uint32_t m : group.members) members.push_back(pubs[m]);
-            const bool titles = run.format->readsPapers;
-            rc = calculateOver(members.data(), uint32_t(members.size()), titles, run.now, list, metrics);
-            if (rc != kResultOk) return rc;
             VroRowFrame frame = base;
+            if (keepMetrics) {
+                frame.publications = uint32_t(group.members.size());
+            } else {
+                members.clear();
+                for (const uint32_t m : group.members) members.push_back(pubs[m]);
+                rc = calculateOver(members.data(), uint32_t(members.size()), true, run.now, list, metrics);
+                if (rc != kResultOk) return rc;
+            }
+            const VroMetrics& shown = keepMetrics ? kept[ranked[r].kept] : metrics;
             frame.grouped = true;
             frame.groupKey = group.key.c_str();
             frame.groupName = group.name.c_str();
@@ -106,11 +117,11 @@ ResultCode writeGroupsOf(const ReportRun& run, const VroRowFrame& base, const ch
                 countPool(*pool, workIndexes, frame, stamp, uint32_t(r + 1 + pass * ranked.size()));
             }
             if (!html)
-                rc = run.format->writeFramedInput(frame, label, formatName, list, metrics, out);
+                rc = run.format->writeFramedInput(frame, label, formatName, list, shown, out);
             else if (pass == 0)
-                rc = writeHtmlGroupRow(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &metrics});
+                rc = writeHtmlGroupRow(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &shown});
             else
-                rc = writeHtmlGroupChart(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &metrics}, list);
+                rc = writeHtmlGroupChart(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &shown}, list);
             if (isWriteFailure(rc)) return rc;
         }
         if (html && pass == 0) {
