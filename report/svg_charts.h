@@ -34,7 +34,7 @@
 
 #include "foundation/result_codes.h"
 
-class VroMarkupStream;
+class XpTextWriter;
 class VroPublication;
 
 struct VroChartInput {
@@ -45,5 +45,5 @@ struct VroChartInput {
     const char16_t* label;  // named in the charts' accessible titles
 };
 
-[[nodiscard]] ResultCode writeRankChart(VroMarkupStream& out, const VroChartInput& input) noexcept;
-[[nodiscard]] ResultCode writeYearChart(VroMarkupStream& out, const VroChartInput& input) noexcept;
+void writeRankChart(XpTextWriter* out, const VroChartInput& input) noexcept;
+[[nodiscard]] ResultCode writeYearChart(XpTextWriter* out, const VroChartInput& input) noexcept;
