@@ -26,8 +26,8 @@
 //   a sentence instead.
 //
 // The papers are the used publications in the calculation's walk order (most
-// cited first). Both return 0 or the first failing code (12 when working
-// room cannot be allocated).
+// cited first). A failed write is kept by the text writer; writeYearChart
+// returns 12 when its working room cannot be allocated, else 0.
 #pragma once
 
 #include <cstdint>
