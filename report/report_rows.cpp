@@ -12,14 +12,6 @@
 
 namespace {
 
-// Keeps the first code that is a real write failure.
-struct FirstFailure {
-    ResultCode code = kResultOk;
-    void operator()(ResultCode rc) noexcept {
-        if (code == kResultOk && isWriteFailure(rc)) code = rc;
-    }
-};
-
 // Digits of 32-bit values, written forward into a caller's buffer; each
 // returns the position after the last character.
 char* putUnsigned(char* p, uint32_t value) noexcept {
@@ -64,66 +56,60 @@ bool needsCsvQuotes(const char16_t* text) noexcept {
 
 // One CSV text column: quoted with inner quotes doubled when it holds a
 // comma, a quote or a line end (or always, for titles).
-ResultCode writeCsvText(XpTextWriter* out, const char16_t* text, bool alwaysQuote) noexcept {
+void writeCsvText(XpTextWriter* out, const char16_t* text, bool alwaysQuote) noexcept {
     if (!text) text = u"";
-    FirstFailure failure;
     if (!alwaysQuote && !needsCsvQuotes(text)) {
-        failure(out->writeText16(text));
-        return failure.code;
+        out->writeText16(text);
+        return;
     }
-    failure(out->writeText("\"", 1));
+    out->writeText("\"", 1);
     const char16_t* run = text;
     const char16_t* p = text;
     for (; *p; ++p) {
         if (*p != u'"') continue;
         // The quote ends this run and starts the next: written twice.
-        failure(out->writeText16(run, uint32_t(p - run + 1)));
+        out->writeText16(run, uint32_t(p - run + 1));
         run = p;
     }
-    failure(out->writeText16(run, uint32_t(p - run)));
-    failure(out->writeText("\"", 1));
-    return failure.code;
+    out->writeText16(run, uint32_t(p - run));
+    out->writeText("\"", 1);
 }
 
-ResultCode writeCsvNarrow(XpTextWriter* out, const char* text) noexcept {
+void writeCsvNarrow(XpTextWriter* out, const char* text) noexcept {
     XpString16 wide;
     (void)wide.assign(text ? text : "");  // invalid bytes become U+FFFD
-    return writeCsvText(out, wide.data(), false);
+    writeCsvText(out, wide.data(), false);
 }
 
-ResultCode writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
+void writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
     XpString16 wide;
     (void)wide.assign(text ? text : "");
-    const ResultCode rc = out->writeQuoted(wide.data());
-    return isWriteFailure(rc) ? rc : kResultOk;
+    out->writeQuoted(wide.data());
 }
 
 // --- csv ---
 
 ResultCode csvFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    if (frame.grouped) failure(out->writeText("group_key,group_name,"));
-    failure(out->writeText("file,format,publications"));
+    if (frame.grouped) out->writeText("group_key,group_name,");
+    out->writeText("file,format,publications");
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
-        failure(out->writeText(",", 1));
-        failure(out->writeText(row.snakeName));
+        out->writeText(",", 1);
+        out->writeText(row.snakeName);
     }
-    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) failure(writerPrintf(out, ",authors_%u", b));
-    failure(out->writeText(frame.merged ? ",error,exports,publications_read,duplicates_merged\n" : ",error\n"));
-    return failure.code;
+    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) writerPrintf(out, ",authors_%u", b);
+    out->writeText(frame.merged ? ",error,exports,publications_read,duplicates_merged\n" : ",error\n");
+    return kResultOk;
 }
 
 ResultCode csvHead(XpTextWriter* out) noexcept { return csvFramedHead(VroRowFrame{}, out); }
 
 // The columns a frame puts before a row.
-ResultCode csvGroupColumns(const VroRowFrame& frame, XpTextWriter* out) noexcept {
-    if (!frame.grouped) return kResultOk;
-    FirstFailure failure;
-    failure(writeCsvText(out, frame.groupKey, false));
-    failure(out->writeText(",", 1));
-    failure(writeCsvText(out, frame.groupName, false));
-    failure(out->writeText(",", 1));
-    return failure.code;
+void csvGroupColumns(const VroRowFrame& frame, XpTextWriter* out) noexcept {
+    if (!frame.grouped) return;
+    writeCsvText(out, frame.groupKey, false);
+    out->writeText(",", 1);
+    writeCsvText(out, frame.groupName, false);
+    out->writeText(",", 1);
 }
 
 // The pool counts a merged row ends with, each after a comma.
@@ -136,17 +122,20 @@ char* putPoolCounts(char* p, const VroRowFrame& frame) noexcept {
     return putUnsigned(p, frame.duplicatesMerged);
 }
 
+uint32_t publicationsOf(const VroRowFrame& frame, const VroPublicationList& list) noexcept {
+    return frame.publications != kPublicationsFromList ? frame.publications : list.count();
+}
+
 ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
                           const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(csvGroupColumns(frame, out));
-    failure(writeCsvText(out, label, false));
-    failure(out->writeText(",", 1));
-    failure(writeCsvNarrow(out, formatName));
+    csvGroupColumns(frame, out);
+    writeCsvText(out, label, false);
+    out->writeText(",", 1);
+    writeCsvNarrow(out, formatName);
     char numbers[kNumbersRoom];
     char* p = numbers;
     *p++ = ',';
-    p = putUnsigned(p, frame.publications != kPublicationsFromList ? frame.publications : list.count());
+    p = putUnsigned(p, publicationsOf(frame, list));
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         *p++ = ',';
         (void)putField(p, m, row);
@@ -158,8 +147,8 @@ ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const
     *p++ = ',';  // no error
     if (frame.merged) p = putPoolCounts(p, frame);
     *p++ = '\n';
-    failure(out->writeText(numbers, uint32_t(p - numbers)));
-    return failure.code;
+    out->writeText(numbers, uint32_t(p - numbers));
+    return kResultOk;
 }
 
 ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
@@ -169,16 +158,15 @@ ResultCode csvInput(const char16_t* label, const char* formatName, const VroPubl
 
 ResultCode csvFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
                             XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(csvGroupColumns(frame, out));
-    failure(writeCsvText(out, label, false));
+    csvGroupColumns(frame, out);
+    writeCsvText(out, label, false);
     // format, publications, the named fields and the histogram stay empty.
     char commas[2 + kMetricsSchemaRows + kAuthorHistogramSize + 1];
     std::memset(commas, ',', sizeof commas);
-    failure(out->writeText(commas, sizeof commas));
-    failure(writeCsvNarrow(out, message));
-    failure(out->writeText(frame.merged ? ",,,\n" : "\n"));
-    return failure.code;
+    out->writeText(commas, sizeof commas);
+    writeCsvNarrow(out, message);
+    out->writeText(frame.merged ? ",,,\n" : "\n");
+    return kResultOk;
 }
 
 ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
@@ -187,32 +175,28 @@ ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* 
 
 // --- json ---
 
-ResultCode jsonGroupKeys(const VroRowFrame& frame, XpTextWriter* out) noexcept {
-    if (!frame.grouped) return kResultOk;
-    FirstFailure failure;
-    failure(out->writeText("\"group_key\":"));
-    failure(out->writeQuoted(frame.groupKey ? frame.groupKey : u""));
-    failure(out->writeText(",\"group_name\":"));
-    failure(out->writeQuoted(frame.groupName ? frame.groupName : u""));
-    failure(out->writeText(",", 1));
-    return failure.code;
+void jsonGroupKeys(const VroRowFrame& frame, XpTextWriter* out) noexcept {
+    if (!frame.grouped) return;
+    out->writeText("\"group_key\":");
+    out->writeQuoted(frame.groupKey ? frame.groupKey : u"");
+    out->writeText(",\"group_name\":");
+    out->writeQuoted(frame.groupName ? frame.groupName : u"");
+    out->writeText(",", 1);
 }
 
 ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
                            const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(out->writeText("{", 1));
-    failure(jsonGroupKeys(frame, out));
-    failure(out->writeText("\"file\":"));
-    failure(out->writeQuoted(label ? label : u""));
-    failure(out->writeText(",\"format\":"));
-    failure(writeJsonNarrow(out, formatName));
+    out->writeText("{", 1);
+    jsonGroupKeys(frame, out);
+    out->writeText("\"file\":");
+    out->writeQuoted(label ? label : u"");
+    out->writeText(",\"format\":");
+    writeJsonNarrow(out, formatName);
     char numbers[kNumbersRoom];
     char* p = numbers;
     static constexpr char kPublications[] = ",\"publications\":";
     std::memcpy(p, kPublications, sizeof kPublications - 1);
-    p = putUnsigned(p + sizeof kPublications - 1,
-                    frame.publications != kPublicationsFromList ? frame.publications : list.count());
+    p = putUnsigned(p + sizeof kPublications - 1, publicationsOf(frame, list));
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         // Schema names are plain ASCII identifiers: no escaping needed.
         *p++ = ',';
@@ -247,8 +231,8 @@ ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, cons
     }
     *p++ = '}';
     *p++ = '\n';
-    failure(out->writeText(numbers, uint32_t(p - numbers)));
-    return failure.code;
+    out->writeText(numbers, uint32_t(p - numbers));
+    return kResultOk;
 }
 
 ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
@@ -258,15 +242,14 @@ ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPub
 
 ResultCode jsonFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
                              XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(out->writeText("{", 1));
-    failure(jsonGroupKeys(frame, out));
-    failure(out->writeText("\"file\":"));
-    failure(out->writeQuoted(label ? label : u""));
-    failure(out->writeText(",\"error\":"));
-    failure(writeJsonNarrow(out, message));
-    failure(out->writeText("}\n"));
-    return failure.code;
+    out->writeText("{", 1);
+    jsonGroupKeys(frame, out);
+    out->writeText("\"file\":");
+    out->writeQuoted(label ? label : u"");
+    out->writeText(",\"error\":");
+    writeJsonNarrow(out, message);
+    out->writeText("}\n");
+    return kResultOk;
 }
 
 ResultCode jsonFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
@@ -278,23 +261,21 @@ ResultCode jsonFramedHead(const VroRowFrame&, XpTextWriter*) noexcept { return k
 // --- papers ---
 
 ResultCode papersFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    if (frame.grouped) failure(out->writeText("group_key,group_name,"));
-    failure(out->writeText("file,rank,year,cites,authors,age,cites_per_year_100,cites_per_author,in_h_core,use,title"));
-    failure(out->writeText(frame.merged ? ",found_in\n" : "\n"));
-    return failure.code;
+    if (frame.grouped) out->writeText("group_key,group_name,");
+    out->writeText("file,rank,year,cites,authors,age,cites_per_year_100,cites_per_author,in_h_core,use,title");
+    out->writeText(frame.merged ? ",found_in\n" : "\n");
+    return kResultOk;
 }
 
 ResultCode papersHead(XpTextWriter* out) noexcept { return papersFramedHead(VroRowFrame{}, out); }
 
 ResultCode papersFramedInput(const VroRowFrame& frame, const char16_t* label, const char*,
                              const VroPublicationList& list, const VroMetrics&, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    for (uint32_t i = 0; i < list.count() && failure.code == kResultOk; ++i) {
+    for (uint32_t i = 0; i < list.count() && out->failure() == kResultOk; ++i) {
         const VroPublication* pub = list.at(i);
         if (!pub) continue;
-        failure(csvGroupColumns(frame, out));
-        failure(writeCsvText(out, label, false));
+        csvGroupColumns(frame, out);
+        writeCsvText(out, label, false);
         char numbers[9 * 12 + 4];
         char* p = numbers;
         *p++ = ',';
@@ -316,17 +297,17 @@ ResultCode papersFramedInput(const VroRowFrame& frame, const char16_t* label, co
         *p++ = ',';
         p = putSigned(p, pub->Use);
         *p++ = ',';
-        failure(out->writeText(numbers, uint32_t(p - numbers)));
-        failure(writeCsvText(out, pub->Title.data(), true));
+        out->writeText(numbers, uint32_t(p - numbers));
+        writeCsvText(out, pub->Title.data(), true);
         if (frame.merged) {
-            failure(out->writeText(",", 1));
+            out->writeText(",", 1);
             const uint32_t rank = uint32_t(pub->Rank);
             const bool known = rank >= 1 && rank <= frame.foundInCount && frame.foundIn != nullptr;
-            failure(writeCsvText(out, known ? frame.foundIn[rank - 1] : u"", false));
+            writeCsvText(out, known ? frame.foundIn[rank - 1] : u"", false);
         }
-        failure(out->writeText("\n", 1));
+        out->writeText("\n", 1);
     }
-    return failure.code;
+    return kResultOk;
 }
 
 ResultCode papersInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
@@ -336,11 +317,10 @@ ResultCode papersInput(const char16_t* label, const char* formatName, const VroP
 
 ResultCode papersFramedFailure(const VroRowFrame& frame, const char16_t* label, const char*,
                                XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(csvGroupColumns(frame, out));
-    failure(writeCsvText(out, label, false));
-    failure(out->writeText(frame.merged ? ",,,,,,,,,,,\n" : ",,,,,,,,,,\n"));
-    return failure.code;
+    csvGroupColumns(frame, out);
+    writeCsvText(out, label, false);
+    out->writeText(frame.merged ? ",,,,,,,,,,,\n" : ",,,,,,,,,,\n");
+    return kResultOk;
 }
 
 ResultCode papersFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {

@@ -122,16 +122,16 @@ ResultCode writeGroupsOf(const ReportRun& run, const VroRowFrame& base, const ch
                 rc = writeHtmlGroupRow(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &shown});
             else
                 rc = writeHtmlGroupChart(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &shown}, list);
-            if (isWriteFailure(rc)) return rc;
+            if (rc != kResultOk) return rc;
         }
         if (html && pass == 0) {
             rc = writeHtmlGroupsTableEnd(out, page);
-            if (isWriteFailure(rc)) return rc;
+            if (rc != kResultOk) return rc;
         }
     }
     if (html) {
         rc = writeHtmlGroupsEnd(out);
-        if (isWriteFailure(rc)) return rc;
+        if (rc != kResultOk) return rc;
     }
     return kResultOk;
 }
@@ -231,7 +231,7 @@ ResultCode writeMergedOf(const ReportRun& run, const std::vector<MergedExport>& 
     if (!isHtml(run)) return run.format->writeFramedInput(frame, label.c_str(), formats.c_str(), list, metrics, out);
 
     rc = writeHtmlSection(out, VroHtmlSection{label.c_str(), formats.c_str(), &list, &metrics, nullptr});
-    if (isWriteFailure(rc)) return rc;
+    if (rc != kResultOk) return rc;
     // Each export's share: works it holds, works only it holds; and the
     // works found in several exports.
     std::vector<VroHtmlPoolRow> shares;
