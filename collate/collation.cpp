@@ -268,7 +268,8 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
             const bool hasDoi = !doi.empty();
             if (hasDoi) {
                 doiKeys[i] = doi;
-                const uint32_t first = byDoi.findOrAdd(doi, i, [&](uint32_t j) { return std::u16string_view(doiKeys[j]); });
+                const uint32_t first =
+                    byDoi.findOrAdd(doi, i, [&](uint32_t j) { return std::u16string_view(doiKeys[j]); });
                 if (first != i) links.join(first, i);
             }
             if (p.Year < 1) continue;

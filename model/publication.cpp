@@ -332,7 +332,8 @@ VroPublication* VroPublicationList::add() noexcept {
     if (place == nullptr) return nullptr;
     auto* publication = new (place) VroPublication();
     publication->keptTexts = retainedTexts_;
-    if (open_ != nullptr && (retainedTexts_ | kTextAuthorIds) != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, publication);
+    if (open_ != nullptr && (retainedTexts_ | kTextAuthorIds) != 0xFFFFFFFFu)
+        open_->dropTexts(retainedTexts_, publication);
     open_ = publication;
     // A list that cannot grow still hands the record out: filters test only
     // for null, and the established behaviour is kept.

@@ -5,7 +5,6 @@
 #include <new>
 #include <string>
 
-#include "app/varoreport/report_run.h"
 #include "collate/collation.h"
 #include "model/metrics_record.h"
 #include "model/publication.h"
@@ -14,7 +13,7 @@
 
 namespace {
 
-bool isHtml(const ReportRun& run) noexcept { return run.format->writeFramedInput == nullptr; }
+bool isHtml(const CollatedRun& run) noexcept { return run.format->writeFramedInput == nullptr; }
 
 // What a group row of merged works says about the pool: the works' pooled
 // publications and the exports they came from.
@@ -53,7 +52,7 @@ struct RankedGroup {
     uint32_t kept;  // csv and json: the group's metrics in kept
 };
 
-ResultCode writeGroupsOf(const ReportRun& run, const VroRowFrame& base, const char16_t* label,
+ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const char16_t* label,
                          const char* formatName, const VroPublication* const* pubs, uint32_t count,
                          const PoolView* pool, XpTextWriter* out) {
     std::vector<VroGroup> groups;
@@ -146,7 +145,7 @@ void appendNumber(std::u16string& text, uint32_t value) {
     while (n > 0) text.push_back(digits[--n]);
 }
 
-ResultCode writeMergedOf(const ReportRun& run, const std::vector<MergedExport>& exports, XpTextWriter* out) {
+ResultCode writeMergedOf(const CollatedRun& run, const std::vector<MergedExport>& exports, XpTextWriter* out) {
     // The pool: every used publication of the exports that imported, in order.
     std::vector<VroPublication*> pool;
     std::vector<uint32_t> exportOf;
@@ -262,7 +261,7 @@ ResultCode writeMergedOf(const ReportRun& run, const std::vector<MergedExport>& 
 
 }  // namespace
 
-uint32_t collatedTexts(const ReportRun& run) noexcept {
+uint32_t collatedTexts(const CollatedRun& run) noexcept {
     uint32_t texts = 0;
     if (run.merge || run.format->readsPapers) texts |= kFieldTitle;
     if (run.merge) texts |= kFieldDoi;
@@ -271,7 +270,7 @@ uint32_t collatedTexts(const ReportRun& run) noexcept {
     return texts;
 }
 
-ResultCode writeGroups(const ReportRun& run, const VroRowFrame& frame, const char16_t* label, const char* formatName,
+ResultCode writeGroups(const CollatedRun& run, const VroRowFrame& frame, const char16_t* label, const char* formatName,
                        const VroPublication* const* pubs, uint32_t count, XpTextWriter* out) noexcept {
     try {
         return writeGroupsOf(run, frame, label, formatName, pubs, count, nullptr, out);
@@ -280,7 +279,7 @@ ResultCode writeGroups(const ReportRun& run, const VroRowFrame& frame, const cha
     }
 }
 
-ResultCode writeMerged(const ReportRun& run, const std::vector<MergedExport>& exports, XpTextWriter* out) noexcept {
+ResultCode writeMerged(const CollatedRun& run, const std::vector<MergedExport>& exports, XpTextWriter* out) noexcept {
     try {
         return writeMergedOf(run, exports, out);
     } catch (const std::bad_alloc&) {

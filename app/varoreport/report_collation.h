@@ -26,14 +26,23 @@
 class VroPublication;
 class VroPublicationList;
 class XpTextWriter;
-struct ReportRun;
+struct VroReportFormat;
 struct VroRowFrame;
 
 inline constexpr uint32_t kChartedGroups = 20;
 
-uint32_t collatedTexts(const ReportRun& run) noexcept;
+// What the collation takes of a report run.
+struct CollatedRun {
+    const VroReportFormat* format;
+    int64_t now;        // seconds since 1970-01-01 00:00 UTC
+    bool merge;
+    uint32_t by;        // 0: no grouping; else 1 + VroGroupKind
+    uint32_t minPapers;
+};
 
-[[nodiscard]] ResultCode writeGroups(const ReportRun& run, const VroRowFrame& frame, const char16_t* label,
+uint32_t collatedTexts(const CollatedRun& run) noexcept;
+
+[[nodiscard]] ResultCode writeGroups(const CollatedRun& run, const VroRowFrame& frame, const char16_t* label,
                                      const char* formatName, const VroPublication* const* pubs, uint32_t count,
                                      XpTextWriter* out) noexcept;
 
@@ -43,5 +52,5 @@ struct MergedExport {
     VroPublicationList* list;  // null: the export failed
 };
 
-[[nodiscard]] ResultCode writeMerged(const ReportRun& run, const std::vector<MergedExport>& exports,
+[[nodiscard]] ResultCode writeMerged(const CollatedRun& run, const std::vector<MergedExport>& exports,
                                      XpTextWriter* out) noexcept;

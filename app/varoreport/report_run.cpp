@@ -87,6 +87,10 @@ void noteFailure(ResultCode rc, const VroImportDetails& details, XpString& messa
     if (message.append(": ") != kResultOk || message.append(explanation) != kResultOk) message.setLength(plain);
 }
 
+CollatedRun collatedRun(const ReportRun& run) noexcept {
+    return CollatedRun{run.format, run.now, run.merge, run.by, run.minPapers};
+}
+
 // The frame of a collated run's rows.
 VroRowFrame runFrame(const ReportRun& run) noexcept {
     VroRowFrame frame;
@@ -112,7 +116,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
     ResultCode rc = list ? input.failure : kErrNoMemory;
     VroImportDetails details;
     if (rc == kResultOk) {
-        list->retainTexts(collatedTexts(run));
+        list->retainTexts(collatedTexts(collatedRun(run)));
         rc = importPublications(input.path.c_str(), *list, nullptr, slot.filterName, nullptr, &details);
         list->endImport();
     }
@@ -143,8 +147,8 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
             for (uint32_t i = 0; used && i < list->count(); ++i)
                 if (const VroPublication* p = list->at(i); p != nullptr && p->Use >= 1) used[count++] = p;
             if (used)
-                rowsCode = writeGroups(run, frame, slot.label.data(), slot.filterName.data(), used.get(), count,
-                                       writer.get());
+                rowsCode = writeGroups(collatedRun(run), frame, slot.label.data(), slot.filterName.data(),
+                                       used.get(), count, writer.get());
         }
         const ResultCode closed = writer->close();
         if (rowsCode == kResultOk) rowsCode = closed;
@@ -389,7 +393,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
             exports.reserve(inputs.size());
             for (size_t i = 0; i < inputs.size(); ++i)
                 exports.push_back({slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get()});
-            outputCode = writeMerged(run, exports, out.get());
+            outputCode = writeMerged(collatedRun(run), exports, out.get());
         } catch (const std::bad_alloc&) {
             outputCode = kErrNoMemory;
         }
