@@ -165,28 +165,33 @@ void keyOfAuthor(const VroPublication& pub, const std::vector<IdEntry>& entries,
     if (!nk.empty()) key = u"name:" + nk;
 }
 
+std::u16string_view textOf(const XpString16& text) { return {text.data() ? text.data() : u"", text.length()}; }
+
 // Groups are found in one pass that notes every (group, publication,
 // spelling) met, and laid out at the end, so that the pass touches little
-// memory per author.
+// memory per author. Spellings are copied, so that the texts they come from
+// may go once their publication has been noted.
 struct GroupBuilder {
-    explicit GroupBuilder(std::vector<VroGroup>& out) : groups(out) {}
-
-    std::vector<VroGroup>& groups;
+    std::vector<VroGroup> groups;
     KeyTable byKey;
-    std::u16string keyPool;                  // every group's key, one after the other
-    std::vector<uint32_t> keyStart{0};       // group g's key: [keyStart[g], keyStart[g + 1])
-    std::vector<uint32_t> lastMember;        // per group: the last publication noted, plus 1
+    std::u16string keyPool;              // every group's key, one after the other
+    std::vector<uint32_t> keyStart{0};   // group g's key: [keyStart[g], keyStart[g + 1])
+    std::vector<uint32_t> lastMember;    // per group: the last publication noted, plus 1
+    std::u16string spellingPool;
     struct Occurrence {
         uint32_t group;
         uint32_t member;
-        std::u16string_view spelling;  // no data: the key itself
+        uint32_t spelling;  // into spellingPool; kNoSpelling: the key itself
+        uint32_t spellingLength;
     };
+    static constexpr uint32_t kNoSpelling = 0xFFFFFFFFu;
     std::vector<Occurrence> seen;
 
     std::u16string_view keyOf(uint32_t g) const {
         return std::u16string_view(keyPool).substr(keyStart[g], keyStart[g + 1] - keyStart[g]);
     }
 
+    // spelling without data: the key is the group's name.
     void add(std::u16string_view key, std::u16string_view spelling, uint32_t member) {
         const uint32_t fresh = uint32_t(lastMember.size());
         const uint32_t g = byKey.findOrAdd(key, fresh, [&](uint32_t j) { return keyOf(j); });
@@ -197,7 +202,12 @@ struct GroupBuilder {
         }
         if (lastMember[g] == member + 1) return;
         lastMember[g] = member + 1;
-        seen.push_back({g, member, spelling});
+        uint32_t at = kNoSpelling;
+        if (spelling.data() != nullptr) {
+            at = uint32_t(spellingPool.size());
+            spellingPool.append(spelling);
+        }
+        seen.push_back({g, member, at, uint32_t(spelling.size())});
     }
 
     // The groups in the order first met, their members in publication order
@@ -222,7 +232,9 @@ struct GroupBuilder {
             for (uint32_t k = start[g]; k < start[g + 1]; ++k) {
                 const Occurrence& o = seen[order[k]];
                 group.members.push_back(o.member);
-                const std::u16string_view spelling = o.spelling.data() ? o.spelling : keyOf(g);
+                const std::u16string_view spelling =
+                    o.spelling == kNoSpelling ? keyOf(g)
+                                              : std::u16string_view(spellingPool).substr(o.spelling, o.spellingLength);
                 bool counted = false;
                 for (auto& s : spellings)
                     if (s.first == spelling) {
@@ -238,9 +250,34 @@ struct GroupBuilder {
             if (best != nullptr) group.name.assign(best->first);
         }
     }
-};
 
-std::u16string_view textOf(const XpString16& text) { return {text.data() ? text.data() : u"", text.length()}; }
+    // Notes one publication under every key it has.
+    void note(const VroPublication& p, uint32_t member, VroGroupKind kind, std::u16string& key) {
+        switch (kind) {
+            case VroGroupKind::author: {
+                const std::vector<IdEntry> entries = idEntries(p);
+                const uint32_t listed = p.authorList != nullptr ? p.authorCount : 0;
+                bool any = false;
+                for (uint32_t a = 0; a < listed && a < kMaxAuthors; ++a) {
+                    keyOfAuthor(p, entries, a, key);
+                    if (key.empty()) continue;
+                    add(key, p.authorList[a].name, member);
+                    any = true;
+                }
+                if (!any) add(std::u16string_view(), std::u16string_view(), member);
+                break;
+            }
+            case VroGroupKind::source:
+                if (!sourceKey(p.Source.data(), p.Source.length(), key)) throw std::bad_alloc();
+                add(key, key.empty() ? std::u16string_view(u"") : textOf(p.Source), member);
+                break;
+            case VroGroupKind::year:
+                key = yearKey(p.Year);
+                add(key, std::u16string_view(), member);
+                break;
+        }
+    }
+};
 
 }  // namespace
 
@@ -332,44 +369,47 @@ bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) n
     return true;
 }
 
-ResultCode groupPublications(const VroPublication* const* pubs, uint32_t count, VroGroupKind kind,
-                             std::vector<VroGroup>& groups) noexcept {
+struct VroGroupCollector::State {
+    GroupBuilder builder;
+    std::u16string key;
+};
+
+VroGroupCollector::VroGroupCollector(VroGroupKind kind) noexcept : kind_(kind) {}
+VroGroupCollector::~VroGroupCollector() { delete state_; }
+
+ResultCode VroGroupCollector::add(const VroPublication& pub, uint32_t member) noexcept {
+    if (failure_ != kResultOk) return failure_;
     try {
-        groups.clear();
-        GroupBuilder builder(groups);
-        std::u16string key;
-        for (uint32_t i = 0; i < count; ++i) {
-            const VroPublication& p = *pubs[i];
-            switch (kind) {
-                case VroGroupKind::author: {
-                    const std::vector<IdEntry> entries = idEntries(p);
-                    const uint32_t listed = p.authorList != nullptr ? p.authorCount : 0;
-                    bool any = false;
-                    for (uint32_t a = 0; a < listed && a < kMaxAuthors; ++a) {
-                        keyOfAuthor(p, entries, a, key);
-                        if (key.empty()) continue;
-                        builder.add(key, p.authorList[a].name, i);
-                        any = true;
-                    }
-                    if (!any) builder.add(std::u16string_view(), std::u16string_view(), i);
-                    break;
-                }
-                case VroGroupKind::source:
-                    if (!sourceKey(p.Source.data(), p.Source.length(), key)) return kErrNoMemory;
-                    builder.add(key, key.empty() ? std::u16string_view() : textOf(p.Source), i);
-                    break;
-                case VroGroupKind::year:
-                    key = yearKey(p.Year);
-                    builder.add(key, std::u16string_view(), i);
-                    break;
-            }
-        }
-        builder.finish();
+        if (state_ == nullptr) state_ = new State;
+        state_->builder.note(pub, member, kind_, state_->key);
+    } catch (const std::bad_alloc&) {
+        failure_ = kErrNoMemory;
+    }
+    return failure_;
+}
+
+ResultCode VroGroupCollector::finish(std::vector<VroGroup>& groups) noexcept {
+    groups.clear();
+    if (failure_ != kResultOk) return failure_;
+    if (state_ == nullptr) return kResultOk;
+    try {
+        state_->builder.finish();
+        groups.swap(state_->builder.groups);
     } catch (const std::bad_alloc&) {
         groups.clear();
-        return kErrNoMemory;
+        failure_ = kErrNoMemory;
     }
-    return kResultOk;
+    delete state_;
+    state_ = nullptr;
+    return failure_;
+}
+
+ResultCode groupPublications(const VroPublication* const* pubs, uint32_t count, VroGroupKind kind,
+                             std::vector<VroGroup>& groups) noexcept {
+    VroGroupCollector collector(kind);
+    for (uint32_t i = 0; i < count; ++i)
+        if (const ResultCode rc = collector.add(*pubs[i], i); rc != kResultOk) return rc;
+    return collector.finish(groups);
 }
 
 ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool titles, int64_t now,
@@ -411,4 +451,16 @@ ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool
     calculation.maxAuthors = kMaxAuthors;
     computeMetrics(list, &metrics, &calculation, now);
     return kResultOk;
+}
+
+uint32_t VroGroupCollector::textsRead(VroGroupKind kind) noexcept {
+    switch (kind) {
+        case VroGroupKind::author:
+            return kFieldAuthors | kTextAuthorIds;
+        case VroGroupKind::source:
+            return kFieldSource;
+        case VroGroupKind::year:
+            break;
+    }
+    return 0;
 }

@@ -60,6 +60,33 @@ struct VroGroup {
 [[nodiscard]] ResultCode groupPublications(const VroPublication* const* pubs, uint32_t count, VroGroupKind kind,
                                            std::vector<VroGroup>& groups) noexcept;
 
+// groupPublications one publication at a time, for instance as an import
+// ends each (VroPublicationList::onImportEnded): what it reads of a
+// publication is noted at add(), so that its texts may go afterwards.
+// member is the publication's place among those added (0, 1, ...);
+// finish() gives the groups and starts afresh. After a failure every call
+// returns it.
+class VroGroupCollector {
+public:
+    explicit VroGroupCollector(VroGroupKind kind) noexcept;
+    ~VroGroupCollector();
+    VroGroupCollector(const VroGroupCollector&) = delete;
+    VroGroupCollector& operator=(const VroGroupCollector&) = delete;
+
+    [[nodiscard]] ResultCode add(const VroPublication& pub, uint32_t member) noexcept;
+    [[nodiscard]] ResultCode finish(std::vector<VroGroup>& groups) noexcept;
+
+    // The texts add() reads of a publication (VroFieldBit bits and
+    // kTextAuthorIds).
+    static uint32_t textsRead(VroGroupKind kind) noexcept;
+
+private:
+    struct State;
+    VroGroupKind kind_;
+    State* state_ = nullptr;
+    ResultCode failure_ = kResultOk;
+};
+
 // The key of the index-th author of pub as groupPublications gives it, and
 // the name shown for it; false without memory.
 bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) noexcept;

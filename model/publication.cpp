@@ -331,9 +331,8 @@ VroPublication* VroPublicationList::add() noexcept {
     void* place = placeForPublication();
     if (place == nullptr) return nullptr;
     auto* publication = new (place) VroPublication();
-    publication->keptTexts = retainedTexts_;
-    if (open_ != nullptr && (retainedTexts_ | kTextAuthorIds) != 0xFFFFFFFFu)
-        open_->dropTexts(retainedTexts_, publication);
+    publication->keptTexts = retainedTexts_ | hookTexts_;
+    if (open_ != nullptr) closeRecord(publication);
     open_ = publication;
     // A list that cannot grow still hands the record out: filters test only
     // for null, and the established behaviour is kept.
@@ -408,8 +407,17 @@ void VroPublicationList::endImport() noexcept {
         closeNumbersOnly();
         return;
     }
-    if (open_ != nullptr && (retainedTexts_ | kTextAuthorIds) != 0xFFFFFFFFu) open_->dropTexts(retainedTexts_, nullptr);
+    if (open_ != nullptr) closeRecord(nullptr);
     open_ = nullptr;
+}
+
+// The open record's import has ended: the hook sees it whole, then the
+// texts the list does not retain go (to heir, when given).
+void VroPublicationList::closeRecord(VroPublication* heir) noexcept {
+    if (hook_ != nullptr) hook_(*open_, hookContext_);
+    const bool dropsSome =
+        (retainedTexts_ | kTextAuthorIds) != 0xFFFFFFFFu || (hookTexts_ & ~retainedTexts_) != 0;
+    if (dropsSome) open_->dropTexts(retainedTexts_, heir);
 }
 
 uint32_t VroPublicationList::countWithStatus(uint32_t bits) const noexcept {

@@ -216,6 +216,16 @@ public:
     // bits and kTextAuthorIds, see dropTexts); all but the authors'
     // identifiers by default. Set it before the first add().
     void retainTexts(uint32_t fields) noexcept { retainedTexts_ = fields; }
+    // Call before the first add(), on a list that keeps records: hook sees
+    // each publication whose import has ended (when the next is added, or at
+    // endImport()), with the texts it reads (texts) stored as well, before
+    // the texts the list does not retain go.
+    using ImportEndedHook = void (*)(VroPublication& publication, void* context) noexcept;
+    void onImportEnded(ImportEndedHook hook, void* context, uint32_t texts) noexcept {
+        hook_ = hook;
+        hookContext_ = context;
+        hookTexts_ = texts;
+    }
     // Ends the import of the last publication added: with fewer texts
     // retained, its other texts go too.
     void endImport() noexcept;
@@ -270,6 +280,10 @@ private:
     // Publications live in slabs of many, freed together by clear().
     Slab* slabs_ = nullptr;
     uint32_t retainedTexts_ = kDefaultRetainedTexts;
+    ImportEndedHook hook_ = nullptr;
+    void* hookContext_ = nullptr;
+    uint32_t hookTexts_ = 0;
+    void closeRecord(VroPublication* heir) noexcept;
     // The publication whose import is under way: the last one added.
     VroPublication* open_ = nullptr;
 

@@ -52,12 +52,15 @@ struct RankedGroup {
     uint32_t kept;  // csv and json: the group's metrics in kept
 };
 
+// groups: null, or the groups of pubs already found.
 ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const char16_t* label,
                          const char* formatName, const VroPublication* const* pubs, uint32_t count,
-                         const PoolView* pool, XpTextWriter* out) {
-    std::vector<VroGroup> groups;
-    ResultCode rc = groupPublications(pubs, count, VroGroupKind(run.by - 1), groups);
+                         std::vector<VroGroup>* found, const PoolView* pool, XpTextWriter* out) {
+    std::vector<VroGroup> own;
+    ResultCode rc = kResultOk;
+    if (found == nullptr) rc = groupPublications(pubs, count, VroGroupKind(run.by - 1), own);
     if (rc != kResultOk) return rc;
+    std::vector<VroGroup>& groups = found != nullptr ? *found : own;
     std::vector<const VroPublication*> members;
     std::vector<RankedGroup> ranked;
     VroPublicationList numbers;  // the ranking's calculations
@@ -200,8 +203,9 @@ ResultCode writeMergedOf(const CollatedRun& run, const std::vector<MergedExport>
     }
 
     const PoolView view{&works, &exportOf, &firstMember, &members, uint32_t(exports.size())};
-    if (run.by != 0) return writeGroupsOf(run, frame, label.c_str(), formats.c_str(), workRecords.data(), workCount,
-                                          &view, out);
+    if (run.by != 0)
+        return writeGroupsOf(run, frame, label.c_str(), formats.c_str(), workRecords.data(), workCount, nullptr,
+                             &view, out);
 
     // Where each work was found: "label:cites" per pooled publication.
     std::vector<std::u16string> foundIn;
@@ -264,16 +268,16 @@ ResultCode writeMergedOf(const CollatedRun& run, const std::vector<MergedExport>
 uint32_t collatedTexts(const CollatedRun& run) noexcept {
     uint32_t texts = 0;
     if (run.merge || run.format->readsPapers) texts |= kFieldTitle;
-    if (run.merge) texts |= kFieldDoi;
-    if (run.by == 1 + uint32_t(VroGroupKind::author)) texts |= kFieldAuthors | kTextAuthorIds;
-    if (run.by == 1 + uint32_t(VroGroupKind::source)) texts |= kFieldSource;
+    // Without --merge the groups are noted as the import ends each record.
+    if (run.merge) texts |= kFieldDoi | (run.by != 0 ? VroGroupCollector::textsRead(VroGroupKind(run.by - 1)) : 0);
     return texts;
 }
 
 ResultCode writeGroups(const CollatedRun& run, const VroRowFrame& frame, const char16_t* label, const char* formatName,
-                       const VroPublication* const* pubs, uint32_t count, XpTextWriter* out) noexcept {
+                       const VroPublication* const* pubs, uint32_t count, std::vector<VroGroup>& groups,
+                       XpTextWriter* out) noexcept {
     try {
-        return writeGroupsOf(run, frame, label, formatName, pubs, count, nullptr, out);
+        return writeGroupsOf(run, frame, label, formatName, pubs, count, &groups, nullptr, out);
     } catch (const std::bad_alloc&) {
         return kErrNoMemory;
     }

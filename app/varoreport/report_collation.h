@@ -2,8 +2,9 @@
 //
 // Contract:
 // - collatedTexts: the texts a list must keep for the run's collation and
-//   format (titles and DOIs to merge, names and identifiers by author,
-//   sources by source, titles for the formats that show papers).
+//   format (titles and DOIs to merge, with the texts the groups of the works
+//   read; titles for the formats that show papers). Without --merge the
+//   groups are found as the import ends each record.
 // - writeGroups: the groups of one body of publications (collate/
 //   collation.h), those with at least run.minPapers publications, one row
 //   block each in the order: h index, then total citations, both
@@ -24,6 +25,7 @@
 #include "foundation/result_codes.h"
 
 class VroPublication;
+struct VroGroup;
 class VroPublicationList;
 class XpTextWriter;
 struct VroReportFormat;
@@ -42,9 +44,10 @@ struct CollatedRun {
 
 uint32_t collatedTexts(const CollatedRun& run) noexcept;
 
+// groups: the groups of pubs (collate/collation.h), found as they were read.
 [[nodiscard]] ResultCode writeGroups(const CollatedRun& run, const VroRowFrame& frame, const char16_t* label,
                                      const char* formatName, const VroPublication* const* pubs, uint32_t count,
-                                     XpTextWriter* out) noexcept;
+                                     std::vector<VroGroup>& groups, XpTextWriter* out) noexcept;
 
 struct MergedExport {
     const char16_t* label;

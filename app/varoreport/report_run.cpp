@@ -11,6 +11,7 @@
 
 #include "app/common/export_metrics.h"
 #include "app/varoreport/report_collation.h"
+#include "collate/collation.h"
 #include "app/varoreport/report_buffer.h"
 #include "app/varoreport/report_options.h"
 #include "foundation/encodings.h"
@@ -108,6 +109,20 @@ void noteMissingCounts(const VroImportDetails& details, const VroPublicationList
     }
 }
 
+// Groups noted as the import ends each record: its publications with a Use
+// of 1 or more, numbered in order.
+struct GroupsAsRead {
+    explicit GroupsAsRead(VroGroupKind kind) noexcept : collector(kind) {}
+    VroGroupCollector collector;
+    uint32_t used = 0;
+
+    static void note(VroPublication& publication, void* context) noexcept {
+        auto* self = static_cast<GroupsAsRead*>(context);
+        if (publication.Use < 1) return;
+        (void)self->collector.add(publication, self->used++);  // a failure stays for finish()
+    }
+};
+
 // A collated run: the export is imported keeping the texts the collation
 // reads, in file order; its groups are written at once, or with --merge the
 // list waits for the others (a failed export still gets its row now).
@@ -115,8 +130,11 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
     std::unique_ptr<VroPublicationList> list(new (std::nothrow) VroPublicationList);
     ResultCode rc = list ? input.failure : kErrNoMemory;
     VroImportDetails details;
+    const VroGroupKind kind = VroGroupKind(run.by != 0 ? run.by - 1 : 0);
+    GroupsAsRead groups(kind);
     if (rc == kResultOk) {
         list->retainTexts(collatedTexts(collatedRun(run)));
+        if (!run.merge) list->onImportEnded(GroupsAsRead::note, &groups, VroGroupCollector::textsRead(kind));
         rc = importPublications(input.path.c_str(), *list, nullptr, slot.filterName, nullptr, &details);
         list->endImport();
     }
@@ -146,9 +164,12 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
             if (!used) rowsCode = kErrNoMemory;
             for (uint32_t i = 0; used && i < list->count(); ++i)
                 if (const VroPublication* p = list->at(i); p != nullptr && p->Use >= 1) used[count++] = p;
-            if (used)
+            std::vector<VroGroup> found;
+            if (used) rowsCode = groups.collector.finish(found);
+            if (used && rowsCode == kResultOk && count != groups.used) rowsCode = kErrNoMemory;  // a record unlisted
+            if (used && rowsCode == kResultOk)
                 rowsCode = writeGroups(collatedRun(run), frame, slot.label.data(), slot.filterName.data(),
-                                       used.get(), count, writer.get());
+                                       used.get(), count, found, writer.get());
         }
         const ResultCode closed = writer->close();
         if (rowsCode == kResultOk) rowsCode = closed;
