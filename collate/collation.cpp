@@ -1,5 +1,6 @@
 #include "collate/collation.h"
 
+#include <algorithm>
 #include <new>
 #include <string_view>
 
@@ -248,6 +249,8 @@ struct GroupBuilder {
             for (const auto& s : spellings)
                 if (best == nullptr || s.second > best->second) best = &s;
             if (best != nullptr) group.name.assign(best->first);
+            group.spellings.reserve(spellings.size());
+            for (const auto& s : spellings) group.spellings.emplace_back(std::u16string(s.first), s.second);
         }
     }
 
@@ -450,6 +453,57 @@ ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool
     MetricsCalcOptions calculation{};
     calculation.maxAuthors = kMaxAuthors;
     computeMetrics(list, &metrics, &calculation, now);
+    return kResultOk;
+}
+
+ResultCode combineGroups(std::vector<std::vector<VroGroup>>& parts,
+                         const std::vector<std::vector<uint32_t>>& memberMap, std::vector<VroGroup>& groups) noexcept {
+    try {
+        groups.clear();
+        KeyTable byKey;
+        for (size_t k = 0; k < parts.size(); ++k) {
+            for (VroGroup& part : parts[k]) {
+                const uint32_t fresh = uint32_t(groups.size());
+                const uint32_t g =
+                    byKey.findOrAdd(part.key, fresh, [&](uint32_t j) { return std::u16string_view(groups[j].key); });
+                if (g == fresh) {
+                    groups.emplace_back();
+                    groups.back().key.swap(part.key);
+                }
+                VroGroup& group = groups[g];
+                for (const uint32_t m : part.members)
+                    if (m < memberMap[k].size() && memberMap[k][m] != kNoMember)
+                        group.members.push_back(memberMap[k][m]);
+                for (auto& s : part.spellings) {
+                    bool counted = false;
+                    for (auto& t : group.spellings)
+                        if (t.first == s.first) {
+                            t.second += s.second;
+                            counted = true;
+                            break;
+                        }
+                    if (!counted) group.spellings.emplace_back(std::move(s));
+                }
+            }
+            std::vector<VroGroup>().swap(parts[k]);
+        }
+        size_t kept = 0;
+        for (VroGroup& group : groups) {
+            std::sort(group.members.begin(), group.members.end());
+            group.members.erase(std::unique(group.members.begin(), group.members.end()), group.members.end());
+            if (group.members.empty()) continue;
+            const std::pair<std::u16string, uint32_t>* best = nullptr;
+            for (const auto& s : group.spellings)
+                if (best == nullptr || s.second > best->second) best = &s;
+            if (best != nullptr) group.name = best->first;
+            if (&groups[kept] != &group) groups[kept] = std::move(group);
+            ++kept;
+        }
+        groups.resize(kept);
+    } catch (const std::bad_alloc&) {
+        groups.clear();
+        return kErrNoMemory;
+    }
     return kResultOk;
 }
 

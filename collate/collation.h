@@ -55,7 +55,20 @@ struct VroGroup {
     std::u16string key;
     std::u16string name;
     std::vector<uint32_t> members;
+    // Every spelling met, with how often, in the order first met.
+    std::vector<std::pair<std::u16string, uint32_t>> spellings;
 };
+
+inline constexpr uint32_t kNoMember = 0xFFFFFFFFu;
+
+// The groups of several bodies of publications as one: groups of one key
+// joined, in the order first met (parts in order); member m of parts[k]
+// becomes memberMap[k][m], or is left out when that is kNoMember; members
+// ascending, each once; groups left without members go; names by the
+// summed spelling counts. The parts are emptied.
+[[nodiscard]] ResultCode combineGroups(std::vector<std::vector<VroGroup>>& parts,
+                                       const std::vector<std::vector<uint32_t>>& memberMap,
+                                       std::vector<VroGroup>& groups) noexcept;
 
 [[nodiscard]] ResultCode groupPublications(const VroPublication* const* pubs, uint32_t count, VroGroupKind kind,
                                            std::vector<VroGroup>& groups) noexcept;

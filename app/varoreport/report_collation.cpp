@@ -203,9 +203,32 @@ ResultCode writeMergedOf(const CollatedRun& run, const std::vector<MergedExport>
     }
 
     const PoolView view{&works, &exportOf, &firstMember, &members, uint32_t(exports.size())};
-    if (run.by != 0)
-        return writeGroupsOf(run, frame, label.c_str(), formats.c_str(), workRecords.data(), workCount, nullptr,
+    if (run.by != 0) {
+        // A work is in the groups of its record: each export's groups, found
+        // as it was read, keep the members that stand for a work.
+        std::vector<std::vector<VroGroup>> parts;
+        std::vector<std::vector<uint32_t>> workOfMember;
+        uint32_t p = 0;
+        for (const MergedExport& e : exports) {
+            if (e.list == nullptr) continue;
+            parts.emplace_back();
+            if (e.groups != nullptr) parts.back().swap(*e.groups);
+            workOfMember.emplace_back();
+            std::vector<uint32_t>& map = workOfMember.back();
+            for (uint32_t i = 0; i < e.list->count(); ++i) {
+                const VroPublication* pub = e.list->at(i);
+                if (pub == nullptr || pub->Use < 1) continue;
+                const uint32_t w = works.workOf[p];
+                map.push_back(works.representative[w] == p ? w : kNoMember);
+                ++p;
+            }
+        }
+        std::vector<VroGroup> groups;
+        rc = combineGroups(parts, workOfMember, groups);
+        if (rc != kResultOk) return rc;
+        return writeGroupsOf(run, frame, label.c_str(), formats.c_str(), workRecords.data(), workCount, &groups,
                              &view, out);
+    }
 
     // Where each work was found: "label:cites" per pooled publication.
     std::vector<std::u16string> foundIn;
@@ -268,8 +291,8 @@ ResultCode writeMergedOf(const CollatedRun& run, const std::vector<MergedExport>
 uint32_t collatedTexts(const CollatedRun& run) noexcept {
     uint32_t texts = 0;
     if (run.merge || run.format->readsPapers) texts |= kFieldTitle;
-    // Without --merge the groups are noted as the import ends each record.
-    if (run.merge) texts |= kFieldDoi | (run.by != 0 ? VroGroupCollector::textsRead(VroGroupKind(run.by - 1)) : 0);
+    // The groups are noted as the import ends each record.
+    if (run.merge) texts |= kFieldDoi;
     return texts;
 }
 

@@ -14,8 +14,8 @@
 // - writeMerged: the works of the exports that imported (lists[i] non-null,
 //   with their labels and format names), their publications with Use of 1
 //   or more pooled in the order given, as one row block (or, with
-//   run.by, the groups of the works), with the pool's counts; for html also
-//   each export's share of the works.
+//   run.by, the groups of the works: those of their records), with the
+//   pool's counts; for html also each export's share of the works.
 // Each returns the first failing write code, or kErrNoMemory.
 #pragma once
 
@@ -53,6 +53,9 @@ struct MergedExport {
     const char16_t* label;
     const char* formatName;
     VroPublicationList* list;  // null: the export failed
+    // With run.by: the groups of its publications with a Use of 1 or more,
+    // found as they were read (emptied by writeMerged).
+    std::vector<VroGroup>* groups;
 };
 
 [[nodiscard]] ResultCode writeMerged(const CollatedRun& run, const std::vector<MergedExport>& exports,

@@ -43,6 +43,7 @@ struct Slot {
     // --merge: the export's publications, its label and its format's name,
     // kept until every export has been read.
     std::unique_ptr<VroPublicationList> list;
+    std::vector<VroGroup> groups;  // with --by: the groups of list, found as it was read
     XpString16 label;
     XpString filterName;
 };
@@ -109,6 +110,12 @@ void noteMissingCounts(const VroImportDetails& details, const VroPublicationList
     }
 }
 
+uint32_t unused(const VroPublicationList& list) noexcept {
+    uint32_t n = 0;
+    for (uint32_t i = 0; i < list.count(); ++i) n += list.at(i) == nullptr || list.at(i)->Use < 1;
+    return n;
+}
+
 // Groups noted as the import ends each record: its publications with a Use
 // of 1 or more, numbered in order.
 struct GroupsAsRead {
@@ -134,7 +141,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
     GroupsAsRead groups(kind);
     if (rc == kResultOk) {
         list->retainTexts(collatedTexts(collatedRun(run)));
-        if (!run.merge) list->onImportEnded(GroupsAsRead::note, &groups, VroGroupCollector::textsRead(kind));
+        if (run.by != 0) list->onImportEnded(GroupsAsRead::note, &groups, VroGroupCollector::textsRead(kind));
         rc = importPublications(input.path.c_str(), *list, nullptr, slot.filterName, nullptr, &details);
         list->endImport();
     }
@@ -148,6 +155,11 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
     ResultCode rowsCode = kResultOk;
     if (rc == kResultOk && run.merge) {
         slot.list = std::move(list);
+        if (run.by != 0) {
+            rowsCode = groups.collector.finish(slot.groups);
+            if (rowsCode == kResultOk && groups.used != slot.list->count() - unused(*slot.list))
+                rowsCode = kErrNoMemory;  // a record the list could not take
+        }
     } else {
         rowsCode = openTextWriterOnBuffer(&slot.rows, &writer);
     }
@@ -413,7 +425,8 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
         try {
             exports.reserve(inputs.size());
             for (size_t i = 0; i < inputs.size(); ++i)
-                exports.push_back({slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get()});
+                exports.push_back(
+                    {slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get(), &slots[i].groups});
             outputCode = writeMerged(collatedRun(run), exports, out.get());
         } catch (const std::bad_alloc&) {
             outputCode = kErrNoMemory;
