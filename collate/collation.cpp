@@ -17,7 +17,11 @@ uint64_t hashOf(std::u16string_view key) noexcept {
         h ^= c;
         h *= 1099511628211ull;
     }
-    return h ^ (h >> 29);
+    // Keys often differ in their last digits only: the bits are mixed so
+    // that the table's low bits see every character.
+    h ^= h >> 33;
+    h *= 0xff51afd7ed558ccdull;
+    return h ^ (h >> 33);
 }
 
 // An open-addressing table from keys to numbers; the keys themselves stay
