@@ -86,6 +86,48 @@ TEST(Publication, IssnShapesAndAge) {
     EXPECT_EQ(p.age, 1);
 }
 
+// A hook sees every record whole as its import ends; the texts only it reads
+// go afterwards, those the list retains stay.
+TEST(PublicationList, ImportEndedHookSeesTextsTheListThenDrops) {
+    VroPublicationList list;
+    list.retainTexts(kFieldTitle);
+    std::vector<std::string> seen;
+    auto note = [](VroPublication& p, void* context) noexcept {
+        auto* texts = static_cast<std::vector<std::string>*>(context);
+        texts->push_back(vt::narrow(p.AuthorIds.data() ? p.AuthorIds.data() : u""));
+    };
+    list.onImportEnded(note, &seen, kTextAuthorIds);
+    for (const char16_t* ids : {u"scopus:1\t#0", u"orcid:2\tDoe, J"}) {
+        VroPublication* p = list.add();
+        ASSERT_NE(p, nullptr);
+        EXPECT_NE(p->keptTexts & kTextAuthorIds, 0u);
+        ASSERT_EQ(p->AuthorIds.assign(ids), kResultOk);
+        ASSERT_EQ(p->Title.assign(u"T"), kResultOk);
+    }
+    list.endImport();
+    EXPECT_EQ(seen, (std::vector<std::string>{"scopus:1\t#0", "orcid:2\tDoe, J"}));
+    for (uint32_t i = 0; i < 2; ++i) {
+        EXPECT_TRUE(list.at(i)->AuthorIds.empty());
+        EXPECT_EQ(vt::narrow(list.at(i)->Title.data()), "T");
+    }
+}
+
+// Lists of numbers built one after the other reuse one allocation.
+TEST(PublicationList, NumbersAppendedAndRestarted) {
+    VroPublicationList list;
+    list.keepNumbersOnly();
+    const VroPublicationNumbers n{1, 2000, 1, 0, 3, 7, 7, 0, 0, 0, 0};
+    for (int i = 0; i < 100; ++i) ASSERT_TRUE(list.appendNumbers(n));
+    const VroPublicationNumbers* before = list.numbers();
+    list.restartNumbers();
+    EXPECT_EQ(list.count(), 0u);
+    ASSERT_TRUE(list.appendNumbers(n));
+    EXPECT_EQ(list.numbers(), before);
+    EXPECT_EQ(list.numbersCount(), 1u);
+    VroPublicationList records;
+    EXPECT_FALSE(records.appendNumbers(n));
+}
+
 TEST(Publication, OrdersBreakTiesByRankAndReadDifferencesAsSigned) {
     VroPublicationList list;
     const struct {
