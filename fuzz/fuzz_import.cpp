@@ -1,12 +1,17 @@
 // The import path from bytes to both reports: the input is a file as the
 // program opens it (by name), then the explanation of an input no format
-// accepts, the calculation and the plain and CSV writers into memory.
+// accepts, the collation (works, and groups by author, source and year,
+// with the authors' identifiers kept), the calculation and the plain and
+// CSV writers into memory.
 #include <sys/mman.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
 
+#include <vector>
+
+#include "collate/collation.h"
 #include "fuzz/fuzz_support.h"
 #include "import/format_explanation.h"
 #include "import/import_driver.h"
@@ -22,6 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     std::snprintf(path, sizeof path, "/proc/self/fd/%d", input);
 
     VroPublicationList publications;
+    publications.retainTexts(0xFFFFFFFFu);
     XpString filter;
     uint32_t format = 0, fields = 0;
     VroImportDetails details;
@@ -33,6 +39,22 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         (void)explainUnrecognisedLine(details.unrecognisedLine, why);
     }
     (void)publications.countWithStatus(kStatusCountGiven);
+    std::vector<const VroPublication*> pool;
+    for (uint32_t i = 0; i < publications.count(); ++i)
+        if (publications.at(i) != nullptr) pool.push_back(publications.at(i));
+    VroWorks works;
+    (void)findWorks(pool.data(), uint32_t(pool.size()), works);
+    std::vector<VroGroup> groups;
+    VroPublicationList copies;
+    for (const VroGroupKind kind : {VroGroupKind::author, VroGroupKind::source, VroGroupKind::year}) {
+        (void)groupPublications(pool.data(), uint32_t(pool.size()), kind, groups);
+        VroMetrics each;
+        for (size_t g = 0; g < groups.size() && g < 8; ++g) {
+            std::vector<const VroPublication*> members;
+            for (const uint32_t m : groups[g].members) members.push_back(pool[m]);
+            (void)calculateOver(members.data(), uint32_t(members.size()), false, 1700000000, copies, each);
+        }
+    }
     VroMetrics metrics;
     resetMetrics(metrics);
     MetricsCalcOptions options{};
