@@ -26,7 +26,7 @@ constexpr const char kHelpDescription[] =
     "or with the same title (letters and digits, any case) and year when not both\n"
     "have a DOI, are one work, counted once with its most cited record. --by\n"
     "reports every metric per author (by the identifier the export gives, else\n"
-    "surname and first initial), per source or per year, most productive first.\n"
+    "surname and first initial), per source or per year, highest h index first.\n"
     "\n"
     "Exit status: 0 when every export was reported, 1 when one failed or the\n"
     "report could not be written, 2 for a usage error.\n"
