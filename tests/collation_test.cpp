@@ -171,4 +171,23 @@ TEST(GroupPublications, SourcesAndYearsWithTheirCommonestSpelling) {
     EXPECT_EQ(groups[1].members, (std::vector<uint32_t>{1, 4}));
 }
 
+// Groups of several exports join by key; members map to works, those that
+// stand for none go, and the spelling counted most over all parts names it.
+TEST(CombineGroups, JoinByKeyMapMembersAndSumSpellings) {
+    std::vector<std::vector<VroGroup>> parts(2);
+    parts[0].push_back({u"name:doe j", u"J. Doe", {0, 1}, {{u"J. Doe", 2}}});
+    parts[0].push_back({u"name:roe r", u"R. Roe", {1}, {{u"R. Roe", 1}}});
+    parts[1].push_back({u"name:doe j", u"Jane Doe", {0, 1}, {{u"Jane Doe", 1}, {u"J. Doe", 1}}});
+    parts[1].push_back({u"name:poe p", u"P. Poe", {1}, {{u"P. Poe", 1}}});
+    const std::vector<std::vector<uint32_t>> works = {{2, 0}, {2, kNoMember}};
+    std::vector<VroGroup> groups;
+    ASSERT_EQ(combineGroups(parts, works, groups), kResultOk);
+    ASSERT_EQ(groups.size(), 2u);  // P. Poe's only record stands for no work
+    EXPECT_EQ(narrow(groups[0].key), "name:doe j");
+    EXPECT_EQ(narrow(groups[0].name), "J. Doe");
+    EXPECT_EQ(groups[0].members, (std::vector<uint32_t>{0, 2}));
+    EXPECT_EQ(narrow(groups[1].name), "R. Roe");
+    EXPECT_EQ(groups[1].members, (std::vector<uint32_t>{0}));
+}
+
 }  // namespace
