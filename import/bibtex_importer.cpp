@@ -47,6 +47,24 @@ struct ShortName {
     }
 };
 
+// The text handlers that store their value only where the record keeps its
+// field: elsewhere whether the value holds any text is all they look at.
+struct StoredText {
+    VroFieldHandler handler;
+    uint32_t field;
+};
+constexpr StoredText kStoredTexts[] = {
+    {setAbstract, kFieldAbstract}, {setTitle, kFieldTitle},   {setFirstSource, kFieldSource},
+    {setPublisher, kFieldPublisher}, {setDoi, kFieldDoi},     {setArticleUrl, kFieldArticleUrl},
+    {setIssn, kFieldIssn},
+};
+
+bool keepsText(const VroPublication& record, VroFieldHandler handler) noexcept {
+    for (const StoredText& text : kStoredTexts)
+        if (text.handler == handler) return (record.keptTexts & text.field) != 0;
+    return true;
+}
+
 enum class Entry : uint8_t { kRecord, kStrings, kSkipped };
 
 enum class State : uint8_t {
@@ -119,16 +137,24 @@ private:
                 return at + 1;
             }
             case State::kFieldName:
-                if (c == close_) {
-                    endEntry();
-                } else if (c == u'=') {
-                    beginValue();
-                } else if (isAsciiWhiteSpace(c)) {
-                    if (name_.length > 0) state_ = State::kAfterName;
-                } else if (c != u',' && c != u'{' && c != u'}' && c != u'"' && c != u'#' && c != 0) {
-                    name_.add(c);
+                for (; p < end; ++p) {
+                    const char16_t u = *p;
+                    if (u == close_) {
+                        endEntry();
+                        return p + 1;
+                    }
+                    if (u == u'=') {
+                        beginValue();
+                        return p + 1;
+                    }
+                    if (isAsciiWhiteSpace(u)) {
+                        if (name_.length == 0) continue;
+                        state_ = State::kAfterName;
+                        return p + 1;
+                    }
+                    if (u != u',' && u != u'{' && u != u'}' && u != u'"' && u != u'#' && u != 0) name_.add(u);
                 }
-                return p + 1;
+                return end;
             case State::kAfterName:
                 if (c == u'=') {
                     beginValue();
@@ -139,7 +165,7 @@ private:
                 }
                 return p + 1;
             case State::kValue:
-                if (isAsciiWhiteSpace(c) || c == u'#') return p + 1;
+                if (isAsciiWhiteSpace(c) || c == u'#') return skipBlanks(p + 1, end);
                 if (c == u'{' || c == u'"') {
                     depth_ = c == u'{' ? 1 : 0;
                     state_ = c == u'{' ? State::kBraced : State::kQuoted;
@@ -181,7 +207,7 @@ private:
                 word_.add(c);
                 return p + 1;
             case State::kAfterPart:
-                if (isAsciiWhiteSpace(c)) return p + 1;
+                if (isAsciiWhiteSpace(c)) return skipBlanks(p + 1, end);
                 if (c == u'#') {
                     state_ = State::kValue;
                     return p + 1;
@@ -198,6 +224,24 @@ private:
             }
         }
         return p + 1;
+    }
+
+    // The handler of a field name, remembered: an export repeats the same
+    // few names in every entry. A slot holds the last name that hashed to it.
+    VroFieldHandler handlerOf(const ShortName& name) noexcept {
+        uint32_t hash = name.length;
+        for (uint32_t i = 0; i < name.length; ++i) hash = hash * 31 + asciiLower(name.units[i]);
+        Known& slot = known_[hash % kKnownSlots];
+        if (slot.filled && slot.name.sameAs(name)) return slot.handler;
+        slot.name = name;
+        slot.handler = findFieldHandler(uint32_t(format_.fields.size()), name.units, format_.fields.data());
+        slot.filled = true;
+        return slot.handler;
+    }
+
+    static const char16_t* skipBlanks(const char16_t* p, const char16_t* end) noexcept {
+        while (p < end && isAsciiWhiteSpace(*p)) ++p;
+        return p;
     }
 
     void open(char16_t delimiter) noexcept {
@@ -231,8 +275,9 @@ private:
     void beginValue() noexcept {
         handler_ = nullptr;
         if (entry_ == Entry::kRecord && record_ != nullptr)
-            handler_ = findFieldHandler(uint32_t(format_.fields.size()), name_.units, format_.fields.data());
+            handler_ = handlerOf(name_);
         collecting_ = handler_ != nullptr || entry_ == Entry::kStrings;
+        presenceOnly_ = handler_ != nullptr && !keepsText(*record_, handler_);
         value_.clear();
         valueFull_ = false;
         state_ = State::kValue;
@@ -244,6 +289,19 @@ private:
         if (value_.length() + n > kMaxValueUnits) {
             n = kMaxValueUnits - value_.length();
             valueFull_ = true;
+        }
+        if (presenceOnly_) {
+            // A value that is only looked at needs no more than its first
+            // character, when that one stands for itself.
+            const char16_t* unit = from;
+            while (unit < from + n && isAsciiWhiteSpace(*unit)) ++unit;
+            if (unit < from + n) {
+                presenceOnly_ = false;
+                if (isTexPlain(*unit)) {
+                    valueFull_ = true;
+                    n = uint32_t(unit - from) + 1;
+                }
+            }
         }
         if (value_.append(from, n) != kResultOk) valueFull_ = true;
     }
@@ -268,7 +326,7 @@ private:
             const TexMode mode = handler_ == setListAuthors                   ? TexMode::kNames
                                  : handler_ == setDoi || handler_ == setArticleUrl ? TexMode::kVerbatim
                                                                                : TexMode::kText;
-            uint32_t n = texToPlainText(value_.data(), value_.length(), mode);
+            uint32_t n = texToPlainText(value_.data(), value_.length(), mode, !keepsText(*record_, handler_));
             if (handler_ == setPages)
                 for (uint32_t i = 0; i < n; ++i)
                     if (value_.data()[i] == 0x2013 || value_.data()[i] == 0x2014) value_.data()[i] = u'-';
@@ -332,10 +390,18 @@ private:
     VroFieldHandler handler_ = nullptr;
     bool collecting_ = false;
     bool valueFull_ = false;
+    bool presenceOnly_ = false;  // until the first character that is not white space
     XpString16 value_;
     VroPublication* record_ = nullptr;
     uint32_t records_ = 0;
     uint32_t mask_ = 0;
+    struct Known {
+        ShortName name;
+        VroFieldHandler handler = nullptr;
+        bool filled = false;
+    };
+    static constexpr uint32_t kKnownSlots = 61;
+    Known known_[kKnownSlots];
     ShortName macroNames_[kMaxMacros];
     XpString16 macroValues_[kMaxMacros];
     uint32_t macroCount_ = 0;

@@ -60,6 +60,26 @@ char16_t namedCharacter(const char16_t* word, uint32_t n) noexcept {
     return 0;
 }
 
+// Characters that may stand for something else: white space, braces, the
+// backslash, and the tie, math shift and dash of prose.
+struct AsciiSet {
+    bool has[0x80] = {};
+};
+constexpr AsciiSet asciiSet(const char* members) {
+    AsciiSet set;
+    for (; *members != 0; ++members) set.has[uint8_t(*members)] = true;
+    return set;
+}
+constexpr AsciiSet kSpecialAscii = asciiSet(" \t\n\v\f\r{}\\~$-");
+
+bool isPlain(char16_t c) noexcept { return c >= 0x80 || !kSpecialAscii.has[c]; }
+
+}  // namespace
+
+bool isTexPlain(char16_t c) noexcept { return isPlain(c); }
+
+namespace {
+
 // Writes the plain text behind the read position; the write position never
 // passes it, since every step consumes at least as many units as it writes.
 class PlainWriter {
@@ -86,12 +106,30 @@ public:
         if (write_ > 0 && text_[write_ - 1] != u';') text_[write_++] = u';';
         pendingBlank_ = write_ > 0;
     }
+    uint32_t written() const noexcept { return write_; }
     uint32_t finish() noexcept {
         text_[write_] = 0;
         return write_;
     }
-    uint32_t written() const noexcept { return write_; }
-    char16_t* text() noexcept { return text_; }
+    // Copies the run of characters that stand for themselves at the read
+    // position: most of a value, taken in one tight loop.
+    // With singleBlanks, one blank between two such characters is copied too.
+    void copyPlain(bool singleBlanks) noexcept {
+        uint32_t r = read_;
+        if (r == length_ || !isPlain(text_[r])) return;
+        uint32_t w = write_;
+        if (pendingBlank_) text_[w++] = u' ';
+        pendingBlank_ = false;
+        for (;;) {
+            text_[w++] = text_[r++];
+            if (r == length_) break;
+            if (isPlain(text_[r])) continue;
+            if (!singleBlanks || text_[r] != u' ' || r + 1 == length_ || !isPlain(text_[r + 1])) break;
+            text_[w++] = text_[r++];
+        }
+        read_ = r;
+        write_ = w;
+    }
 
 private:
     char16_t* text_;
@@ -197,11 +235,18 @@ uint32_t dropOthers(char16_t* text, uint32_t length) noexcept {
 
 }  // namespace
 
-uint32_t texToPlainText(char16_t* text, uint32_t length, TexMode mode) noexcept {
+uint32_t texToPlainText(char16_t* text, uint32_t length, TexMode mode, bool presenceOnly) noexcept {
     PlainWriter w(text, length);
     uint32_t depth = 0;
     const bool prose = mode != TexMode::kVerbatim;
     while (!w.done()) {
+        if (presenceOnly && w.written() > 0) break;
+        if (presenceOnly && isPlain(w.at())) {
+            w.put(w.at());
+            break;
+        }
+        w.copyPlain(mode != TexMode::kNames);
+        if (w.done()) break;
         const char16_t c = w.at();
         if (isAsciiWhiteSpace(c)) {
             if (mode == TexMode::kNames && depth == 0 && atNameSeparator(w)) {

@@ -32,7 +32,13 @@ enum class TexMode : uint8_t {
     kVerbatim,  // identifiers and links: only braces, escapes and blanks
 };
 
-uint32_t texToPlainText(char16_t* text, uint32_t length, TexMode mode) noexcept;
+// With presenceOnly the text stops after its first characters: enough to
+// tell whether it holds any.
+uint32_t texToPlainText(char16_t* text, uint32_t length, TexMode mode, bool presenceOnly = false) noexcept;
+
+// A character that stands for itself in every mode: a value whose first
+// character after white space is one holds text.
+bool isTexPlain(char16_t c) noexcept;
 
 // The generated tables (import/generated/tex_accents.cpp).
 struct TexAccent {
