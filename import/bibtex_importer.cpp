@@ -17,6 +17,7 @@ constexpr uint32_t kMaxValueUnits = 1u << 20;
 constexpr uint32_t kMaxNameUnits = 64;
 constexpr uint32_t kMaxTypeUnits = 32;
 constexpr uint32_t kMaxMacros = 256;
+constexpr uint32_t kMaxMacroUnits = 65536;
 constexpr uint32_t kFallbackCodePage = 1252;
 constexpr uint32_t kUtf8CodePage = 65001;
 
@@ -346,7 +347,8 @@ private:
         if (i == kMaxMacros) return;
         if (i == macroCount_) ++macroCount_;
         macroNames_[i] = name_;
-        (void)macroValues_[i].assign(value_.data(), value_.length());
+        const uint32_t n = value_.length() < kMaxMacroUnits ? value_.length() : kMaxMacroUnits;
+        (void)macroValues_[i].assign(value_.data(), n);
     }
 
     void endEntry() noexcept {

@@ -22,7 +22,8 @@
 //   its field ends (',' or the entry's end), also when it is empty.
 // - An entry left open ends where a line starts another entry, or at the end
 //   of the input; the fields read of it count, the one being read as far as
-//   it got. A value keeps at most its first 1,048,576 units.
+//   it got. A value keeps at most its first 1,048,576 units, an "@string"
+//   at most 65,536, and at most 256 "@string" names are kept.
 // - Closing a record turns its authors into the author list and derives its
 //   age; the field-mask output (optional) is cleared first and receives the
 //   OR of every record's mask. 0 at the end of the input; 12 when the list
