@@ -374,9 +374,10 @@ bool setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
 
 bool setCitedByCountNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
     NoteScanResult scan = scanNote(value, "%~(Cited By) : %u");
+    if (!scan.matched) scan = scanNote(value, "%~(Cited By) (since %u) %u");
     if (!scan.matched) scan = scanNote(value, "%~(Cited By) %u");
     if (!scan.matched) return false;
-    setAllCounts(pub, scan.values[0]);
+    setAllCounts(pub, scan.values[scan.converted - 1]);
     mask |= kFieldCitesCount;
     return true;
 }
