@@ -116,7 +116,7 @@ public:
     int descriptor() const noexcept { return fd_; }
     uint32_t stateFlags() const noexcept { return flags_; }
 
-    uint32_t typeTag() const noexcept override { return xpTypeTag("fils"); }
+    uint32_t typeTag() const noexcept override { return fourCharacterCode("fils"); }
     uint32_t capabilities() const noexcept override { return flags_ & 0xFFFFu; }
     // "<file>" when no name is kept.
     const char* name() const noexcept override;
@@ -157,7 +157,7 @@ public:
     FILE* stdioHandle() const noexcept { return stream_; }
     uint32_t stateFlags() const noexcept { return flags_; }
 
-    uint32_t typeTag() const noexcept override { return xpTypeTag("sios"); }
+    uint32_t typeTag() const noexcept override { return fourCharacterCode("sios"); }
     uint32_t capabilities() const noexcept override { return flags_ & 0xFFFFu; }
     // "<stdio>" when no name is kept.
     const char* name() const noexcept override;

@@ -59,7 +59,7 @@ public:
     // Puts a new writer (UTF-8, pass-through, no stream) into *holder.
     [[nodiscard]] static ResultCode create(XpHolder<XpTextWriter>* holder) noexcept;
 
-    uint32_t typeTag() const noexcept override { return xpTypeTag("txtw"); }
+    uint32_t typeTag() const noexcept override { return fourCharacterCode("txtw"); }
 
     // Attaching the stream already attached does nothing; otherwise the writer
     // is closed (that code is kept and returned) and retains the new stream

@@ -33,7 +33,7 @@ struct Fixture {
 
 TEST(TextWriter, NewWriterIsUtf8PassThrough) {
     Fixture f;
-    EXPECT_EQ(f.writer->typeTag(), xpTypeTag("txtw"));
+    EXPECT_EQ(f.writer->typeTag(), fourCharacterCode("txtw"));
     EXPECT_EQ(f.writer->encoder()->codePage(), 65001u);
     EXPECT_EQ(f.writer->flags(), uint32_t(kWriterPassThrough));
     EXPECT_EQ(f.writer->writeText("gr\xC3\xBC\xC3\x9F \xFF raw"), 0);  // bytes pass through untouched

@@ -25,7 +25,7 @@ public:
     size_t size() const noexcept { return size_; }
     void clear() noexcept { size_ = 0; }
 
-    uint32_t typeTag() const noexcept override { return xpTypeTag("rbuf"); }
+    uint32_t typeTag() const noexcept override { return fourCharacterCode("rbuf"); }
     uint32_t capabilities() const noexcept override { return 0; }
     const char* name() const noexcept override { return "<report buffer>"; }
     bool isConsole() const noexcept override { return false; }
