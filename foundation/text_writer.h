@@ -167,6 +167,11 @@ private:
 [[nodiscard]] ResultCode openTextWriterOnStdio(FILE* runtimeStream, uint32_t mode,
                                                XpHolder<XpTextWriter>* holder) noexcept;
 
+// A new memory stream (foundation/byte_streams.h) with a new writer attached;
+// both holders are left empty on failure.
+[[nodiscard]] ResultCode openTextWriterOnMemory(XpHolder<XpMemoryStream>* stream,
+                                                XpHolder<XpTextWriter>* holder) noexcept;
+
 // Formatted output into a writer; 22 for a null writer or format.
 ResultCode writerPrintf(XpTextWriter* writer, const char* format, ...) noexcept
     __attribute__((format(printf, 2, 3)));
