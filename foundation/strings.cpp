@@ -233,7 +233,3 @@ int XpString16::compare(const XpString16& a, const XpString16& b) noexcept {
     return static_cast<int>(la) - static_cast<int>(lb);
 }
 
-int compareTextNoCase(const char* a, const char* b) noexcept {
-    if (a == b) return 0;
-    return compareAsciiNoCase(a ? a : "", b ? b : "");
-}

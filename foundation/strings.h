@@ -266,6 +266,3 @@ constexpr int compareText(const char* a, const char* b) noexcept {
     while (*a != 0 && *a == *b) ++a, ++b;
     return int(static_cast<unsigned char>(*a)) - int(static_cast<unsigned char>(*b));
 }
-// The same after folding only "A"-"Z" to "a"-"z"; bytes above 0x7F stay as
-// they are, so the UTF-8 forms of accented capitals and small letters differ.
-int compareTextNoCase(const char* a, const char* b) noexcept;

@@ -491,17 +491,3 @@ ResultCode writerPrintf(XpTextWriter* writer, const char* format, ...) noexcept 
     va_end(args);
     return rc;
 }
-
-ResultCode writerVPrintf16(XpTextWriter* writer, const char16_t* format, va_list args) noexcept {
-    if (!writer || !format) return kErrInvalidArgument;
-    textstream_writer sink(writer);
-    return formatToSink16(&sink, format, args);
-}
-
-ResultCode writerPrintf16(XpTextWriter* writer, const char16_t* format, ...) noexcept {
-    va_list args;
-    va_start(args, format);
-    ResultCode rc = writerVPrintf16(writer, format, args);
-    va_end(args);
-    return rc;
-}

@@ -176,5 +176,3 @@ private:
 ResultCode writerPrintf(XpTextWriter* writer, const char* format, ...) noexcept
     __attribute__((format(printf, 2, 3)));
 ResultCode writerVPrintf(XpTextWriter* writer, const char* format, va_list args) noexcept;
-ResultCode writerPrintf16(XpTextWriter* writer, const char16_t* format, ...) noexcept;
-ResultCode writerVPrintf16(XpTextWriter* writer, const char16_t* format, va_list args) noexcept;
