@@ -34,7 +34,6 @@ int main(int argc, char** argv) {
     // The same locale as varometrics, so that format probes fold letters alike.
     std::setlocale(LC_ALL, "");
     std::setlocale(LC_CTYPE, "en_US.UTF-8");
-    setApplicationVersion(kApplicationVersion);
 
     // The log file only: standard error carries one line per failed input and
     // nothing else, so that scripts can read it.
@@ -42,8 +41,6 @@ int main(int argc, char** argv) {
     (void)logSetLevel(255, kLogInfo);
     (void)logRotate(256, 7);
     logStartupLines(kReportDescription, kFullVersion, kPlatform);
-
-    XpFrameworkScope framework;
 
     const char* const program = programName();
     ReportOptions options;

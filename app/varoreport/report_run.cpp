@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "app/common/export_metrics.h"
-#include "app/varoreport/report_buffer.h"
 #include "app/varoreport/report_options.h"
 #include "foundation/encodings.h"
 #include "foundation/strings.h"
@@ -27,7 +26,7 @@ namespace {
 
 // One input's outcome, filled by a worker and written by the main thread.
 struct Slot {
-    XpHolder<VroReportBuffer> rows;
+    XpHolder<XpMemoryStream> rows;
     ResultCode importCode = kResultOk;  // the input's failure, shown on err
     ResultCode rowsCode = kResultOk;    // the rows could not be produced
     // The failure as the rows and err give it: the code's message, with the
@@ -103,7 +102,7 @@ void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexc
     }
 
     XpHolder<XpTextWriter> writer;
-    ResultCode rowsCode = openTextWriterOnBuffer(&slot.rows, &writer);
+    ResultCode rowsCode = openTextWriterOnMemory(&slot.rows, &writer);
     XpString16 label;
     (void)label.assign(input.path.c_str());  // invalid bytes become U+FFFD
     if (rowsCode == kResultOk) {

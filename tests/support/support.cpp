@@ -293,35 +293,32 @@ std::string narrow(const std::u16string& text) {
 }
 
 ResultCode MemoryStream::position(int64_t* out) noexcept {
-    *out = positionFails ? 0 : int64_t(at + content.size());
-    return positionFails ? kErrInvalidArgument : 0;
+    if (!positionFails) return XpMemoryStream::position(out);
+    *out = 0;
+    return kErrInvalidArgument;
 }
 
 ResultCode MemoryStream::read(void* destination, size_t minimum, size_t maximum, size_t* bytesRead) noexcept {
     size_t got = 0;
-    ResultCode rc = 0;
     while (got < maximum) {
-        const size_t n = std::min({chunk, maximum - got, input.size() - at});
-        if (n == 0) {
-            rc = kErrEndOfFile;
-            break;
-        }
-        std::memcpy(static_cast<char*>(destination) + got, input.data() + at, n);
-        at += n;
+        size_t n = 0;
+        (void)XpMemoryStream::read(static_cast<char*>(destination) + got, 0, std::min(chunk, maximum - got), &n);
+        if (n == 0) break;
         got += n;
         if (got >= minimum) break;
     }
     if (bytesRead) *bytesRead = got;
-    return got >= minimum ? 0 : rc;
+    return got >= minimum ? 0 : kErrEndOfFile;
 }
 
 ResultCode MemoryStream::write(const void* buffer, size_t length, size_t* written) noexcept {
     writeSizes.push_back(length);
     const size_t n = std::min(length, acceptBeforeFailure);
-    content.append(static_cast<const char*>(buffer), n);
-    if (acceptBeforeFailure != SIZE_MAX) acceptBeforeFailure -= n;
-    if (written) *written = n;
-    return n == length ? 0 : kErrNoSpace;
+    size_t taken = 0;
+    const ResultCode rc = XpMemoryStream::write(buffer, n, &taken);
+    if (acceptBeforeFailure != SIZE_MAX) acceptBeforeFailure -= taken;
+    if (written) *written = taken;
+    return rc != 0 ? rc : taken == length ? 0 : kErrNoSpace;
 }
 
 }  // namespace vt
