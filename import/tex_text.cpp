@@ -197,10 +197,12 @@ void putCommand(PlainWriter& w, TexMode mode) noexcept {
         return;
     }
     w.skip();
+    // Longer than every name of the table: a longer word names nothing.
+    constexpr uint32_t kLongestName = 24;
     uint32_t n = 0;
-    char16_t word[16];
+    char16_t word[kLongestName];
     while (isLetter(w.at())) {
-        if (n < 16) word[n] = w.at();
+        if (n < kLongestName) word[n] = w.at();
         ++n;
         w.skip();
     }
@@ -208,7 +210,7 @@ void putCommand(PlainWriter& w, TexMode mode) noexcept {
         putAccented(w, word[0]);
         return;
     }
-    const char16_t named = n <= 16 ? namedCharacter(word, n) : 0;
+    const char16_t named = n <= kLongestName ? namedCharacter(word, n) : 0;
     w.skipBlanks();
     if (named != 0) w.put(named);
 }
