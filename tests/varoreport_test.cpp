@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -355,6 +356,66 @@ TEST_F(Varoreport, StandardInputAndOutputFile) {
     const vt::Run full = report("-q '" + file + "' >/dev/full");
     EXPECT_EQ(full.status, 1);
     EXPECT_NE(full.err.find("varoreport: <stdout>: cannot write report: "), std::string::npos) << full.err;
+}
+
+// An export named as the output, however it is named, is refused before
+// anything is written, with the status of a usage error; one inside a
+// directory read as input is left out of the listing and replaced whole.
+TEST_F(Varoreport, TheOutputNeverReplacesAnExport) {
+    const std::string ris = vt::slurp(VARO_SOURCE_DIR "/examples/ris.ris");
+    vt::spill(dir_ / "s.ris", ris);
+    ASSERT_EQ(::symlink("s.ris", (dir_ / "link.ris").c_str()), 0);
+    ASSERT_EQ(::link((dir_ / "s.ris").c_str(), (dir_ / "hard").c_str()), 0);
+    for (const char* args : {"-o s.ris s.ris", "-o ./s.ris -", "-o link.ris s.ris", "-o s.ris other.ris hard",
+                             "-f html -o hard link.ris"}) {
+        const vt::Run result = run(VARO_EXE, std::string(args) + " <s.ris");
+        EXPECT_EQ(result.status, 2) << args;
+        EXPECT_NE(result.err.find(": the output is the export "), std::string::npos) << result.err;
+        EXPECT_EQ(vt::slurp(dir_ / "s.ris"), ris) << args;
+    }
+    EXPECT_FALSE(vt::exists(dir_ / "other.ris"));
+
+    fs::create_directory(dir_ / "d");
+    vt::spill(dir_ / "d/s.ris", ris);
+    const vt::Run first = report("-q --year 2026 -o d/report.csv d");
+    const std::string written = vt::slurp(dir_ / "d/report.csv");
+    const vt::Run again = report("-q --year 2026 -o d/report.csv d");
+    EXPECT_EQ(first.status, 0) << first.err;
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_EQ(rowsByFile(written).size(), 1u);
+    EXPECT_EQ(vt::slurp(dir_ / "d/report.csv"), written);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir_ / "d"), fs::directory_iterator()), 2);
+}
+
+// A run killed while it writes a large report leaves the file it would
+// replace as it was; one ended by SIGTERM also removes its temporary file.
+TEST_F(Varoreport, AKilledRunLeavesTheOldReport) {
+    std::string ris;
+    for (int i = 0; i < 4000; ++i)
+        ris += "TY  - JOUR\nAU  - Author, A\nTI  - A long title " + std::string(150, 'x') +
+               "\nPY  - 2001\nN1  - Cited By: 7\nER  - \n";
+    vt::spill(dir_ / "big.ris", ris);
+    for (const int signal : {SIGKILL, SIGTERM}) {
+        SCOPED_TRACE(signal);
+        vt::spill(dir_ / "report.csv", "the old report\n");
+        std::vector<std::string> args{"-q", "-j", "1", "-f", "papers", "-o", dir_ / "report.csv"};
+        for (int i = 0; i < 200; ++i) args.push_back(dir_ / "big.ris");
+        vt::Started program(VARO_EXE, args);
+        // Until the temporary file beside the target holds some of the report.
+        std::string temporary;
+        for (int tries = 0; tries < 2000 && temporary.empty(); ++tries) {
+            for (const auto& entry : fs::directory_iterator(dir_.path))
+                if (entry.path().filename().string().starts_with(".report.csv.") && entry.file_size() > (1u << 20))
+                    temporary = entry.path();
+            if (temporary.empty()) usleep(5000);
+        }
+        ASSERT_FALSE(temporary.empty()) << "no temporary file grew";
+        ::kill(program.pid(), signal);
+        EXPECT_EQ(program.finish(), 128 + signal);
+        EXPECT_EQ(vt::slurp(dir_ / "report.csv"), "the old report\n");
+        EXPECT_EQ(vt::exists(temporary), signal == SIGKILL);
+        if (signal == SIGKILL) fs::remove(temporary);
+    }
 }
 
 TEST_F(Varoreport, UsageErrorsExitTwoAndWriteNothing) {

@@ -1,6 +1,7 @@
 // Process entry of varoreport: prepares the process as varometrics does,
 // reads the command line, finds the inputs and runs the report; exit status
-// 0, 1 when an input or the output failed, 2 for a usage error.
+// 0, 1 when an input or the output failed, 2 for a usage error (an output
+// that is one of the exports included).
 #include <unistd.h>
 
 #include <clocale>
@@ -12,6 +13,7 @@
 #include "app/common/product.h"
 #include "app/varoreport/report_inputs.h"
 #include "app/varoreport/report_options.h"
+#include "app/varoreport/report_output.h"
 #include "app/varoreport/report_run.h"
 #include "foundation/framework.h"
 #include "foundation/logging.h"
@@ -50,8 +52,17 @@ int main(int argc, char** argv) {
     const ReportOutcome outcome = parseReportOptions(argc, argv, program, options, stdout, stderr);
     if (outcome.exitNow) return outcome.exitStatus;
 
+    // The report never replaces an export it reads: named as the output, it is
+    // refused before anything is written; inside a directory, it is not read.
+    const ReportFileIdentity output = identifyReportOutput(options.outputPath);
+    if (const char* input = inputNamingOutput(options.inputs, options.inputCount, output)) {
+        std::fprintf(stderr, "%s: %s: the output is the export %s; the report would replace it\n", program,
+                     options.outputPath, input);
+        writeReportUsage(stderr, program);
+        return 2;
+    }
     std::vector<ReportInput> inputs;
-    if (const ResultCode rc = expandReportInputs(options.inputs, options.inputCount, inputs)) {
+    if (const ResultCode rc = expandReportInputs(options.inputs, options.inputCount, inputs, output)) {
         std::fprintf(stderr, "%s: %s\n", program, resultMessage(rc));
         return 1;
     }

@@ -79,6 +79,8 @@ void writeReportHelp(FILE* out, const char* programName) noexcept {
     }
 }
 
+void writeReportUsage(FILE* err, const char* programName) noexcept { std::fprintf(err, kUsage, programName); }
+
 void writeReportVersion(FILE* out, const char* programName) noexcept {
     std::fprintf(out, "%s %s %s\n%s\n", programName, kFullVersion, kPlatform, kCopyrightNotice);
 }

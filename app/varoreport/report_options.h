@@ -83,4 +83,6 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
                                  FILE* out, FILE* err) noexcept;
 
 void writeReportHelp(FILE* out, const char* programName) noexcept;
+// The usage line, which follows every usage error.
+void writeReportUsage(FILE* err, const char* programName) noexcept;
 void writeReportVersion(FILE* out, const char* programName) noexcept;
