@@ -10,7 +10,8 @@
 
 namespace {
 
-constexpr const char kUsage[] = "Usage: %s [-f csv|json|papers|html] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...\n";
+constexpr const char kUsage[] =
+    "Usage: %s [-f csv|json|papers|html] [--values decimal|stored] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...\n";
 
 constexpr const char kHelpDescription[] =
     "Imports each EXPORT (a file; a directory for its regular files, sorted by\n"
@@ -149,6 +150,11 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
                     options.format = findReportFormat(value);
                     if (!options.format) return usageError(err, programName, "unknown format '%s'", value);
                     break;
+                case kReportOptionValues:
+                    if (std::strcmp(value, "decimal") != 0 && std::strcmp(value, "stored") != 0)
+                        return usageError(err, programName, "--values wants decimal or stored, not '%s'", value);
+                    options.storedValues = std::strcmp(value, "stored") == 0;
+                    break;
                 case kReportOptionJobs:
                     if (!parseNumber(value, 1, long(kMaxReportJobs), &number))
                         return usageError(err, programName, "-j wants a number of threads from 1 to 256, not '%s'",
@@ -178,5 +184,6 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
         }
     }
     if (options.inputCount == 0) return usageError(err, programName, "%s", "no export given");
+    if (options.storedValues) options.format = withStoredValues(options.format);
     return {false, 0};
 }

@@ -1,6 +1,6 @@
 // Report options: the command line of varoreport.
 //
-//   varoreport [-f csv|json|papers|html] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...
+//   varoreport [-f csv|json|papers|html] [--values decimal|stored] [-j N] [--year YEAR] [-o FILE] [-q] EXPORT...
 //   varoreport -h | --help, -V | --version
 //
 // Contract: parseReportOptions reads the arguments once and either fills the
@@ -17,7 +17,7 @@
 //   --version act when met, before the rest of the line is examined.
 // - Usage errors: an unknown option, a missing argument, an unknown format,
 //   N not a whole number from 1 to kMaxReportJobs, YEAR not a whole number
-//   from 1 to 9999, no input. Each writes "PROGRAM: MESSAGE" and the usage
+//   from 1 to 9999, a --values other than decimal or stored, no input. Each writes "PROGRAM: MESSAGE" and the usage
 //   line to err.
 #pragma once
 
@@ -30,6 +30,7 @@ inline constexpr uint32_t kMaxReportJobs = 256;
 
 enum : int {
     kReportOptionFormat,
+    kReportOptionValues,
     kReportOptionJobs,
     kReportOptionYear,
     kReportOptionOutput,
@@ -48,6 +49,7 @@ struct ReportOptionRow {
 
 inline constexpr ReportOptionRow kReportOptions[] = {
     {'f', "format", "FORMAT", kReportOptionFormat, "csv (the default), json, papers or html"},
+    {0, "values", "FORM", kReportOptionValues, "csv, json: decimal (the default) or stored integers"},
     {'j', "jobs", "N", kReportOptionJobs, "process the inputs on N threads (default: the number of processors)"},
     {0, "year", "YEAR", kReportOptionYear, "calculate as on 1 July of YEAR, 00:00 UTC (default: now)"},
     {'o', "output", "FILE", kReportOptionOutput, "write the report to FILE instead of standard output"},
@@ -58,6 +60,7 @@ inline constexpr ReportOptionRow kReportOptions[] = {
 
 struct ReportOptions {
     const VroReportFormat* format = nullptr;  // csv unless -f names another
+    bool storedValues = false;                // --values stored (format is then its stored form)
     uint32_t jobs = 0;                        // 0: the number of processors
     bool yearGiven = false;
     int32_t year = 0;
