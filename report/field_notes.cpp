@@ -115,3 +115,69 @@ char* putDecimal(char* p, uint32_t value, uint32_t decimals) noexcept {
     }
     return p;
 }
+
+namespace {
+
+// The columns around the record's fields, which the page shows in its own way.
+struct ColumnNote {
+    const char* column;
+    const char* unit;
+    const char* meaning;
+};
+
+constexpr ColumnNote kLeadingColumns[] = {
+    {"file", "text", "The export as named on the command line; \"-\" is standard input."},
+    {"format", "text", "The import format that read it."},
+    {"publications", "records", "Publications imported, those not taking part in the metrics included."},
+};
+constexpr ColumnNote kVersionColumn = {"metrics_version", "number", "Version of the metrics record."};
+constexpr ColumnNote kTrailingColumns[] = {
+    {"authors_0 .. authors_50", "papers",
+     "Papers by number of authors, authors_50 also counting more (json: the array authors)."},
+    {"error", "text", "Why the export could not be read; empty when it was."},
+};
+
+const VroFieldNote* noteOf(uint32_t position) noexcept {
+    for (const VroFieldNote& note : kFieldNotes)
+        if (note.position == position) return &note;
+    return nullptr;
+}
+
+}  // namespace
+
+void writeFieldList(FILE* out, bool storedValues) noexcept {
+    int nameWidth = 6, unitWidth = 4;
+    const auto widen = [&](int name, const char* unit) {
+        nameWidth = name > nameWidth ? name : nameWidth;
+        unitWidth = int(std::strlen(unit)) > unitWidth ? int(std::strlen(unit)) : unitWidth;
+    };
+    for (const ColumnNote& c : kLeadingColumns) widen(int(std::strlen(c.column)), c.unit);
+    for (const ColumnNote& c : kTrailingColumns) widen(int(std::strlen(c.column)), c.unit);
+    for (const VroFieldNote& note : kFieldNotes) {
+        if (note.position >= kMetricsSchemaRows) continue;
+        const VroMetricsSchemaRow& row = kMetricsSchema[note.position];
+        widen(int(storedValues ? std::strlen(row.snakeName) : readableNameLength(row)), note.unit);
+    }
+    if (storedValues) unitWidth += 6;  // " x1000"
+    const auto line = [&](const char* column, int length, const char* unit, const char* name, const char* meaning) {
+        std::fprintf(out, "%-*.*s  %-*s  %s%s%s\n", nameWidth, length, column, unitWidth, unit, name ? name : "",
+                     name ? ": " : "", meaning);
+    };
+    line("column", 6, "unit", nullptr, "meaning");
+    for (const ColumnNote& c : kLeadingColumns) line(c.column, int(std::strlen(c.column)), c.unit, nullptr, c.meaning);
+    line(kVersionColumn.column, int(std::strlen(kVersionColumn.column)), kVersionColumn.unit, nullptr,
+         kVersionColumn.meaning);
+    for (uint32_t position = 1; position < kMetricsSchemaRows; ++position) {
+        const VroMetricsSchemaRow& row = kMetricsSchema[position];
+        const VroFieldNote* note = noteOf(position);
+        const uint32_t decimals = fieldDecimals(row);
+        char unit[48];
+        if (decimals != 0 && storedValues)
+            std::snprintf(unit, sizeof unit, "%s x%s", note->unit, decimals == 3 ? "1000" : decimals == 2 ? "100" : "10");
+        else
+            std::snprintf(unit, sizeof unit, "%s", note->unit);
+        line(row.snakeName, int(storedValues ? std::strlen(row.snakeName) : readableNameLength(row)), unit, note->name,
+             note->explanation);
+    }
+    for (const ColumnNote& c : kTrailingColumns) line(c.column, int(std::strlen(c.column)), c.unit, nullptr, c.meaning);
+}

@@ -371,6 +371,38 @@ TEST_F(Varoreport, StandardInputAndOutputFile) {
     EXPECT_NE(full.err.find("varoreport: <stdout>: cannot write report: "), std::string::npos) << full.err;
 }
 
+// --fields names the columns of the csv header, in order, as --values names
+// them, and explains each record field with the text of the page's table.
+TEST_F(Varoreport, FieldListMatchesHeaderAndPage) {
+    const std::string file = VARO_SOURCE_DIR "/examples/ris.ris";
+    const vt::Run html = report("-q -f html '" + file + "'");
+    for (const std::string values : {"decimal", "stored"}) {
+        SCOPED_TRACE(values);
+        const vt::Run fields = report("--values " + values + " --fields");
+        const vt::Run csv = report("-q --values " + values + " '" + file + "'");
+        EXPECT_EQ(fields.status, 0) << fields.err;
+        std::vector<std::string> listed;
+        for (const std::string& line : vt::linesOf(fields.out)) {
+            const size_t gap = line.find("  ");
+            ASSERT_NE(gap, std::string::npos) << line;
+            const std::string column = line.substr(0, gap);
+            if (column == "authors_0 .. authors_50") {
+                for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) listed.push_back("authors_" + std::to_string(b));
+                continue;
+            }
+            listed.push_back(column);
+            const size_t colon = line.find(": ");
+            if (colon != std::string::npos) {  // a record field: the page's explanation, word for word
+                EXPECT_NE(html.out.find("<td>" + line.substr(colon + 2) + "</td>"), std::string::npos) << line;
+            }
+        }
+        ASSERT_FALSE(listed.empty());
+        EXPECT_EQ(listed[0], "column");
+        listed.erase(listed.begin());
+        EXPECT_EQ(listed, split(vt::linesOf(csv.out).at(0), ','));
+    }
+}
+
 // An export named as the output, however it is named, is refused before
 // anything is written, with the status of a usage error; one inside a
 // directory read as input is left out of the listing and replaced whole.

@@ -6,6 +6,7 @@
 #include <new>
 
 #include "app/common/product.h"
+#include "report/field_notes.h"
 #include "report/report_rows.h"
 
 namespace {
@@ -173,6 +174,9 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
                 case kReportOptionQuiet:
                     options.quiet = true;
                     break;
+                case kReportOptionFields:
+                    options.listFields = true;
+                    break;
                 case kReportOptionHelp:
                     writeReportHelp(out, programName);
                     return {true, 0};
@@ -182,6 +186,10 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
             }
             if (!group || !*group || value) break;
         }
+    }
+    if (options.listFields) {
+        writeFieldList(out, options.storedValues);
+        return {true, 0};
     }
     if (options.inputCount == 0) return usageError(err, programName, "%s", "no export given");
     if (options.storedValues) options.format = withStoredValues(options.format);
