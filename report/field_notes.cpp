@@ -12,6 +12,7 @@ const char* const kFieldGroupNames[kFieldGroupCount] = {"Counts",     "Hirsch fa
 constexpr VroFieldNote kFieldNotes[kFieldNoteCount] = {
     {1, kGroupCounts, "Papers", "papers", "Publications taking part in the metrics."},
     {2, kGroupCounts, "Citations", "citations", "Sum of the citation counts."},
+    {kI10Position, kGroupCounts, "i10-index", "papers", "Papers with at least 10 citations."},
     {3, kGroupCounts, "Estimated citations", "citations",
      "Sum of the source's own estimates where it gives one, else of the counts."},
     {21, kGroupCounts, "First year", "year", "Earliest publication year (0: no dated paper)."},
@@ -179,5 +180,22 @@ void writeFieldList(FILE* out, bool storedValues) noexcept {
         line(row.snakeName, int(storedValues ? std::strlen(row.snakeName) : readableNameLength(row)), unit, note->name,
              note->explanation);
     }
+    const VroFieldNote* i10 = noteOf(kI10Position);
+    line(kI10Name, int(std::strlen(kI10Name)), i10->unit, i10->name, i10->explanation);
     for (const ColumnNote& c : kTrailingColumns) line(c.column, int(std::strlen(c.column)), c.unit, nullptr, c.meaning);
+}
+
+uint32_t countWithCitations(const VroPublicationList& list, uint32_t minimum) noexcept {
+    uint32_t count = 0;
+    if (list.keepsNumbersOnly()) {
+        const VroPublicationNumbers* numbers = list.numbers();
+        for (uint32_t i = 0; numbers && i < list.numbersCount(); ++i)
+            count += numbers[i].Use >= 1 && numbers[i].Cites >= minimum ? 1 : 0;
+        return count;
+    }
+    for (uint32_t i = 0; i < list.count(); ++i) {
+        const VroPublication* p = list.at(i);
+        if (p && p->Use >= 1 && p->Cites >= minimum) ++count;
+    }
+    return count;
 }

@@ -41,7 +41,7 @@ struct VroFieldNote {
     const char* explanation;
 };
 
-inline constexpr uint32_t kFieldNoteCount = kMetricsSchemaRows - 1;  // the record's fields but the version
+inline constexpr uint32_t kFieldNoteCount = kMetricsSchemaRows;  // the record's fields but the version, and i10
 extern const VroFieldNote kFieldNotes[kFieldNoteCount];
 
 inline constexpr char kI10Name[] = "i10";

@@ -78,7 +78,7 @@ void metricValue(VroMarkupStream& out, const VroMetricsSchemaRow& row, uint32_t 
     out.raw("</td>");
 }
 
-void metricTable(VroMarkupStream& out, const VroMetrics& m) {
+void metricTable(VroMarkupStream& out, const VroMetrics& m, uint32_t i10) {
     out.raw("<table class=\"metrics\">\n<caption>Every metric of the record</caption>\n<thead><tr>"
             "<th scope=\"col\">Metric</th><th scope=\"col\">Value</th><th scope=\"col\">Meaning</th>"
             "<th scope=\"col\">Field</th></tr></thead>\n");
@@ -87,6 +87,12 @@ void metricTable(VroMarkupStream& out, const VroMetrics& m) {
                    kFieldGroupNames[group]);
         for (const VroFieldNote& note : kFieldNotes) {
             if (note.group != group) continue;
+            if (note.position == kI10Position) {  // counted from the papers, not held by the record
+                out.format("<tr><th scope=\"row\">%s</th><td class=\"num\" data-key=\"%s\" data-raw=\"%u\">%u</td>"
+                           "<td>%s</td><td class=\"field\"><code>%s</code></td></tr>\n",
+                           note.name, kI10Name, i10, i10, note.explanation, kI10Name);
+                continue;
+            }
             const VroMetricsSchemaRow& row = kMetricsSchema[note.position];
             out.format("<tr><th scope=\"row\">%s</th>", note.name);
             metricValue(out, row, metricsWord(m, row.position));
@@ -206,7 +212,9 @@ ResultCode writeHtmlSection(XpTextWriter* writer, const VroHtmlSection& s) noexc
     (void)writeRankChart(out, chart);
     (void)writeYearChart(out, chart);
     out.raw("<h3>Metrics</h3>\n");
-    metricTable(out, *s.metrics);
+    uint32_t i10 = 0;
+    for (uint32_t i = 0; i < used; ++i) i10 += papers[i]->Cites >= 10 ? 1 : 0;
+    metricTable(out, *s.metrics, i10);
     out.format("<p class=\"facts\">Record version %u.</p>\n", s.metrics->metricsVersion);
     authorHistogram(out, *s.metrics);
     out.raw("<h3>h-core papers</h3>\n");

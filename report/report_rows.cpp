@@ -62,9 +62,9 @@ uint32_t columnNameLength(const VroMetricsSchemaRow& row, bool stored) noexcept 
     return stored ? uint32_t(std::strlen(row.snakeName)) : readableNameLength(row);
 }
 
-// Room for every number of one input: 96 words and the count, each at most
+// Room for every number of one input: 96 words, the count and i10, each at most
 // 11 characters plus a separator, with the keys of the json form.
-constexpr size_t kNumbersRoom = 97 * 12 + 45 * 40 + 64;
+constexpr size_t kNumbersRoom = 98 * 12 + 46 * 40 + 64;
 
 bool needsCsvQuotes(const char16_t* text) noexcept {
     for (; *text; ++text)
@@ -118,6 +118,8 @@ ResultCode csvHead(XpTextWriter* out) noexcept {
         failure(out->writeText(",", 1));
         failure(out->writeText(row.snakeName, columnNameLength(row, kStored)));
     }
+    failure(out->writeText(",", 1));
+    failure(out->writeText(kI10Name));
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) failure(writerPrintf(out, ",authors_%u", b));
     failure(out->writeText(",error\n"));
     return failure.code;
@@ -138,6 +140,8 @@ ResultCode csvInput(const char16_t* label, const char* formatName, const VroPubl
         *p++ = ',';
         (void)putField(p, m, row, kStored);
     }
+    *p++ = ',';
+    p = putUnsigned(p, countWithCitations(list, 10));
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
         *p++ = ',';
         p = putUnsigned(p, m.authorHistogram[b]);
@@ -152,7 +156,7 @@ ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* 
     FirstFailure failure;
     failure(writeCsvText(out, label, false));
     // format, publications, the named fields and the histogram stay empty.
-    char commas[2 + kMetricsSchemaRows + kAuthorHistogramSize + 1];
+    char commas[2 + kMetricsSchemaRows + 1 + kAuthorHistogramSize + 1];
     std::memset(commas, ',', sizeof commas);
     failure(out->writeText(commas, sizeof commas));
     failure(writeCsvNarrow(out, message));
@@ -189,6 +193,9 @@ ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPub
             p += 4;
         }
     }
+    static constexpr char kI10[] = ",\"i10\":";
+    std::memcpy(p, kI10, sizeof kI10 - 1);
+    p = putUnsigned(p + sizeof kI10 - 1, countWithCitations(list, 10));
     static constexpr char kAuthors[] = ",\"authors\":[";
     std::memcpy(p, kAuthors, sizeof kAuthors - 1);
     p += sizeof kAuthors - 1;

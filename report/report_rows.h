@@ -12,8 +12,9 @@
 // and gives 0. Adding a format means adding a row here and its writers.
 //
 // - csv: a header line, then one line per input: file, format, publications
-//   (imported, Use 0 included), the 45 record fields in record order,
-//   authors_0..authors_50, error. A scaled field is a decimal with the places
+//   (imported, Use 0 included), the 45 record fields in record order, i10
+//   (publications taking part with at least 10 citations), authors_0..
+//   authors_50, error. A scaled field is a decimal with the places
 //   its scale gives, named by its schema name without the scale suffix
 //   ("a" 5.31 for a_100 531; report/field_notes.h); a mode of "none" is
 //   empty. withStoredValues gives the same format with every field an

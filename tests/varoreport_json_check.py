@@ -73,6 +73,8 @@ def main():
         empty = [o for o in objects if o['file'].endswith('zz-empty.ris')]
         check(len(empty) == 1 and set(empty[0]) == {'file', 'error'}, 'json: the empty export gives %r' % empty)
         check(all('error' not in o for o in objects if o not in empty), 'json: an export failed: %r' % err)
+        # Cited 3, 13, 23, 33 and 43 times: four papers have at least 10.
+        check(all(o['i10'] == 4 for o in objects if o not in empty), 'json: i10 %r' % [o.get('i10') for o in objects])
 
         status, out, err = run(exe, '-f', 'csv', directory)
         rows = list(csv.DictReader(io.StringIO(out.decode('utf-8'), newline='')))

@@ -181,6 +181,10 @@ void expectRowsMatchCalculation(const std::string& csv, const std::vector<std::s
             ASSERT_EQ(row.count(name), 1u) << name;
             EXPECT_EQ(stored || none ? row[name] : storedFromDecimal(row[name], decimals), value) << name;
         }
+        uint32_t i10 = 0;
+        for (uint32_t i = 0; i < list.count(); ++i)
+            i10 += list.at(i)->Use >= 1 && list.at(i)->Cites >= 10 ? 1 : 0;
+        EXPECT_EQ(row["i10"], std::to_string(i10));
         for (uint32_t b = 0; b < kAuthorHistogramSize; ++b)
             EXPECT_EQ(row["authors_" + std::to_string(b)], std::to_string(m.authorHistogram[b])) << b;
     }
