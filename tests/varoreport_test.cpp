@@ -416,7 +416,7 @@ TEST_F(Varoreport, TheOutputNeverReplacesAnExport) {
     ASSERT_EQ(::symlink("s.ris", (dir_ / "link.ris").c_str()), 0);
     ASSERT_EQ(::link((dir_ / "s.ris").c_str(), (dir_ / "hard").c_str()), 0);
     for (const char* args : {"-o s.ris s.ris", "-o ./s.ris -", "-o link.ris s.ris", "-o s.ris other.ris hard",
-                             "-f html -o hard link.ris"}) {
+                             "-f html -o hard link.ris", "s.ris >>s.ris"}) {
         const vt::Run result = run(VARO_EXE, std::string(args) + " <s.ris");
         EXPECT_EQ(result.status, 2) << args;
         EXPECT_NE(result.err.find(": the output is the export "), std::string::npos) << result.err;
@@ -434,6 +434,9 @@ TEST_F(Varoreport, TheOutputNeverReplacesAnExport) {
     EXPECT_EQ(rowsByFile(written).size(), 1u);
     EXPECT_EQ(vt::slurp(dir_ / "d/report.csv"), written);
     EXPECT_EQ(std::distance(fs::directory_iterator(dir_ / "d"), fs::directory_iterator()), 2);
+    fs::remove(dir_ / "d/report.csv");
+    EXPECT_EQ(report("-q d >d/redirected.csv").status, 0);
+    EXPECT_EQ(rowsByFile(vt::slurp(dir_ / "d/redirected.csv")).size(), 1u);
 }
 
 // A run killed while it writes a large report leaves the file it would

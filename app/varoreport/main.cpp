@@ -6,6 +6,7 @@
 
 #include <clocale>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <thread>
 #include <vector>
@@ -56,8 +57,9 @@ int main(int argc, char** argv) {
     // refused before anything is written; inside a directory, it is not read.
     const ReportFileIdentity output = identifyReportOutput(options.outputPath);
     if (const char* input = inputNamingOutput(options.inputs, options.inputCount, output)) {
+        const bool named = options.outputPath && options.outputPath[0] && std::strcmp(options.outputPath, "-") != 0;
         std::fprintf(stderr, "%s: %s: the output is the export %s; the report would replace it\n", program,
-                     options.outputPath, input);
+                     named ? options.outputPath : "<stdout>", input);
         writeReportUsage(stderr, program);
         return 2;
     }

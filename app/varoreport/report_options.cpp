@@ -23,7 +23,8 @@ constexpr const char kHelpDescription[] =
     "row; the others are still reported.\n"
     "\n"
     "Exit status: 0 when every export was reported, 1 when one failed or the\n"
-    "report could not be written, 2 for a usage error.\n"
+    "report could not be written, 2 for a usage error (an output file that is\n"
+    "one of the exports included: it is never replaced).\n"
     "\n"
     "Options:\n";
 

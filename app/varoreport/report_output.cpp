@@ -67,7 +67,9 @@ mode_t newFileMode() noexcept {
 ReportFileIdentity identifyReportOutput(const char* outputPath) noexcept {
     ReportFileIdentity identity;
     struct stat info;
-    if (isStandardStream(outputPath) || ::stat(outputPath, &info) != 0 || !S_ISREG(info.st_mode)) return identity;
+    // Standard output redirected to a file ("> dir/report.csv") is that file.
+    const int rc = isStandardStream(outputPath) ? ::fstat(1, &info) : ::stat(outputPath, &info);
+    if (rc != 0 || !S_ISREG(info.st_mode)) return identity;
     identity.known = true;
     identity.device = info.st_dev;
     identity.inode = info.st_ino;

@@ -4,7 +4,8 @@
 // Contract:
 // - identifyReportOutput tells which existing regular file an output name
 //   means (device and inode; symbolic links followed). A name that does not
-//   exist yet, or names no regular file (a device, a pipe), identifies none.
+//   exist yet, or names no regular file (a device, a pipe), identifies none;
+//   standard output (an empty name or "-") is the file it was redirected to.
 // - inputNamingOutput returns the first named input that is that same file,
 //   however it is named (another path, a hard link, a symbolic link, or "-"
 //   when standard input reads it), or null. Directories are not looked into
