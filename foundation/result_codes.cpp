@@ -318,13 +318,6 @@ int32_t systemErrorOf(ResultCode code) noexcept {
     return isWrappedSystemForm(code) ? int32_t(uint32_t(code) & 0xFFFFu) : code;
 }
 
-ResultCode keepFirstError(ResultCode* slot, ResultCode code) noexcept {
-    if (!slot) return code;
-    if (*slot != 0) return *slot;
-    *slot = code;
-    return code;
-}
-
 ResultCode registerResultMessageProvider(ResultMessageProvider provider) noexcept {
     if (!provider) return kErrInvalidArgument;
     std::lock_guard<std::mutex> lock(gProviderLock);

@@ -56,10 +56,6 @@ bool isSystemResult(ResultCode code) noexcept;
 // The low 16 bits of a wrapped system error, else the code unchanged.
 int32_t systemErrorOf(ResultCode code) noexcept;
 
-// Keeps the first failure of a sequence of steps: with no slot returns code;
-// when *slot already holds a failure returns it; else stores code and returns it.
-ResultCode keepFirstError(ResultCode* slot, ResultCode code) noexcept;
-
 // Message providers answer for codes of 1792 and above and for negative codes
 // that are not system forms. A provider returns null (or "") for codes it does
 // not know. They are asked from the most recently registered to the first; the

@@ -17,8 +17,6 @@ constexpr uint32_t kMaxEncodedCodePoint = 6;
 // Above this fill a text write drains first, so a conversion starts with room.
 constexpr uint32_t kTextWriteThreshold = kTextWriterBufferSize - 6;
 
-inline ResultCode keepFirst(ResultCode first, ResultCode next) { return first != 0 ? first : next; }
-
 // Expected length of a UTF-8 sequence from its lead byte: a byte that is not
 // a lead of two or more (ASCII or a stray continuation) stands alone.
 uint8_t utf8SequenceLength(uint8_t lead) {
@@ -113,6 +111,7 @@ ResultCode XpTextWriter::setEncoding(uint32_t codePage) noexcept {
 // text already queued. Only a stream at position 0 gets one, so appending to
 // a non-empty file never adds a second mark mid-file.
 ResultCode XpTextWriter::writeBom() noexcept {
+    if (failure_ != kResultOk) return failure_;
     if (!stream_ || !encoder_) return kErrInvalidState;
     int64_t position = -1;
     if (stream_->position(&position) != 0 || position != 0) return kResultOk;
@@ -122,9 +121,15 @@ ResultCode XpTextWriter::writeBom() noexcept {
     return stream_->write(mark, length, nullptr);
 }
 
+ResultCode XpTextWriter::ready() noexcept {
+    if (failure_ != kResultOk) return failure_;
+    return (stream_ && encoder_) ? kResultOk : keep(kErrInvalidState);
+}
+
 ResultCode XpTextWriter::drain() noexcept {
+    if (failure_ != kResultOk) return failure_;
     if (buffered_ == 0) return kResultOk;
-    if (!stream_) return kErrInvalidState;
+    if (!stream_) return keep(kErrInvalidState);
     size_t written = 0;
     ResultCode rc = stream_->write(buffer_, buffered_, &written);
     if (rc == 0) {
@@ -136,22 +141,24 @@ ResultCode XpTextWriter::drain() noexcept {
         memmove(buffer_, buffer_ + written, buffered_ - written);
         buffered_ -= static_cast<uint32_t>(written);
     }
-    return rc;
+    return keep(rc);
 }
 
 ResultCode XpTextWriter::flush() noexcept {
-    if (!stream_ || !encoder_) return kErrInvalidState;
-    ResultCode rc = drain();
-    return keepFirst(rc, stream_->flush());
+    ResultCode rc = ready();
+    if (rc == kResultOk) rc = drain();
+    if (rc == kResultOk) rc = keep(stream_->flush());
+    return rc;
 }
 
 ResultCode XpTextWriter::close() noexcept {
-    ResultCode rc = kResultOk;
+    ResultCode rc = failure_;
     if (stream_) {
-        rc = drain();
+        if (rc == kResultOk) rc = drain();
         stream_->release();
         stream_ = nullptr;
     }
+    failure_ = kResultOk;
     buffered_ = 0;
     pendingCount_ = 0;
     pendingExpected_ = 0;
@@ -165,23 +172,23 @@ ResultCode XpTextWriter::afterNewline() noexcept {
 }
 
 ResultCode XpTextWriter::writeBytes(uint8_t byte, uint32_t count) noexcept {
-    if (!stream_ || !encoder_) return kErrInvalidState;
+    if (ResultCode rc = ready(); rc != kResultOk) return rc;
     if (count == 0) return kResultOk;
     if (!(flags_ & kWriterPassThrough)) {
         // Bytes are UTF-8 here: gather a sequence, then write its character.
-        ResultCode first = kResultOk;
+        ResultCode replaced = kResultOk;
         if (pendingExpected_ > 0 && (byte & 0xC0) != 0x80) {
             // The sequence broke off: it stands for one replacement.
             pendingCount_ = pendingExpected_ = 0;
-            ResultCode rc = writeCodePoint(kReplacementChar, 1);
-            first = rc != 0 ? rc : kErrIllegalSequence;
+            (void)writeCodePoint(kReplacementChar, 1);
+            replaced = kErrIllegalSequence;
         }
         if (pendingExpected_ == 0) {
             pendingExpected_ = utf8SequenceLength(byte);
             pendingCount_ = 0;
         }
         pending_[pendingCount_++] = byte;
-        if (pendingCount_ < pendingExpected_) return first;
+        if (pendingCount_ < pendingExpected_) return outcome(replaced);
         char32_t codePoint = 0;
         uint32_t consumed = 0;
         ResultCode decoded = decodeUtf8Char(reinterpret_cast<const char*>(pending_), pendingCount_, &codePoint,
@@ -189,10 +196,11 @@ ResultCode XpTextWriter::writeBytes(uint8_t byte, uint32_t count) noexcept {
         pendingCount_ = pendingExpected_ = 0;
         if (decoded != 0) {
             // An invalid sequence is written as one replacement, whatever the count.
-            ResultCode rc = writeCodePoint(kReplacementChar, 1);
-            return keepFirst(first, rc != 0 ? rc : decoded);
+            (void)writeCodePoint(kReplacementChar, 1);
+            return outcome(replaced != kResultOk ? replaced : decoded);
         }
-        return keepFirst(first, writeCodePoint(codePoint, count));
+        const ResultCode rc = writeCodePoint(codePoint, count);
+        return outcome(replaced != kResultOk ? replaced : rc);
     }
     while (count > 0) {
         if (buffered_ == kTextWriterBufferSize) {
@@ -209,14 +217,14 @@ ResultCode XpTextWriter::writeBytes(uint8_t byte, uint32_t count) noexcept {
 }
 
 ResultCode XpTextWriter::writeCodePoint(uint32_t codePoint, uint32_t count) noexcept {
-    if (!stream_ || !encoder_) return kErrInvalidState;
+    if (ResultCode rc = ready(); rc != kResultOk) return rc;
     if (count == 0) return kResultOk;
     uint8_t encoded[kMaxEncodedCodePoint + 2];
     uint32_t units = 1;
     uint32_t size = kMaxEncodedCodePoint;
     const char32_t unit = codePoint;
     ResultCode encodeResult = encoder_->encodeFromUtf32(&unit, &units, encoded, &size);
-    if (encodeResult != 0 && encodeResult != kErrIllegalSequence) return encodeResult;
+    if (encodeResult != 0 && encodeResult != kErrIllegalSequence) return keep(encodeResult);
     for (uint32_t i = 0; i < count; ++i) {
         if (kTextWriterBufferSize - buffered_ < kMaxEncodedCodePoint) {
             ResultCode rc = drain();
@@ -233,26 +241,27 @@ ResultCode XpTextWriter::writeCodePoint(uint32_t codePoint, uint32_t count) noex
 }
 
 ResultCode XpTextWriter::writeUtf16Unit(uint16_t unit, uint32_t count) noexcept {
-    if (!stream_ || !encoder_) return kErrInvalidState;
-    ResultCode first = kResultOk;
+    if (ResultCode rc = ready(); rc != kResultOk) return rc;
+    ResultCode replaced = kResultOk;
     if (pendingHigh_ != 0) {
         uint16_t high = pendingHigh_;
         pendingHigh_ = 0;
         if (unit >= 0xDC00 && unit <= 0xDFFF)
             return writeCodePoint(0x10000 + ((uint32_t(high) - 0xD800) << 10) + (unit - 0xDC00u), count);
         // The high half found no partner: it stands for one replacement.
-        ResultCode rc = writeCodePoint(kReplacementChar, 1);
-        first = rc != 0 ? rc : kErrIllegalSequence;
+        (void)writeCodePoint(kReplacementChar, 1);
+        replaced = kErrIllegalSequence;
     }
     if (unit >= 0xD800 && unit <= 0xDBFF) {
         pendingHigh_ = unit;
-        return first;
+        return outcome(replaced);
     }
     if (unit >= 0xDC00 && unit <= 0xDFFF) {
-        ResultCode rc = writeCodePoint(kReplacementChar, 1);
-        return keepFirst(first, rc != 0 ? rc : kErrIllegalSequence);
+        (void)writeCodePoint(kReplacementChar, 1);
+        return outcome(kErrIllegalSequence);
     }
-    return keepFirst(first, writeCodePoint(unit, count));
+    const ResultCode rc = writeCodePoint(unit, count);
+    return outcome(replaced != kResultOk ? replaced : rc);
 }
 
 // Converts text of the given width through the encoder into the buffer in
@@ -262,8 +271,8 @@ ResultCode XpTextWriter::writeUtf16Unit(uint16_t unit, uint32_t count) noexcept 
 // unconverted rest unwritten. A text holding a newline flushes once at the
 // end on a line-oriented stream.
 ResultCode XpTextWriter::putEncoded(const void* text, uint32_t length, int width) noexcept {
-    if (!stream_ || !encoder_) return kErrInvalidState;
-    if (!text) return length == 0 ? kResultOk : kErrInvalidArgument;
+    if (ResultCode rc = ready(); rc != kResultOk) return rc;
+    if (!text) return length == 0 ? kResultOk : keep(kErrInvalidArgument);
     if (length == kTextToTerminator) {
         length = width == 1   ? terminatedLength(static_cast<const char*>(text))
                  : width == 2 ? terminatedLength(static_cast<const char16_t*>(text))
@@ -296,7 +305,7 @@ ResultCode XpTextWriter::putEncoded(const void* text, uint32_t length, int width
         if (rc == kErrNoBufferSpace) {
             // An empty buffer that still cannot take one character would
             // loop for ever: report it instead.
-            if (consumed == 0 && produced == 0 && buffered_ == 0) return rc;
+            if (consumed == 0 && produced == 0 && buffered_ == 0) return keep(rc);
             ResultCode drained = drain();
             if (drained != 0) return drained;
             continue;
@@ -305,7 +314,7 @@ ResultCode XpTextWriter::putEncoded(const void* text, uint32_t length, int width
             replaced = rc;
             continue;
         }
-        if (rc != 0) return rc;
+        if (rc != 0) return keep(rc);
     }
     if ((flags_ & kWriterFlushAtNewline)) {
         bool newline = width == 1   ? containsNewline(static_cast<const char*>(text), length)
@@ -338,10 +347,13 @@ ResultCode XpTextWriter::writeString(const XpString& text) noexcept {
 // JSON "\\u00hh" or C "\\ooo" (lower-case hexadecimal).
 template <class Unit>
 ResultCode XpTextWriter::escapeText(const Unit* text, uint32_t length, bool jsonMode) noexcept {
-    if (!stream_ || !encoder_) return kErrInvalidState;
-    if (!text) return length == 0 ? kResultOk : kErrInvalidArgument;
+    if (ResultCode rc = ready(); rc != kResultOk) return rc;
+    if (!text) return length == 0 ? kResultOk : keep(kErrInvalidArgument);
     if (length == kTextToTerminator) length = terminatedLength(text);
-    ResultCode first = kResultOk;
+    ResultCode replaced = kResultOk;
+    auto note = [&](ResultCode rc) {
+        if (replaced == kResultOk) replaced = rc;
+    };
     uint32_t runStart = 0;
     auto flushRun = [&](uint32_t end) -> ResultCode {
         if (end <= runStart) return kResultOk;
@@ -381,12 +393,13 @@ ResultCode XpTextWriter::escapeText(const Unit* text, uint32_t length, bool json
         } else {
             continue;
         }
-        first = keepFirst(first, flushRun(i));
-        first = keepFirst(first, writeText(escape, n));
+        note(flushRun(i));
+        note(writeText(escape, n));
         runStart = i + 1;
-        if (first != 0 && first != kErrIllegalSequence) return first;
+        if (failure_ != kResultOk) return failure_;
     }
-    return keepFirst(first, flushRun(length));
+    note(flushRun(length));
+    return outcome(replaced);
 }
 
 ResultCode XpTextWriter::writeEscaped(const char* text, uint32_t length, bool jsonMode) noexcept {
@@ -399,76 +412,18 @@ ResultCode XpTextWriter::writeEscaped(const char32_t* text, uint32_t length, boo
     return escapeText(text, length, jsonMode);
 }
 
-ResultCode XpTextWriter::writeQuoted(const char* text) noexcept {
-    ResultCode rc = writeBytes('"', 1);
-    rc = keepFirst(rc, writeEscaped(text, kTextToTerminator, true));
-    return keepFirst(rc, writeBytes('"', 1));
-}
-ResultCode XpTextWriter::writeQuoted(const char16_t* text) noexcept {
-    ResultCode rc = writeBytes('"', 1);
-    rc = keepFirst(rc, writeEscaped(text, kTextToTerminator, true));
-    return keepFirst(rc, writeBytes('"', 1));
-}
-ResultCode XpTextWriter::writeQuoted(const char32_t* text) noexcept {
-    ResultCode rc = writeBytes('"', 1);
-    rc = keepFirst(rc, writeEscaped(text, kTextToTerminator, true));
-    return keepFirst(rc, writeBytes('"', 1));
-}
-ResultCode XpTextWriter::writeQuoted(const XpString& text) noexcept {
-    ResultCode rc = writeBytes('"', 1);
-    rc = keepFirst(rc, writeEscaped(text.data(), text.length(), true));
-    return keepFirst(rc, writeBytes('"', 1));
+template <class Unit>
+ResultCode XpTextWriter::quoteText(const Unit* text, uint32_t length) noexcept {
+    (void)writeBytes('"', 1);
+    const ResultCode rc = escapeText(text, length, true);
+    (void)writeBytes('"', 1);
+    return outcome(rc);
 }
 
-// Markup escaping: controls other than tab, newline and carriage return as
-// "&#xhh;"; attribute mode names " & ' < >, text mode " & < > and the three
-// symbols U+00A0, U+00A9, U+00AE.
-ResultCode XpTextWriter::writeEscapedMarkup(const char32_t* text, uint32_t length, bool attributeMode) noexcept {
-    if (!stream_ || !encoder_) return kErrInvalidState;
-    if (!text) return length == 0 ? kResultOk : kErrInvalidArgument;
-    if (length == kTextToTerminator) length = terminatedLength(text);
-    ResultCode first = kResultOk;
-    uint32_t runStart = 0;
-    for (uint32_t i = 0; i < length; ++i) {
-        char32_t c = text[i];
-        const char* entity = nullptr;
-        char control[8];
-        if (c < 32 && c != '\t' && c != '\n' && c != '\r') {
-            static const char kHex[] = "0123456789abcdef";
-            control[0] = '&';
-            control[1] = '#';
-            control[2] = 'x';
-            control[3] = kHex[c >> 4];
-            control[4] = kHex[c & 15];
-            control[5] = ';';
-            control[6] = '\0';
-            entity = control;
-        } else if (c == '"') {
-            entity = "&quot;";
-        } else if (c == '&') {
-            entity = "&amp;";
-        } else if (c == '<') {
-            entity = "&lt;";
-        } else if (c == '>') {
-            entity = "&gt;";
-        } else if (attributeMode) {
-            if (c == '\'') entity = "&apos;";
-        } else if (c == 0xA0) {
-            entity = "&nbsp;";
-        } else if (c == 0xA9) {
-            entity = "&copy;";
-        } else if (c == 0xAE) {
-            entity = "&reg;";
-        }
-        if (!entity) continue;
-        if (i > runStart) first = keepFirst(first, writeText32(text + runStart, i - runStart));
-        first = keepFirst(first, writeText(entity, kTextToTerminator));
-        runStart = i + 1;
-        if (first != 0 && first != kErrIllegalSequence) return first;
-    }
-    if (length > runStart) first = keepFirst(first, writeText32(text + runStart, length - runStart));
-    return first;
-}
+ResultCode XpTextWriter::writeQuoted(const char* text) noexcept { return quoteText(text, kTextToTerminator); }
+ResultCode XpTextWriter::writeQuoted(const char16_t* text) noexcept { return quoteText(text, kTextToTerminator); }
+ResultCode XpTextWriter::writeQuoted(const char32_t* text) noexcept { return quoteText(text, kTextToTerminator); }
+ResultCode XpTextWriter::writeQuoted(const XpString& text) noexcept { return quoteText(text.data(), text.length()); }
 
 namespace {
 

@@ -8,7 +8,11 @@
 // unchanged. Every operation returns a ResultCode: 258 when the writer has no
 // stream or encoder, 22 for an absent text with a non-zero length, and a
 // stream's own code unchanged when a write fails; bytes the stream did not
-// take stay buffered, so nothing is silently lost. Lengths are in units of
+// take stay buffered, so nothing is silently lost. The writer keeps the first
+// code that lost text (isWriteFailure): from then on every write, flush and
+// drain does nothing and returns that code, failure() shows it, and close()
+// reports it, so a sequence of writes is checked once at its end. A replaced
+// character (85, 537) is returned by its write but not kept. Lengths are in units of
 // the text's width; kTextToTerminator (any value above 0xFFFFFFFE) means up
 // to the terminating zero. A writer is used by one thread at a time.
 //
@@ -44,6 +48,12 @@ enum : uint32_t {
     kWriterFlushAtNewline = 0x2, // the stream wants line-by-line delivery
 };
 
+// A code that lost or could not write text, as opposed to one that only
+// replaced a character.
+constexpr bool isWriteFailure(ResultCode code) noexcept {
+    return code != kResultOk && code != kErrIllegalSequence && code != kErrIncompleteInput;
+}
+
 class XpTextWriter final : public XpObject {
 public:
     // Puts a new writer (UTF-8, pass-through, no stream) into *holder.
@@ -60,6 +70,8 @@ public:
     charenc* encoder() const noexcept { return encoder_; }
     uint32_t flags() const noexcept { return flags_; }
     uint32_t buffered() const noexcept { return buffered_; }
+    // The first failure kept since the writer was made or last closed, or 0.
+    ResultCode failure() const noexcept { return failure_; }
 
     // Same code page: nothing happens. Else the registry's encoder replaces the
     // current one (its error returned as it stands) and pass-through is set
@@ -68,7 +80,8 @@ public:
 
     // Writes the encoder's byte-order mark straight to the stream, but only
     // when the stream reports position 0; a stream that cannot tell, or an
-    // appended non-empty file, gets nothing (result 0).
+    // appended non-empty file, gets nothing (result 0). The mark is no part of
+    // the text: its failure is returned, not kept.
     ResultCode writeBom() noexcept;
 
     // count copies of one byte. With pass-through the byte goes into the
@@ -98,14 +111,13 @@ public:
     ResultCode writeQuoted(const char16_t* text) noexcept;
     ResultCode writeQuoted(const char32_t* text) noexcept;
     ResultCode writeQuoted(const XpString& text) noexcept;
-    // Markup escaping of UTF-32 text for attributes or element text.
-    ResultCode writeEscapedMarkup(const char32_t* text, uint32_t length, bool attributeMode) noexcept;
 
     // Writes out the buffer, then flushes the stream; the first failure wins.
     ResultCode flush() noexcept;
-    // Writes out the buffer and releases the stream; clears the buffer, the
-    // pending sequence and surrogate and every flag but pass-through. Returns
-    // the write-out code (the buffer is dropped all the same).
+    // Writes out the buffer (unless a failure is kept) and releases the
+    // stream; clears the kept failure, the buffer, the pending sequence and
+    // surrogate and every flag but pass-through. Returns the kept failure,
+    // else the write-out code (the buffer is dropped all the same).
     ResultCode close() noexcept;
     // Hands the buffer to the stream. On a failed write the unwritten bytes
     // move to the buffer's start and the error is returned.
@@ -120,13 +132,25 @@ private:
     ResultCode putEncoded(const void* text, uint32_t length, int width) noexcept;
     ResultCode putCodePoint(uint32_t codePoint) noexcept;
     ResultCode afterNewline() noexcept;
+    // Keeps rc when it is the first failure; returns it.
+    ResultCode keep(ResultCode rc) noexcept {
+        if (failure_ == kResultOk && isWriteFailure(rc)) failure_ = rc;
+        return rc;
+    }
+    // What a sequence of writes gives: the kept failure, else replaced.
+    ResultCode outcome(ResultCode replaced) const noexcept { return failure_ != kResultOk ? failure_ : replaced; }
+    // 0, or the kept failure, or 258 (kept) without a stream or encoder.
+    ResultCode ready() noexcept;
     template <class Unit>
     ResultCode escapeText(const Unit* text, uint32_t length, bool jsonMode) noexcept;
+    template <class Unit>
+    ResultCode quoteText(const Unit* text, uint32_t length) noexcept;
 
     XpByteStream* stream_ = nullptr;
     charenc* encoder_ = nullptr;
     uint8_t* buffer_ = nullptr;
     uint32_t buffered_ = 0;
+    ResultCode failure_ = kResultOk;
     uint32_t flags_ = kWriterPassThrough;
     uint8_t pending_[4] = {};
     uint8_t pendingCount_ = 0;

@@ -10,7 +10,6 @@
 //     the line holds a control character other than tab;
 //   - "an empty first line";
 //   - "JSON" for a line beginning with '{' or '[' (after white space);
-//   - "BibTeX" for '@', letters, then '{' or '(';
 //   - "tagged text starting "..."" for a line that begins with a tag: one
 //     to four capitals and digits before "-" ("TY  -", "PMID-"), two before
 //     a blank or the end ("PT J", "FN"), or '%' and one character ("%0 ");

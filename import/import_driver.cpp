@@ -31,9 +31,10 @@ bool lineStartsWithSignature(const XpString16& line, const char* signature) noex
     return true;
 }
 
-ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out) noexcept {
+ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out, bool afterBlankLines) noexcept {
     *out = nullptr;
     for (const VroImportFormat& format : kImportFormats) {
+        if (afterBlankLines && !format.mayFollowBlankLines) continue;
         bool accepted = false;
         if (format.probe != nullptr) {
             const ResultCode rc = format.probe(firstLine, &accepted);
@@ -89,6 +90,13 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
 
     VroImporter* importer = nullptr;
     rc = findImporterFor(line, &importer);
+    // Lines are trimmed, so a blank first line is an empty one.
+    if (rc == kErrInvalidFileType && line.empty()) {
+        while (line.empty() && readTrimmedLine(reader.get(), line) == kResultOk) {
+        }
+        if (!line.empty()) rc = findImporterFor(line, &importer, true);
+        if (rc == kErrInvalidFileType) line.clear();
+    }
     if (rc != kResultOk) {
         // The line is only lent for an explanation; one that cannot be kept
         // leaves none.

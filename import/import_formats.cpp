@@ -5,6 +5,7 @@
 
 #include "foundation/sorted_tables.h"
 #include "foundation/strings.h"
+#include "import/bibtex_importer.h"
 #include "import/csv_importer.h"
 #include "import/csv_layouts.h"
 #include "import/field_handlers.h"
@@ -300,6 +301,18 @@ constexpr VroFieldBinding kWosCsvColumns[] = {
 };
 static_assert(isStrictlyAscending(kWosCsvColumns, fieldKeyBefore));
 
+// BibTeX: entries of any source, the field names compared without regard to
+// case. Scopus keeps its counts in note ("Cited by: N; ..." or "cited By
+// N"), Web of Science in Times-Cited; the source is journal, else booktitle.
+constexpr VroFieldBinding kBibTeXFields[] = {
+    {"abstract", setAbstract},   {"author", setListAuthors},   {"booktitle", setFirstSource},
+    {"doi", setDoi},             {"issn", setIssn},            {"journal", setFirstSource},
+    {"note", setCitedByCountNote}, {"number", setIssue},       {"pages", setPages},
+    {"publisher", setPublisher}, {"Times-Cited", setCites},    {"title", setTitle},
+    {"url", setArticleUrl},      {"volume", setVolume},        {"year", setYear},
+};
+static_assert(isStrictlyAscending(kBibTeXFields, fieldKeyBefore));
+
 // The order is part of the format detection: the first row that accepts the
 // first line wins and later ones are not asked. The Scopus column probe comes
 // last so that it only ever takes lines no exact signature accepts.
@@ -348,6 +361,9 @@ constexpr VroImportFormat kFormatRows[] = {
     {.name = "ISI/WoS (CSV)", .code = fourCharacterCode("Wosc"), .probe = probeHeader<kWosCsvHeader>,
      .read = readCsvLayoutRecords, .fields = kWosCsvColumns, .header = &kWosCsvHeader,
      .countHint = "Web of Science writes them in \"Times Cited, WoS Core\" with the full record"},
+    {.name = "BibTeX", .code = fourCharacterCode("BibT"), .probe = probeBibTeX,
+     .read = readBibTeXRecords, .fields = kBibTeXFields, .mayFollowBlankLines = true,
+     .countHint = "Scopus writes them in note as \"Cited by: N\", Web of Science in Times-Cited"},
 };
 
 }  // namespace

@@ -103,6 +103,9 @@ struct VroImportFormat {
     bool joinsQuotedLines = false;            // delimited text: quoted values span lines
     // Delimited text known by its header's columns (import/csv_layouts.h).
     const VroCsvHeader* header = nullptr;
+    // The row is also asked for the first line that is not blank when the
+    // input begins with blank lines and no row accepts the first of them.
+    bool mayFollowBlankLines = false;
     // Where the source keeps citation counts, for a report of an export that
     // holds none ("the TC field of the full record").
     const char* countHint = nullptr;

@@ -29,6 +29,35 @@ int32_t referenceYearOf(int64_t now) noexcept {
     return parts.tm_year + 1900;
 }
 
+// Step 8: authors per paper from the histogram. The median is taken at
+// position P/2 (and averaged with P/2 + 1 for even P), so a single paper has
+// median 0; bucket 0 adds mulDivRound(c, 100, 0) = all ones, i.e. subtracts
+// one from papersPerAuthor100. Both are established results and kept.
+void authorStatisticsFromHistogram(VroMetrics& m) noexcept {
+    const uint32_t papers = m.totalPapers;
+    const uint32_t half = papers / 2;
+    const bool even = (papers & 1) == 0;
+    m.authorsPerPaperMode = kNoMode;
+    uint32_t best = 0;
+    uint32_t cumulative = 0;
+    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
+        const uint32_t c = m.authorHistogram[b];
+        if (c == 0) continue;
+        m.papersPerAuthor100 += mulDivRound(c, 100, b);
+        const uint32_t end = cumulative + c;
+        if (cumulative < half && half <= end) m.medianAuthorsPerPaper10 = b * 10;
+        if (even && cumulative <= half && half < end)
+            m.medianAuthorsPerPaper10 = (m.medianAuthorsPerPaper10 >> 1) + b * 5;
+        cumulative = end;
+        if (c > best) {
+            best = c;
+            m.authorsPerPaperMode = b;
+        } else if (c == best) {
+            m.authorsPerPaperMode = kNoMode;
+        }
+    }
+}
+
 namespace {
 
 // One paper in one order: the sort key, its rank for ties, whether it is
@@ -155,14 +184,11 @@ class Work {
 public:
     static constexpr size_t kBytesPerPaper =
         2 * sizeof(Entry) + sizeof(PaperInput) + 2 * sizeof(VroPublication*) + 4 * sizeof(uint32_t) + sizeof(uint8_t);
-    static_assert(kBytesPerPaper <= kCalculationRoomPerPublication, "a list of numbers only reserves enough");
+    static_assert(kBytesPerPaper <= kCalculationRoomPerPublication, "a list reserves enough");
 
-    // room, when given, holds n * kBytesPerPaper + 1 bytes and stays the caller's.
+    // room holds n * kBytesPerPaper bytes at least and stays the caller's.
     Work(uint32_t n, unsigned char* room) noexcept : n_(n) {
-        block_ = room != nullptr ? room : static_cast<unsigned char*>(std::malloc(size_t(n) * kBytesPerPaper + 1));
-        owned_ = room == nullptr;
-        if (block_ == nullptr) return;
-        unsigned char* p = block_;
+        unsigned char* p = room;
         entries = take<Entry>(p);
         scratch = take<Entry>(p);
         input = take<PaperInput>(p);
@@ -174,12 +200,8 @@ public:
         age = take<int32_t>(p);
         inHCore = take<uint8_t>(p);
     }
-    ~Work() {
-        if (owned_) std::free(block_);
-    }
     Work(const Work&) = delete;
     Work& operator=(const Work&) = delete;
-    bool ok() const noexcept { return block_ != nullptr; }
 
     Entry* entries = nullptr;
     Entry* scratch = nullptr;
@@ -248,8 +270,6 @@ private:
         return t;
     }
     uint32_t n_;
-    unsigned char* block_ = nullptr;
-    bool owned_ = true;
 };
 
 // Step 7 on the entries in citation order.
@@ -305,24 +325,17 @@ uint32_t rankIndex(const Entry* entries, uint32_t count, Reaches reaches) {
 void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
                     int64_t now) noexcept {
     if (metrics == nullptr) return;
-    // A list of numbers only has its import ended here and holds the room
-    // for the working copy itself.
+    // A list of numbers only has its import ended here.
     const bool numbersOnly = list.keepsNumbersOnly();
     if (numbersOnly) list.endImport();
     VroPublicationNumbers* const numbers = numbersOnly ? list.numbers() : nullptr;
     const uint32_t count = list.count();
-    Work work(count, numbersOnly ? list.calculationRoom() : nullptr);
-    bool complete = work.ok();
-    for (uint32_t i = 0; complete && !numbersOnly && i < count; ++i) complete = list.at(i) != nullptr;
-    if (!complete) {
-        computeMetricsOnRecords(list, metrics, options, now);
-        return;
-    }
 
     VroMetrics& m = *metrics;
     resetMetrics(m);
     m.metricsVersion = kMetricsVersion;
     if (count == 0) return;
+    Work work(count, list.calculationRoom());
 
     const uint32_t cap = (options && options->maxAuthors != 0) ? options->maxAuthors : kMaxAuthors;
     const int32_t year = referenceYearOf(now);

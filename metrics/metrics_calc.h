@@ -6,7 +6,9 @@
 // cleared). It rewrites each used publication's derived fields (sc100,
 // citesPerAuthor, citesPerYear100, age, inHCore), stores the reference year
 // (the UTC year of `now`) in the list and the record, and leaves the list
-// sorted by Rank with sortKey 6. Nothing can fail; a null record does nothing.
+// sorted by Rank with sortKey 6. Nothing can fail and nothing is allocated:
+// the list holds the calculation's room (calculationRoom()), reserved as it
+// grew. A null record does nothing.
 // All arithmetic is 32-bit unsigned as the record's fields are, wrapping where
 // a sum overflows; fractions are rounded half up through mulDivRound
 // (model/fixed_point.h).
@@ -31,17 +33,12 @@ uint32_t roundToUnsigned(double value) noexcept;
 // publication), sorted in the same order, with the same ties and in the same
 // merge order as the C library's sort, so that every result matches the
 // calculation over the records; the derived fields and the final order are
-// written back at the end. When the copy cannot be allocated it runs
-// computeMetricsOnRecords instead.
+// written back at the end.
 void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
                     int64_t now) noexcept;
 
-// The same calculation sorting and reading the records themselves.
-void computeMetricsOnRecords(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
-                             int64_t now) noexcept;
-
-// Shared by both forms: the UTC year of now, and the author statistics of
-// step 8 (papersPerAuthor100, median and mode of authors per paper) from the
-// record's histogram and totalPapers.
+// Steps of the calculation that read no paper: the UTC year of now, and the
+// author statistics of step 8 (papersPerAuthor100, median and mode of authors
+// per paper) from the record's histogram and totalPapers.
 int32_t referenceYearOf(int64_t now) noexcept;
 void authorStatisticsFromHistogram(VroMetrics& m) noexcept;

@@ -312,8 +312,22 @@ void* VroPublicationList::placeForPublication() noexcept {
     return slabs_->room[slabs_->used++];
 }
 
+// The room grows by doubling and holds nothing between calculations, so it
+// is replaced rather than copied.
+bool VroPublicationList::reserveRoom(uint32_t count) noexcept {
+    if (count <= roomCapacity_) return true;
+    const uint32_t wanted = roomCapacity_ == 0 ? 64 : roomCapacity_ * 2;
+    void* room = std::malloc(size_t(wanted) * kCalculationRoomPerPublication + 1);
+    if (room == nullptr) return false;
+    std::free(room_);
+    room_ = static_cast<unsigned char*>(room);
+    roomCapacity_ = wanted;
+    return true;
+}
+
 VroPublication* VroPublicationList::add() noexcept {
     if (numbersOnly_) return addNumbersOnly();
+    if (count_ < kMaxPublications && !reserveRoom(count_ + 1)) return nullptr;
     void* place = placeForPublication();
     if (place == nullptr) return nullptr;
     auto* publication = new (place) VroPublication();
@@ -435,13 +449,9 @@ VroPublication* VroPublicationList::addNumbersOnly() noexcept {
         void* numbers = std::realloc(numbers_, size_t(wanted) * sizeof(VroPublicationNumbers));
         if (numbers == nullptr) return nullptr;
         numbers_ = static_cast<VroPublicationNumbers*>(numbers);
-        // The room holds nothing yet, so it is replaced rather than copied.
-        void* room = std::malloc(size_t(wanted) * kCalculationRoomPerPublication + 1);
-        if (room == nullptr) return nullptr;
-        std::free(room_);
-        room_ = static_cast<unsigned char*>(room);
         numbersCapacity_ = wanted;
     }
+    if (!reserveRoom(count_ + 1)) return nullptr;
     auto* publication = new (places_[nextPlace_]) VroPublication();
     nextPlace_ ^= 1u;
     publication->keptTexts = 0;
@@ -461,11 +471,10 @@ void VroPublicationList::clear() noexcept {
         if (open_ != nullptr) open_->~VroPublication();
         open_ = nullptr;
         std::free(numbers_);
-        std::free(room_);
         numbers_ = nullptr;
-        room_ = nullptr;
         numbersCapacity_ = 0;
         count_ = 0;
+        freeRoom();
         return;
     }
     for (uint32_t i = 0; i < count_; ++i) {
@@ -482,4 +491,11 @@ void VroPublicationList::clear() noexcept {
         std::free(slabs_);
         slabs_ = next;
     }
+    freeRoom();
+}
+
+void VroPublicationList::freeRoom() noexcept {
+    std::free(room_);
+    room_ = nullptr;
+    roomCapacity_ = 0;
 }

@@ -163,9 +163,9 @@ struct VroPublicationNumbers {
     uint32_t status;
 };
 
-// Bytes per publication a list of numbers only holds in reserve for the
-// calculation's working copy, so that the calculation needs no memory of its
-// own once the import has succeeded.
+// Bytes per publication a list holds in reserve for the calculation's
+// working copy, so that the calculation needs no memory of its own once the
+// import has succeeded.
 inline constexpr size_t kCalculationRoomPerPublication = 96;
 
 using VroPublicationComparator = int (*)(const VroPublication*, const VroPublication*);
@@ -210,17 +210,19 @@ public:
 
     // Call before the first add(): from then on the list keeps no text and,
     // of each publication whose import has ended, only its numbers (see
-    // numbers()) and room for the calculation, a fraction of a record's
-    // size. at() then gives only the publication being imported, sort(),
-    // sortByKey() and setOrder() do nothing, and computeMetrics works on the
-    // numbers. add() returns null when the numbers or the room cannot grow.
+    // numbers()), a fraction of a record's size. at() then gives only the
+    // publication being imported, sort(), sortByKey() and setOrder() do
+    // nothing, and computeMetrics works on the numbers. add() returns null
+    // when the numbers cannot grow.
     void keepNumbersOnly() noexcept;
     bool keepsNumbersOnly() const noexcept { return numbersOnly_; }
     // The numbers of the publications whose import has ended, in list order.
     VroPublicationNumbers* numbers() noexcept { return numbers_; }
     const VroPublicationNumbers* numbers() const noexcept { return numbers_; }
     uint32_t numbersCount() const noexcept { return open_ != nullptr ? count_ - 1 : count_; }
-    // count() * kCalculationRoomPerPublication bytes at least (or null when empty).
+    // The calculation's room, reserved as the list grows (add() returns null
+    // when it cannot grow): count() * kCalculationRoomPerPublication bytes at
+    // least, or null when empty.
     unsigned char* calculationRoom() noexcept { return room_; }
 
     uint32_t count() const noexcept { return count_; }
@@ -253,14 +255,19 @@ private:
     // The publication whose import is under way: the last one added.
     VroPublication* open_ = nullptr;
 
-    // Numbers only: the closed publications' numbers and the calculation's
-    // room, both with room for numbersCapacity_ publications, and two places
-    // the open publication takes in turn.
+    // The calculation's room, for roomCapacity_ publications.
+    [[nodiscard]] bool reserveRoom(uint32_t count) noexcept;
+    void freeRoom() noexcept;
+    unsigned char* room_ = nullptr;
+    uint32_t roomCapacity_ = 0;
+
+    // Numbers only: the closed publications' numbers, with room for
+    // numbersCapacity_ publications, and two places the open publication
+    // takes in turn.
     VroPublication* addNumbersOnly() noexcept;
     void closeNumbersOnly() noexcept;
     bool numbersOnly_ = false;
     VroPublicationNumbers* numbers_ = nullptr;
-    unsigned char* room_ = nullptr;
     uint32_t numbersCapacity_ = 0;
     uint32_t nextPlace_ = 0;
     alignas(VroPublication) unsigned char places_[2][sizeof(VroPublication)];

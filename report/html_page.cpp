@@ -62,89 +62,90 @@ constexpr bool endsWith(const char* text, const char* tail) {
     return true;
 }
 
-void metricValue(VroMarkupStream& out, const VroMetricsSchemaRow& row, uint32_t word) {
-    out.format("<td class=\"num\" data-key=\"%s\" data-raw=\"%u\">", row.snakeName, word);
+void metricValue(XpTextWriter* out, const VroMetricsSchemaRow& row, uint32_t word) {
+    writerPrintf(out, "<td class=\"num\" data-key=\"%s\" data-raw=\"%u\">", row.snakeName, word);
     const uint32_t decimals = fieldDecimals(row);
     if (endsWith(row.snakeName, "_mode") && word == kNoMode)
-        out.raw("none");
+        out->writeText("none");
     else if (row.type() == kSchemaTypeInt32)
-        out.format("%d", int32_t(word));
+        writerPrintf(out, "%d", int32_t(word));
     else if (decimals == 0)
-        out.format("%u", word);
+        writerPrintf(out, "%u", word);
     else {
         const uint32_t scale = decimals == 3 ? 1000 : decimals == 2 ? 100 : 10;
-        out.format("%u.%0*u", word / scale, int(decimals), word % scale);
+        writerPrintf(out, "%u.%0*u", word / scale, int(decimals), word % scale);
     }
-    out.raw("</td>");
+    out->writeText("</td>");
 }
 
-void metricTable(VroMarkupStream& out, const VroMetrics& m, uint32_t i10) {
-    out.raw("<table class=\"metrics\">\n<caption>Every metric of the record</caption>\n<thead><tr>"
+void metricTable(XpTextWriter* out, const VroMetrics& m, uint32_t i10) {
+    out->writeText("<table class=\"metrics\">\n<caption>Every metric of the record</caption>\n<thead><tr>"
             "<th scope=\"col\">Metric</th><th scope=\"col\">Value</th><th scope=\"col\">Meaning</th>"
             "<th scope=\"col\">Field</th></tr></thead>\n");
     for (int group = 0; group < kFieldGroupCount; ++group) {
-        out.format("<tbody><tr><th class=\"group\" colspan=\"4\" scope=\"colgroup\">%s</th></tr>\n",
+        writerPrintf(out, "<tbody><tr><th class=\"group\" colspan=\"4\" scope=\"colgroup\">%s</th></tr>\n",
                    kFieldGroupNames[group]);
         for (const VroFieldNote& note : kFieldNotes) {
             if (note.group != group) continue;
             if (note.position == kI10Position) {  // counted from the papers, not held by the record
-                out.format("<tr><th scope=\"row\">%s</th><td class=\"num\" data-key=\"%s\" data-raw=\"%u\">%u</td>"
-                           "<td>%s</td><td class=\"field\"><code>%s</code></td></tr>\n",
-                           note.name, kI10Name, i10, i10, note.explanation, kI10Name);
+                writerPrintf(out,
+                             "<tr><th scope=\"row\">%s</th><td class=\"num\" data-key=\"%s\" data-raw=\"%u\">%u</td>"
+                             "<td>%s</td><td class=\"field\"><code>%s</code></td></tr>\n",
+                             note.name, kI10Name, i10, i10, note.explanation, kI10Name);
                 continue;
             }
             const VroMetricsSchemaRow& row = kMetricsSchema[note.position];
-            out.format("<tr><th scope=\"row\">%s</th>", note.name);
+            writerPrintf(out, "<tr><th scope=\"row\">%s</th>", note.name);
             metricValue(out, row, metricsWord(m, row.position));
-            out.format("<td>%s</td><td class=\"field\"><code>%s</code></td></tr>\n", note.explanation, row.snakeName);
+            writerPrintf(out, "<td>%s</td><td class=\"field\"><code>%s</code></td></tr>\n", note.explanation, row.snakeName);
         }
-        out.raw("</tbody>\n");
+        out->writeText("</tbody>\n");
     }
-    out.raw("</table>\n");
+    out->writeText("</table>\n");
 }
 
-void authorHistogram(VroMarkupStream& out, const VroMetrics& m) {
-    out.raw("<table class=\"authors\">\n<caption>Papers by number of authors</caption>\n"
+void authorHistogram(XpTextWriter* out, const VroMetrics& m) {
+    out->writeText("<table class=\"authors\">\n<caption>Papers by number of authors</caption>\n"
             "<thead><tr><th scope=\"col\">Authors</th><th scope=\"col\">Papers</th></tr></thead>\n<tbody>\n");
     bool any = false;
     for (uint32_t bucket = 0; bucket < kAuthorHistogramSize; ++bucket) {
         if (m.authorHistogram[bucket] == 0) continue;
         any = true;
-        out.format("<tr><td class=\"num\">%u%s</td><td class=\"num\" data-authors=\"%u\">%u</td></tr>\n", bucket,
+        writerPrintf(out, "<tr><td class=\"num\">%u%s</td><td class=\"num\" data-authors=\"%u\">%u</td></tr>\n", bucket,
                    bucket + 1 == kAuthorHistogramSize ? " or more" : "", bucket, m.authorHistogram[bucket]);
     }
-    if (!any) out.raw("<tr><td colspan=\"2\">No paper takes part.</td></tr>\n");
-    out.raw("</tbody>\n</table>\n");
+    if (!any) out->writeText("<tr><td colspan=\"2\">No paper takes part.</td></tr>\n");
+    out->writeText("</tbody>\n</table>\n");
 }
 
-void hCoreList(VroMarkupStream& out, const VroPublication* const* papers, uint32_t count) {
+void hCoreList(XpTextWriter* out, const VroPublication* const* papers, uint32_t count) {
     uint32_t core = 0;
     while (core < count && (papers[core]->status & kStatusInHCore) != 0) ++core;
-    out.raw("<table class=\"h-core-papers\">\n<caption>The h-core, most cited first</caption>\n");
+    out->writeText("<table class=\"h-core-papers\">\n<caption>The h-core, most cited first</caption>\n");
     if (core == 0) {
-        out.raw("<tbody><tr><td>No paper has as many citations as its rank, so the h-core is empty.</td></tr>"
+        out->writeText("<tbody><tr><td>No paper has as many citations as its rank, so the h-core is empty.</td></tr>"
                 "</tbody>\n</table>\n");
         return;
     }
-    out.raw("<thead><tr><th scope=\"col\">Rank</th><th scope=\"col\">Citations</th><th scope=\"col\">Year</th>"
+    out->writeText("<thead><tr><th scope=\"col\">Rank</th><th scope=\"col\">Citations</th><th scope=\"col\">Year</th>"
             "<th scope=\"col\">Authors</th><th scope=\"col\">Title</th></tr></thead>\n<tbody>\n");
-    for (uint32_t i = 0; i < core && out.ok(); ++i) {
+    for (uint32_t i = 0; i < core && out->failure() == kResultOk; ++i) {
         const VroPublication& p = *papers[i];
-        out.format("<tr class=\"core-paper\" data-rank=\"%u\"><td class=\"num\">%u</td><td class=\"num\">%u</td>"
+        writerPrintf(out, "<tr class=\"core-paper\" data-rank=\"%u\"><td class=\"num\">%u</td><td class=\"num\">%u</td>"
                    "<td class=\"num\">",
                    i + 1, i + 1, p.Cites);
         if (p.Year >= kFirstCountedYear)
-            out.format("%d", p.Year);
+            writerPrintf(out, "%d", p.Year);
         else
-            out.raw("–");
-        out.format("</td><td class=\"num\">%u</td><td class=\"title\">", p.authorCount);
+            out->writeText("–");
+        writerPrintf(out, "</td><td class=\"num\">%u</td><td class=\"title\">", p.authorCount);
         if (p.Title.empty())
-            out.raw("<i>no title</i>");
+            out->writeText("<i>no title</i>");
         else
-            out.text(p.Title.data(), p.Title.length());
-        out.raw("</td></tr>\n");
+            writeMarkupText(out, p.Title.data(), p.Title.length());
+        out->writeText("</td></tr>\n");
     }
-    out.raw("</tbody>\n</table>\n");
+    out->writeText("</tbody>\n</table>\n");
 }
 
 // The calculation's walk order: most cited first, the h-core before equally
@@ -156,47 +157,46 @@ bool walksBefore(const VroPublication* a, const VroPublication* b) {
     return a->Rank < b->Rank;
 }
 
-void sectionHeader(VroMarkupStream& out, const VroHtmlSection& s, uint32_t used, uint32_t listed) {
-    out.raw("<section class=\"export\">\n<header>\n<h2>");
-    out.text(s.label);
-    out.raw("</h2>\n<p class=\"facts\">Format: ");
-    out.text(s.formatName);
-    out.format(" · <span class=\"count\">%u</span> publication%s", listed, listed == 1 ? "" : "s");
-    if (used != listed) out.format(" (%u taking part)", used);
+void sectionHeader(XpTextWriter* out, const VroHtmlSection& s, uint32_t used, uint32_t listed) {
+    out->writeText("<section class=\"export\">\n<header>\n<h2>");
+    writeMarkupText(out, s.label);
+    out->writeText("</h2>\n<p class=\"facts\">Format: ");
+    writeMarkupText(out, s.formatName);
+    writerPrintf(out, " · <span class=\"count\">%u</span> publication%s", listed, listed == 1 ? "" : "s");
+    if (used != listed) writerPrintf(out, " (%u taking part)", used);
     const VroMetrics& m = *s.metrics;
-    out.format("</p>\n<p class=\"key\"><b>h = %u</b> · g = %u · %u citation%s", m.hIndex, m.gIndex, m.totalCites,
+    writerPrintf(out, "</p>\n<p class=\"key\"><b>h = %u</b> · g = %u · %u citation%s", m.hIndex, m.gIndex, m.totalCites,
                m.totalCites == 1 ? "" : "s");
     // An empty list is not calculated at all, so it has no reference year.
-    if (m.referenceYear != 0) out.format(" · reference year %d", m.referenceYear);
-    out.raw("</p>\n");
+    if (m.referenceYear != 0) writerPrintf(out, " · reference year %d", m.referenceYear);
+    out->writeText("</p>\n");
     if (s.noCountsHint != nullptr) {
-        out.raw("<p class=\"no-counts\">This export carries no citation counts, so every citation metric is 0: ");
-        out.text(s.noCountsHint);
-        out.raw(".</p>\n");
+        out->writeText("<p class=\"no-counts\">This export carries no citation counts, so every citation metric is 0: ");
+        writeMarkupText(out, s.noCountsHint);
+        out->writeText(".</p>\n");
     }
-    out.raw("</header>\n");
+    out->writeText("</header>\n");
 }
 
 }  // namespace
 
-ResultCode writeHtmlHead(XpTextWriter* writer, const char* title) noexcept {
-    VroMarkupStream out(writer);
-    out.raw("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+ResultCode writeHtmlHead(XpTextWriter* out, const char* title) noexcept {
+    if (!out) return kErrInvalidArgument;
+    out->writeText("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
             "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>");
-    out.text(title);
-    out.raw("</title>\n<style>\n");
-    out.raw(kStyleSheet);
-    out.raw("</style>\n</head>\n<body>\n");
-    out.raw(kSharedDefinitions);
-    out.raw("<h1>");
-    out.text(title);
-    out.raw("</h1>\n");
-    return out.result();
+    writeMarkupText(out, title);
+    out->writeText("</title>\n<style>\n");
+    out->writeText(kStyleSheet);
+    out->writeText("</style>\n</head>\n<body>\n");
+    out->writeText(kSharedDefinitions);
+    out->writeText("<h1>");
+    writeMarkupText(out, title);
+    out->writeText("</h1>\n");
+    return kResultOk;
 }
 
-ResultCode writeHtmlSection(XpTextWriter* writer, const VroHtmlSection& s) noexcept {
-    if (!writer || !s.metrics) return kErrInvalidArgument;
-    VroMarkupStream out(writer);
+ResultCode writeHtmlSection(XpTextWriter* out, const VroHtmlSection& s) noexcept {
+    if (!out || !s.metrics) return kErrInvalidArgument;
     const uint32_t listed = s.publications ? s.publications->count() : 0;
     std::unique_ptr<const VroPublication*[]> papers(new (std::nothrow) const VroPublication*[std::max(listed, 1u)]);
     if (!papers) return kErrNoMemory;
@@ -209,32 +209,32 @@ ResultCode writeHtmlSection(XpTextWriter* writer, const VroHtmlSection& s) noexc
 
     sectionHeader(out, s, used, listed);
     const VroChartInput chart{papers.get(), used, s.metrics->hIndex, s.metrics->gIndex, s.label};
-    (void)writeRankChart(out, chart);
-    (void)writeYearChart(out, chart);
-    out.raw("<h3>Metrics</h3>\n");
+    writeRankChart(out, chart);
+    if (const ResultCode rc = writeYearChart(out, chart); rc != kResultOk) return rc;
+    out->writeText("<h3>Metrics</h3>\n");
     uint32_t i10 = 0;
     for (uint32_t i = 0; i < used; ++i) i10 += papers[i]->Cites >= 10 ? 1 : 0;
     metricTable(out, *s.metrics, i10);
-    out.format("<p class=\"facts\">Record version %u.</p>\n", s.metrics->metricsVersion);
+    writerPrintf(out, "<p class=\"facts\">Record version %u.</p>\n", s.metrics->metricsVersion);
     authorHistogram(out, *s.metrics);
-    out.raw("<h3>h-core papers</h3>\n");
+    out->writeText("<h3>h-core papers</h3>\n");
     hCoreList(out, papers.get(), used);
-    out.raw("</section>\n");
-    return out.result();
+    out->writeText("</section>\n");
+    return kResultOk;
 }
 
-ResultCode writeHtmlFailedSection(XpTextWriter* writer, const char16_t* label, const char* message) noexcept {
-    VroMarkupStream out(writer);
-    out.raw("<section class=\"export failed\">\n<header>\n<h2>");
-    out.text(label);
-    out.raw("</h2>\n</header>\n<p class=\"error\">Could not be read: ");
-    out.text(message);
-    out.raw("</p>\n</section>\n");
-    return out.result();
+ResultCode writeHtmlFailedSection(XpTextWriter* out, const char16_t* label, const char* message) noexcept {
+    if (!out) return kErrInvalidArgument;
+    out->writeText("<section class=\"export failed\">\n<header>\n<h2>");
+    writeMarkupText(out, label);
+    out->writeText("</h2>\n</header>\n<p class=\"error\">Could not be read: ");
+    writeMarkupText(out, message);
+    out->writeText("</p>\n</section>\n");
+    return kResultOk;
 }
 
-ResultCode writeHtmlFoot(XpTextWriter* writer) noexcept {
-    VroMarkupStream out(writer);
-    out.raw("</body>\n</html>\n");
-    return out.result();
+ResultCode writeHtmlFoot(XpTextWriter* out) noexcept {
+    if (!out) return kErrInvalidArgument;
+    out->writeText("</body>\n</html>\n");
+    return kResultOk;
 }

@@ -27,9 +27,10 @@
 // they may be written apart (on several threads) and joined in any number;
 // the hatching the charts share is defined once, by the head. The
 // publication list is the one computeMetrics left (only
-// used papers are shown; it is read, not changed). Each function returns 0
-// or the first failing code of the writer; 12 when working room for the
-// ranked papers cannot be allocated; 22 for a null writer or record.
+// used papers are shown; it is read, not changed). A failed write is kept by
+// the text writer for its owner to check at the end; each function returns
+// 0, 12 when working room for the ranked papers cannot be allocated, or 22
+// for a null writer or record.
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,5 @@
 #include "report/markup_text.h"
 
-#include <cstdarg>
-
 #include "foundation/utf.h"
 
 namespace {
@@ -24,10 +22,7 @@ public:
         used_ += written;
     }
 
-    ResultCode finish() noexcept {
-        flush();
-        return first_;
-    }
+    void finish() noexcept { flush(); }
 
 private:
     static const char* entityOf(char32_t c) noexcept {
@@ -55,21 +50,19 @@ private:
     }
 
     void flush() noexcept {
-        if (used_ != 0 && first_ == kResultOk) first_ = writer_->writeText(bytes_, used_);
+        if (used_ != 0) writer_->writeText(bytes_, used_);
         used_ = 0;
     }
 
     XpTextWriter* writer_;
-    ResultCode first_ = kResultOk;
     uint32_t used_ = 0;
     char bytes_[512];
 };
 
 }  // namespace
 
-ResultCode writeMarkupText(XpTextWriter* writer, const char* text, uint32_t length) noexcept {
-    if (!writer) return kErrInvalidArgument;
-    if (!text) return kResultOk;
+void writeMarkupText(XpTextWriter* writer, const char* text, uint32_t length) noexcept {
+    if (!writer || !text) return;
     if (length == kTextToTerminator) length = terminatedLength(text);
     EscapeBuffer out(writer);
     uint32_t i = 0;
@@ -84,12 +77,11 @@ ResultCode writeMarkupText(XpTextWriter* writer, const char* text, uint32_t leng
         out.put(c);
         i += consumed;
     }
-    return out.finish();
+    out.finish();
 }
 
-ResultCode writeMarkupText(XpTextWriter* writer, const char16_t* text, uint32_t length) noexcept {
-    if (!writer) return kErrInvalidArgument;
-    if (!text) return kResultOk;
+void writeMarkupText(XpTextWriter* writer, const char16_t* text, uint32_t length) noexcept {
+    if (!writer || !text) return;
     if (length == kTextToTerminator) length = terminatedLength(text);
     EscapeBuffer out(writer);
     for (uint32_t i = 0; i < length; ++i) {
@@ -100,38 +92,14 @@ ResultCode writeMarkupText(XpTextWriter* writer, const char16_t* text, uint32_t 
         }
         out.put(c);  // an unpaired surrogate is shown as U+FFFD
     }
-    return out.finish();
+    out.finish();
 }
 
-void VroMarkupStream::raw(const char* markup) noexcept {
-    if (ok()) first_ = writer_->writeText(markup, kTextToTerminator);
-}
-
-void VroMarkupStream::format(const char* format, ...) noexcept {
-    if (!ok()) return;
-    va_list args;
-    va_start(args, format);
-    first_ = writerVPrintf(writer_, format, args);
-    va_end(args);
-}
-
-void VroMarkupStream::text(const char* utf8, uint32_t length) noexcept {
-    if (ok()) first_ = writeMarkupText(writer_, utf8, length);
-}
-
-void VroMarkupStream::text(const char16_t* utf16, uint32_t length) noexcept {
-    if (ok()) first_ = writeMarkupText(writer_, utf16, length);
-}
-
-void VroMarkupStream::tenths(int64_t value) noexcept {
+void writeTenths(XpTextWriter* writer, int64_t value) noexcept {
     const char* sign = value < 0 ? "-" : "";
     const uint64_t magnitude = value < 0 ? uint64_t(0) - uint64_t(value) : uint64_t(value);
     if (magnitude % 10 == 0)
-        format("%s%llu", sign, (unsigned long long)(magnitude / 10));
+        writerPrintf(writer, "%s%llu", sign, (unsigned long long)(magnitude / 10));
     else
-        format("%s%llu.%u", sign, (unsigned long long)(magnitude / 10), unsigned(magnitude % 10));
-}
-
-void VroMarkupStream::fail(ResultCode code) noexcept {
-    if (ok() && code != kResultOk) first_ = code;
+        writerPrintf(writer, "%s%llu.%u", sign, (unsigned long long)(magnitude / 10), unsigned(magnitude % 10));
 }

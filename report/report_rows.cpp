@@ -13,14 +13,6 @@
 
 namespace {
 
-// Keeps the first code that is a real write failure.
-struct FirstFailure {
-    ResultCode code = kResultOk;
-    void operator()(ResultCode rc) noexcept {
-        if (code == kResultOk && isWriteFailure(rc)) code = rc;
-    }
-};
-
 // Digits of 32-bit values, written forward into a caller's buffer; each
 // returns the position after the last character.
 char* putUnsigned(char* p, uint32_t value) noexcept {
@@ -74,64 +66,59 @@ bool needsCsvQuotes(const char16_t* text) noexcept {
 
 // One CSV text column: quoted with inner quotes doubled when it holds a
 // comma, a quote or a line end (or always, for titles).
-ResultCode writeCsvText(XpTextWriter* out, const char16_t* text, bool alwaysQuote) noexcept {
+void writeCsvText(XpTextWriter* out, const char16_t* text, bool alwaysQuote) noexcept {
     if (!text) text = u"";
-    FirstFailure failure;
     if (!alwaysQuote && !needsCsvQuotes(text)) {
-        failure(out->writeText16(text));
-        return failure.code;
+        out->writeText16(text);
+        return;
     }
-    failure(out->writeText("\"", 1));
+    out->writeText("\"", 1);
     const char16_t* run = text;
     const char16_t* p = text;
     for (; *p; ++p) {
         if (*p != u'"') continue;
         // The quote ends this run and starts the next: written twice.
-        failure(out->writeText16(run, uint32_t(p - run + 1)));
+        out->writeText16(run, uint32_t(p - run + 1));
         run = p;
     }
-    failure(out->writeText16(run, uint32_t(p - run)));
-    failure(out->writeText("\"", 1));
-    return failure.code;
+    out->writeText16(run, uint32_t(p - run));
+    out->writeText("\"", 1);
 }
 
-ResultCode writeCsvNarrow(XpTextWriter* out, const char* text) noexcept {
+void writeCsvNarrow(XpTextWriter* out, const char* text) noexcept {
     XpString16 wide;
     (void)wide.assign(text ? text : "");  // invalid bytes become U+FFFD
-    return writeCsvText(out, wide.data(), false);
+    writeCsvText(out, wide.data(), false);
 }
 
-ResultCode writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
+void writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
     XpString16 wide;
     (void)wide.assign(text ? text : "");
-    const ResultCode rc = out->writeQuoted(wide.data());
-    return isWriteFailure(rc) ? rc : kResultOk;
+    out->writeQuoted(wide.data());
 }
 
 // --- csv ---
 
 template <bool kStored>
 ResultCode csvHead(XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(out->writeText("file,format,publications"));
+    out->writeText("file,format,publications");
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
-        failure(out->writeText(",", 1));
-        failure(out->writeText(row.snakeName, columnNameLength(row, kStored)));
+        out->writeText(",", 1);
+        out->writeText(row.snakeName, columnNameLength(row, kStored));
     }
-    failure(out->writeText(",", 1));
-    failure(out->writeText(kI10Name));
-    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) failure(writerPrintf(out, ",authors_%u", b));
-    failure(out->writeText(",error\n"));
-    return failure.code;
+    out->writeText(",", 1);
+    out->writeText(kI10Name);
+    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) writerPrintf(out, ",authors_%u", b);
+    out->writeText(",error\n");
+    return kResultOk;
 }
 
 template <bool kStored>
 ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
                     const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(writeCsvText(out, label, false));
-    failure(out->writeText(",", 1));
-    failure(writeCsvNarrow(out, formatName));
+    writeCsvText(out, label, false);
+    out->writeText(",", 1);
+    writeCsvNarrow(out, formatName);
     char numbers[kNumbersRoom];
     char* p = numbers;
     *p++ = ',';
@@ -148,20 +135,19 @@ ResultCode csvInput(const char16_t* label, const char* formatName, const VroPubl
     }
     *p++ = ',';  // no error
     *p++ = '\n';
-    failure(out->writeText(numbers, uint32_t(p - numbers)));
-    return failure.code;
+    out->writeText(numbers, uint32_t(p - numbers));
+    return kResultOk;
 }
 
 ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(writeCsvText(out, label, false));
+    writeCsvText(out, label, false);
     // format, publications, the named fields and the histogram stay empty.
     char commas[2 + kMetricsSchemaRows + 1 + kAuthorHistogramSize + 1];
     std::memset(commas, ',', sizeof commas);
-    failure(out->writeText(commas, sizeof commas));
-    failure(writeCsvNarrow(out, message));
-    failure(out->writeText("\n", 1));
-    return failure.code;
+    out->writeText(commas, sizeof commas);
+    writeCsvNarrow(out, message);
+    out->writeText("\n", 1);
+    return kResultOk;
 }
 
 // --- json ---
@@ -169,11 +155,10 @@ ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* 
 template <bool kStored>
 ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
                      const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(out->writeText("{\"file\":"));
-    failure(out->writeQuoted(label ? label : u""));
-    failure(out->writeText(",\"format\":"));
-    failure(writeJsonNarrow(out, formatName));
+    out->writeText("{\"file\":");
+    out->writeQuoted(label ? label : u"");
+    out->writeText(",\"format\":");
+    writeJsonNarrow(out, formatName);
     char numbers[kNumbersRoom];
     char* p = numbers;
     static constexpr char kPublications[] = ",\"publications\":";
@@ -206,33 +191,32 @@ ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPub
     *p++ = ']';
     *p++ = '}';
     *p++ = '\n';
-    failure(out->writeText(numbers, uint32_t(p - numbers)));
-    return failure.code;
+    out->writeText(numbers, uint32_t(p - numbers));
+    return kResultOk;
 }
 
 ResultCode jsonFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(out->writeText("{\"file\":"));
-    failure(out->writeQuoted(label ? label : u""));
-    failure(out->writeText(",\"error\":"));
-    failure(writeJsonNarrow(out, message));
-    failure(out->writeText("}\n"));
-    return failure.code;
+    out->writeText("{\"file\":");
+    out->writeQuoted(label ? label : u"");
+    out->writeText(",\"error\":");
+    writeJsonNarrow(out, message);
+    out->writeText("}\n");
+    return kResultOk;
 }
 
 // --- papers ---
 
 ResultCode papersHead(XpTextWriter* out) noexcept {
-    return out->writeText("file,rank,year,cites,authors,age,cites_per_year_100,cites_per_author,in_h_core,use,title\n");
+    out->writeText("file,rank,year,cites,authors,age,cites_per_year_100,cites_per_author,in_h_core,use,title\n");
+    return kResultOk;
 }
 
 ResultCode papersInput(const char16_t* label, const char*, const VroPublicationList& list, const VroMetrics&,
                        const char*, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    for (uint32_t i = 0; i < list.count() && failure.code == kResultOk; ++i) {
+    for (uint32_t i = 0; i < list.count() && out->failure() == kResultOk; ++i) {
         const VroPublication* pub = list.at(i);
         if (!pub) continue;
-        failure(writeCsvText(out, label, false));
+        writeCsvText(out, label, false);
         char numbers[9 * 12 + 4];
         char* p = numbers;
         *p++ = ',';
@@ -254,18 +238,17 @@ ResultCode papersInput(const char16_t* label, const char*, const VroPublicationL
         *p++ = ',';
         p = putSigned(p, pub->Use);
         *p++ = ',';
-        failure(out->writeText(numbers, uint32_t(p - numbers)));
-        failure(writeCsvText(out, pub->Title.data(), true));
-        failure(out->writeText("\n", 1));
+        out->writeText(numbers, uint32_t(p - numbers));
+        writeCsvText(out, pub->Title.data(), true);
+        out->writeText("\n", 1);
     }
-    return failure.code;
+    return kResultOk;
 }
 
 ResultCode papersFailure(const char16_t* label, const char*, XpTextWriter* out) noexcept {
-    FirstFailure failure;
-    failure(writeCsvText(out, label, false));
-    failure(out->writeText(",,,,,,,,,,\n"));
-    return failure.code;
+    writeCsvText(out, label, false);
+    out->writeText(",,,,,,,,,,\n");
+    return kResultOk;
 }
 
 // --- html ---

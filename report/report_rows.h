@@ -7,9 +7,10 @@
 // the metrics record, and, for an export that carries no citation counts,
 // where its source keeps them), one block per input that failed (label and
 // message),
-// and an optional tail after the last input. Each writer returns the first
-// failing code of its writer; a replaced character (85, 537) is not a failure
-// and gives 0. Adding a format means adding a row here and its writers.
+// and an optional tail after the last input. A failed write is kept by the
+// text writer, which the caller checks once at the end; a writer returns only
+// a failure of its own (12 when it cannot get memory), else 0. Adding a
+// format means adding a row here and its writers.
 //
 // - csv: a header line, then one line per input: file, format, publications
 //   (imported, Use 0 included), the 45 record fields in record order, i10
@@ -68,9 +69,3 @@ const VroReportFormat* findReportFormat(const char* name) noexcept;
 // csv or json with the stored integers and schema names; any other format
 // as it is.
 const VroReportFormat* withStoredValues(const VroReportFormat* format) noexcept;
-
-// Shared by the row writers: a code that lost or could not write text, as
-// opposed to one that only replaced a character.
-constexpr bool isWriteFailure(ResultCode code) noexcept {
-    return code != kResultOk && code != kErrIllegalSequence && code != kErrIncompleteInput;
-}

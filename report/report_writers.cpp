@@ -113,6 +113,7 @@ ResultCode writeReport(const VroMetrics& metrics, const char* outputPath, const 
     (void)writer->setEncoding(kCodePageUtf8);
     (void)writer->writeBom();
     rc = body(metrics, writer.get(), label, withHeader);
+    if (rc == kResultOk) rc = writer->failure();
     if (rc != 0) {
         logMessage(kLogError, rc, "%s: write failed", outputPath);
         (void)writer->close();
@@ -130,33 +131,32 @@ ResultCode writeReport(const VroMetrics& metrics, const char* outputPath, const 
 
 ResultCode formatPlainReport(const VroMetrics& m, XpTextWriter* writer, const char16_t* label) noexcept {
     if (!writer) return kErrInvalidArgument;
-    ResultCode rc = kResultOk;
     if (hasLabel(label)) {
-        rc = writer->writeText16(label, kTextToTerminator);
-        if (rc == 0) rc = writer->writeText("\n", 1);
-        if (rc != 0) return rc;
+        // A label that cannot be written whole (a lone surrogate) ends the
+        // report here, as a failed write does.
+        const ResultCode rc = writer->writeText16(label, kTextToTerminator);
+        if (rc != kResultOk) return rc;
+        writer->writeText("\n", 1);
     }
     char value[24];
     for (const char* line : kPlainLines) {
         // Literal text up to each "{name}", then that column's value.
         std::string_view rest(line);
-        for (size_t open = rest.find('{'); rc == 0 && open != std::string_view::npos; open = rest.find('{')) {
+        for (size_t open = rest.find('{'); open != std::string_view::npos; open = rest.find('{')) {
             const size_t close = rest.find('}', open);
-            rc = writer->writeText(rest.data(), uint32_t(open));
+            writer->writeText(rest.data(), uint32_t(open));
             const size_t column = reportColumnIndex(rest.substr(open + 1, close - open - 1));
-            if (rc == 0) rc = writer->writeText(formatReportValue(m, kReportColumns[column], value), kTextToTerminator);
+            writer->writeText(formatReportValue(m, kReportColumns[column], value), kTextToTerminator);
             rest.remove_prefix(close + 1);
         }
-        if (rc == 0 && !rest.empty()) rc = writer->writeText(rest.data(), uint32_t(rest.size()));
-        if (rc == 0) rc = writer->writeText("\n", 1);
-        if (rc != 0) return rc;
+        if (!rest.empty()) writer->writeText(rest.data(), uint32_t(rest.size()));
+        writer->writeText("\n", 1);
     }
     // Bucket 50 also holds every paper with more authors and prints as 50.
     for (uint32_t bucket = 0; bucket < kAuthorHistogramSize; ++bucket) {
         uint32_t count = m.authorHistogram[bucket];
         if (count == 0) continue;
-        rc = writerPrintf(writer, "Paper(s) with %u author(s): %u\n", bucket, count);
-        if (rc != 0) return rc;
+        writerPrintf(writer, "Paper(s) with %u author(s): %u\n", bucket, count);
     }
     return kResultOk;
 }
@@ -165,8 +165,8 @@ ResultCode formatCsvReport(const VroMetrics& m, XpTextWriter* writer, const char
                            bool withHeader) noexcept {
     if (!writer) return kErrInvalidArgument;
     if (withHeader) {
-        if (hasLabel(label)) (void)writer->writeText("label,", kTextToTerminator);
-        (void)writer->writeText(kCsvReportHeader, kTextToTerminator);
+        if (hasLabel(label)) writer->writeText("label,", kTextToTerminator);
+        writer->writeText(kCsvReportHeader, kTextToTerminator);
     }
     // The label goes in as it stands: commas or quotes in it shift the
     // columns, which readers of these lines already expect.
@@ -188,7 +188,8 @@ ResultCode formatCsvReport(const VroMetrics& m, XpTextWriter* writer, const char
         rest.remove_prefix(end + 1);
     }
     if (rc != 0) return rc;
-    return writer->writeString(line);
+    writer->writeString(line);
+    return kResultOk;
 }
 
 ResultCode writePlainReport(const VroMetrics& metrics, const char* outputPath, const char16_t* label,

@@ -9,8 +9,10 @@
 // "%s: open metrics file failed" for the plain / CSV open, "%s: write failed",
 // "%s: close failed") and the code is returned; 0 on success.
 //
-// formatPlainReport and formatCsvReport write the body to an open writer and
-// return the first failing code; a null writer gives 22. The label is UTF-16
+// formatPlainReport and formatCsvReport write the body to an open writer,
+// which keeps a failed write for its owner to check; they return 22 for a
+// null writer, the code of a label that cannot be written whole (85, 537),
+// 12 when the CSV line cannot be made, else 0. The label is UTF-16
 // text; null or empty means no label. Scaled values print as whole part and
 // remainder without rounding; a mode of 0xFFFFFFFF prints as "multi". The CSV
 // label is written as it stands, neither quoted nor escaped.

@@ -73,10 +73,10 @@ struct ValueAxis {
 // The transform of a bar group: one unit per rank or year across and
 // kBarUnits up the plot, from its baseline, so that a bar needs no y.
 // Factors print with six decimals.
-void barGroup(VroMarkupStream& out, int64_t top, int64_t height, uint64_t slots, bool edged) {
+void barGroup(XpTextWriter* out, int64_t top, int64_t height, uint64_t slots, bool edged) {
     const uint64_t sx = (uint64_t(kPlotWidth) * 1000000 + slots / 2) / slots;
     const uint64_t sy = uint64_t(height) * 1000000 / kBarUnits;
-    out.format("<g class=\"%s\" transform=\"translate(%lld %lld) scale(%llu.%06llu -%llu.%06llu)\">\n",
+    writerPrintf(out, "<g class=\"%s\" transform=\"translate(%lld %lld) scale(%llu.%06llu -%llu.%06llu)\">\n",
                edged ? "bars edged" : "bars", (long long)kLeft, (long long)(top + height),
                (unsigned long long)(sx / 1000000), (unsigned long long)(sx % 1000000),
                (unsigned long long)(sy / 1000000), (unsigned long long)(sy % 1000000));
@@ -88,96 +88,96 @@ int64_t slotX10(uint64_t halfSlots, uint64_t slots) {
     return kLeft * 10 + int64_t((halfSlots * uint64_t(kPlotWidth) * 10 + slots) / (2 * slots));
 }
 
-void svgOpen(VroMarkupStream& out, int64_t height, const char* what, const char16_t* label) {
-    out.format("<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %lld %lld\" width=\"%lld\" height=\"%lld\" "
+void svgOpen(XpTextWriter* out, int64_t height, const char* what, const char16_t* label) {
+    writerPrintf(out, "<svg xmlns=\"http://www.w3.org/2000/svg\" viewBox=\"0 0 %lld %lld\" width=\"%lld\" height=\"%lld\" "
                "role=\"img\" aria-label=\"%s: ",
                (long long)kWidth, (long long)height, (long long)kWidth, (long long)height, what);
-    out.text(label);
-    out.format("\"><title>%s: ", what);
-    out.text(label);
-    out.raw("</title>\n");
+    writeMarkupText(out, label);
+    writerPrintf(out, "\"><title>%s: ", what);
+    writeMarkupText(out, label);
+    out->writeText("</title>\n");
 }
 
 // Labelled ticks and light grid lines of a value axis left of a plot.
-void valueTicks(VroMarkupStream& out, const ValueAxis& axis, int64_t top, int64_t height) {
+void valueTicks(XpTextWriter* out, const ValueAxis& axis, int64_t top, int64_t height) {
     for (uint64_t v = 0;; v = axis.nextTick(v)) {
         const int64_t y10 = (top + height) * 10 - roundToInt(axis.share(v) * double(height * 10));
         if (v != 0) {
-            out.format("<line class=\"grid\" x1=\"%lld\" x2=\"%lld\" y1=\"", (long long)kLeft,
+            writerPrintf(out, "<line class=\"grid\" x1=\"%lld\" x2=\"%lld\" y1=\"", (long long)kLeft,
                        (long long)(kLeft + kPlotWidth));
-            out.tenths(y10);
-            out.raw("\" y2=\"");
-            out.tenths(y10);
-            out.raw("\"/>");
+            writeTenths(out, y10);
+            out->writeText("\" y2=\"");
+            writeTenths(out, y10);
+            out->writeText("\"/>");
         }
         if (v != 0 || !axis.logarithmic) {  // a log axis starts at 0 unlabelled, close below 1
-            out.format("<text class=\"tick\" x=\"%lld\" y=\"", (long long)(kLeft - 6));
-            out.tenths(y10 + 40);
-            out.format("\" text-anchor=\"end\">%llu</text>\n", (unsigned long long)v);
+            writerPrintf(out, "<text class=\"tick\" x=\"%lld\" y=\"", (long long)(kLeft - 6));
+            writeTenths(out, y10 + 40);
+            writerPrintf(out, "\" text-anchor=\"end\">%llu</text>\n", (unsigned long long)v);
         }
         if (v >= axis.top) break;
     }
 }
 
 // The two axis lines of a plot.
-void axisLines(VroMarkupStream& out, int64_t top, int64_t height) {
-    out.format("<path class=\"axis\" d=\"M%lld %lldV%lldH%lld\"/>\n", (long long)kLeft, (long long)top,
+void axisLines(XpTextWriter* out, int64_t top, int64_t height) {
+    writerPrintf(out, "<path class=\"axis\" d=\"M%lld %lldV%lldH%lld\"/>\n", (long long)kLeft, (long long)top,
                (long long)(top + height), (long long)(kLeft + kPlotWidth));
 }
 
 // One vertical marker line with its label, at the right edge of a rank.
-void marker(VroMarkupStream& out, const char* cls, const char* name, uint32_t rank, uint32_t count,
+void marker(XpTextWriter* out, const char* cls, const char* name, uint32_t rank, uint32_t count,
             int64_t labelY) {
     const int64_t x10 = slotX10(2 * uint64_t(rank), count);
-    out.format("<line class=\"%s\" data-rank=\"%u\" x1=\"", cls, rank);
-    out.tenths(x10);
-    out.raw("\" x2=\"");
-    out.tenths(x10);
-    out.format("\" y1=\"%lld\" y2=\"%lld\"/>", (long long)kRankTop, (long long)(kRankTop + kRankPlotHeight));
+    writerPrintf(out, "<line class=\"%s\" data-rank=\"%u\" x1=\"", cls, rank);
+    writeTenths(out, x10);
+    out->writeText("\" x2=\"");
+    writeTenths(out, x10);
+    writerPrintf(out, "\" y1=\"%lld\" y2=\"%lld\"/>", (long long)kRankTop, (long long)(kRankTop + kRankPlotHeight));
     const bool nearRight = x10 > (kLeft + kPlotWidth - 70) * 10;
-    out.raw("<text class=\"marker-label\" x=\"");
-    out.tenths(nearRight ? x10 - 40 : x10 + 40);
-    out.format("\" y=\"%lld\" text-anchor=\"%s\">%s = %u</text>\n", (long long)labelY, nearRight ? "end" : "start",
+    out->writeText("<text class=\"marker-label\" x=\"");
+    writeTenths(out, nearRight ? x10 - 40 : x10 + 40);
+    writerPrintf(out, "\" y=\"%lld\" text-anchor=\"%s\">%s = %u</text>\n", (long long)labelY, nearRight ? "end" : "start",
                name, rank);
 }
 
-void paperTooltip(VroMarkupStream& out, const VroPublication& p, uint32_t rank) {
-    out.format("<title>Rank %u: %u citation%s, ", rank, p.Cites, p.Cites == 1 ? "" : "s");
+void paperTooltip(XpTextWriter* out, const VroPublication& p, uint32_t rank) {
+    writerPrintf(out, "<title>Rank %u: %u citation%s, ", rank, p.Cites, p.Cites == 1 ? "" : "s");
     if (p.Year >= kFirstCountedYear)
-        out.format("%d", p.Year);
+        writerPrintf(out, "%d", p.Year);
     else
-        out.raw("no year");
-    out.raw(". ");
-    out.text(p.Title.data(), p.Title.length());
-    out.raw("</title>");
+        out->writeText("no year");
+    out->writeText(". ");
+    writeMarkupText(out, p.Title.data(), p.Title.length());
+    out->writeText("</title>");
 }
 
 // The dashed line citations = rank from the origin to where it leaves the
 // plot; on the log axis a curve through ranks spaced ever wider.
-void diagonal(VroMarkupStream& out, const ValueAxis& axis, uint32_t count) {
+void diagonal(XpTextWriter* out, const ValueAxis& axis, uint32_t count) {
     const uint64_t end = std::min<uint64_t>(count, axis.top);
-    out.raw("<polyline class=\"diagonal\" points=\"");
+    out->writeText("<polyline class=\"diagonal\" points=\"");
     for (uint64_t r = 0;;) {
         const int64_t y10 =
             (kRankTop + kRankPlotHeight) * 10 - roundToInt(axis.share(r) * double(kRankPlotHeight * 10));
-        if (r != 0) out.raw(" ");
-        out.tenths(slotX10(2 * r, count));
-        out.raw(",");
-        out.tenths(y10);
+        if (r != 0) out->writeText(" ");
+        writeTenths(out, slotX10(2 * r, count));
+        out->writeText(",");
+        writeTenths(out, y10);
         if (r >= end) break;
         r = axis.logarithmic ? std::max(r + 1, r + r / 8) : end;
         r = std::min(r, end);
     }
-    out.raw("\"/>\n");
+    out->writeText("\"/>\n");
 }
 
 }  // namespace
 
-ResultCode writeRankChart(VroMarkupStream& out, const VroChartInput& in) noexcept {
-    out.raw("<figure class=\"rank-chart\">\n");
+void writeRankChart(XpTextWriter* out, const VroChartInput& in) noexcept {
+    out->writeText("<figure class=\"rank-chart\">\n");
     if (in.count == 0 || in.papers == nullptr) {
-        out.raw("<p>No publication takes part in the metrics, so there is nothing to draw.</p></figure>\n");
-        return out.result();
+        out->writeText("<p>No publication takes part in the metrics, so there is nothing to draw.</p></figure>\n");
+        return;
     }
     const uint32_t n = in.count;
     const uint32_t h = std::min(in.hIndex, n);
@@ -191,89 +191,85 @@ ResultCode writeRankChart(VroMarkupStream& out, const VroChartInput& in) noexcep
     const int64_t hx10 = slotX10(2 * uint64_t(h), n);
     const int64_t gx10 = slotX10(2 * uint64_t(g), n);
     if (h > 0) {
-        out.format("<rect class=\"h-core\" x=\"%lld\" y=\"%lld\" width=\"", (long long)kLeft, (long long)kRankTop);
-        out.tenths(hx10 - kLeft * 10);
-        out.format("\" height=\"%lld\"/>\n", (long long)kRankPlotHeight);
+        writerPrintf(out, "<rect class=\"h-core\" x=\"%lld\" y=\"%lld\" width=\"", (long long)kLeft, (long long)kRankTop);
+        writeTenths(out, hx10 - kLeft * 10);
+        writerPrintf(out, "\" height=\"%lld\"/>\n", (long long)kRankPlotHeight);
     }
     if (g > h) {
-        out.raw("<rect class=\"g-core\" x=\"");
-        out.tenths(hx10);
-        out.format("\" y=\"%lld\" width=\"", (long long)kRankTop);
-        out.tenths(gx10 - hx10);
-        out.format("\" height=\"%lld\" fill=\"url(#g-core-hatch)\"/>\n", (long long)kRankPlotHeight);
+        out->writeText("<rect class=\"g-core\" x=\"");
+        writeTenths(out, hx10);
+        writerPrintf(out, "\" y=\"%lld\" width=\"", (long long)kRankTop);
+        writeTenths(out, gx10 - hx10);
+        writerPrintf(out, "\" height=\"%lld\" fill=\"url(#g-core-hatch)\"/>\n", (long long)kRankPlotHeight);
     }
     valueTicks(out, axis, kRankTop, kRankPlotHeight);
 
     barGroup(out, kRankTop, kRankPlotHeight, n, n <= kMaxEdgedBars);
-    for (uint32_t i = 0; i < n && out.ok(); ++i) {
+    for (uint32_t i = 0; i < n && out->failure() == kResultOk; ++i) {
         const VroPublication& p = *in.papers[i];
         const uint32_t rank = i + 1;
         const int64_t height = axis.barUnits(p.Cites);
-        out.format("<rect class=\"paper%s\" data-rank=\"%u\" data-cites=\"%u\" x=\"%u\" width=\"1\" height=\"%lld\"",
+        writerPrintf(out, "<rect class=\"paper%s\" data-rank=\"%u\" data-cites=\"%u\" x=\"%u\" width=\"1\" height=\"%lld\"",
                    rank <= h ? " core" : rank <= g ? " gcore" : "", rank, p.Cites, i, (long long)height);
         if (n <= kMaxTooltips) {
-            out.raw(">");
+            out->writeText(">");
             paperTooltip(out, p, rank);
-            out.raw("</rect>\n");
+            out->writeText("</rect>\n");
         } else {
-            out.raw("/>\n");
+            out->writeText("/>\n");
         }
     }
-    out.raw("</g>\n");
+    out->writeText("</g>\n");
 
     diagonal(out, axis, n);
     axisLines(out, kRankTop, kRankPlotHeight);
     // Rank ticks under the bars' centres: rank 1 and every multiple of a step.
     const uint64_t step = niceStep(n, 8);
     for (uint64_t r = 1; r <= n; r = (r == 1 && step > 1) ? step : r + step) {
-        out.raw("<text class=\"tick\" x=\"");
-        out.tenths(slotX10(2 * r - 1, n));
-        out.format("\" y=\"%lld\" text-anchor=\"middle\">%llu</text>", (long long)(kRankTop + kRankPlotHeight + 16),
+        out->writeText("<text class=\"tick\" x=\"");
+        writeTenths(out, slotX10(2 * r - 1, n));
+        writerPrintf(out, "\" y=\"%lld\" text-anchor=\"middle\">%llu</text>", (long long)(kRankTop + kRankPlotHeight + 16),
                    (unsigned long long)r);
     }
-    out.format("\n<text class=\"axis-title\" x=\"%lld\" y=\"%lld\" text-anchor=\"middle\">Rank (most cited "
+    writerPrintf(out, "\n<text class=\"axis-title\" x=\"%lld\" y=\"%lld\" text-anchor=\"middle\">Rank (most cited "
                "first)</text>\n",
                (long long)(kLeft + kPlotWidth / 2), (long long)(kRankHeight - 14));
-    out.format("<text class=\"axis-title\" transform=\"translate(18 %lld) rotate(-90)\" text-anchor=\"middle\">"
+    writerPrintf(out, "<text class=\"axis-title\" transform=\"translate(18 %lld) rotate(-90)\" text-anchor=\"middle\">"
                "Citations%s</text>\n",
                (long long)(kRankTop + kRankPlotHeight / 2), axis.logarithmic ? " (log scale)" : "");
     if (h > 0) marker(out, "h-marker", "h", h, n, kRankTop + 13);
     if (g > 0) marker(out, "g-marker", "g", g, n, kRankTop + 29);
-    out.raw("</svg>\n<figcaption>Citations of each paper by rank. ");
+    out->writeText("</svg>\n<figcaption>Citations of each paper by rank. ");
     if (h > 0)
-        out.format("Dark bars on the shaded band: the h-core, %u paper%s with at least %u citation%s each. ", h,
+        writerPrintf(out, "Dark bars on the shaded band: the h-core, %u paper%s with at least %u citation%s each. ", h,
                    h == 1 ? "" : "s", h, h == 1 ? "" : "s");
     if (g > h)
-        out.format("Mid-grey bars on the hatched band: the rest of the g-core (the top %u papers together have at "
+        writerPrintf(out, "Mid-grey bars on the hatched band: the rest of the g-core (the top %u papers together have at "
                    "least %u citations). ",
                    g, g * g);
-    out.raw("Dashed line: citations equal to rank; solid line: h; dotted line: g.");
-    if (axis.logarithmic) out.raw(" The citation axis is logarithmic.");
-    out.raw("</figcaption>\n</figure>\n");
-    return out.result();
+    out->writeText("Dashed line: citations equal to rank; solid line: h; dotted line: g.");
+    if (axis.logarithmic) out->writeText(" The citation axis is logarithmic.");
+    out->writeText("</figcaption>\n</figure>\n");
 }
 
-ResultCode writeYearChart(VroMarkupStream& out, const VroChartInput& in) noexcept {
+ResultCode writeYearChart(XpTextWriter* out, const VroChartInput& in) noexcept {
     struct YearTotal {
         int32_t year;
         uint32_t papers;
         uint64_t cites;
     };
     std::unique_ptr<YearTotal[]> years(new (std::nothrow) YearTotal[std::max<uint32_t>(in.count, 1)]);
-    if (!years) {
-        out.fail(kErrNoMemory);
-        return out.result();
-    }
+    if (!years) return kErrNoMemory;
     uint32_t dated = 0;
     for (uint32_t i = 0; i < in.count; ++i) {
         const VroPublication& p = *in.papers[i];
         if (p.Year >= kFirstCountedYear) years[dated++] = {p.Year, 1, p.Cites};
     }
     const uint32_t undated = in.count - dated;
-    out.format("<figure class=\"year-chart\" data-undated=\"%u\">\n", undated);
+    writerPrintf(out, "<figure class=\"year-chart\" data-undated=\"%u\">\n", undated);
     if (dated == 0) {
-        out.raw("<p>No paper has a publication year, so there is no chart by year.</p></figure>\n");
-        return out.result();
+        out->writeText("<p>No paper has a publication year, so there is no chart by year.</p></figure>\n");
+        return kResultOk;
     }
     std::sort(years.get(), years.get() + dated, [](const YearTotal& a, const YearTotal& b) { return a.year < b.year; });
     uint32_t distinct = 0;
@@ -296,25 +292,25 @@ ResultCode writeYearChart(VroMarkupStream& out, const VroChartInput& in) noexcep
     const char* const panelTitle[2] = {"Citations to the papers of each year", "Papers published in each year"};
     const char* const barClass[2] = {"year-cites", "year-papers"};
     const char* const dataName[2] = {"cites", "papers"};
-    for (int panel = 0; panel < 2 && out.ok(); ++panel) {
+    for (int panel = 0; panel < 2 && out->failure() == kResultOk; ++panel) {
         const int64_t top = kYearPanelTop[panel];
         const ValueAxis axis = ValueAxis::linear(panel == 0 ? mostCites : mostPapers, 3);
-        out.format("<text class=\"panel-title\" x=\"%lld\" y=\"%lld\">%s</text>\n", (long long)kLeft,
+        writerPrintf(out, "<text class=\"panel-title\" x=\"%lld\" y=\"%lld\">%s</text>\n", (long long)kLeft,
                    (long long)(top - 8), panelTitle[panel]);
         valueTicks(out, axis, top, kYearPanelHeight);
         barGroup(out, top, kYearPanelHeight, span, span <= kMaxEdgedBars);
-        for (uint32_t i = 0; i < distinct && out.ok(); ++i) {
+        for (uint32_t i = 0; i < distinct && out->failure() == kResultOk; ++i) {
             const YearTotal& y = years[i];
             const uint64_t value = panel == 0 ? y.cites : y.papers;
             const int64_t height = axis.barUnits(value);
-            out.format("<rect class=\"%s\" data-year=\"%d\" data-%s=\"%llu\" x=\"%llu\" width=\"1\" "
+            writerPrintf(out, "<rect class=\"%s\" data-year=\"%d\" data-%s=\"%llu\" x=\"%llu\" width=\"1\" "
                        "height=\"%lld\"><title>%d: %llu %s</title></rect>\n",
                        barClass[panel], y.year, dataName[panel], (unsigned long long)value,
                        (unsigned long long)(int64_t(y.year) - first), (long long)height, y.year,
                        (unsigned long long)value,
                        panel == 0 ? (value == 1 ? "citation" : "citations") : (value == 1 ? "paper" : "papers"));
         }
-        out.raw("</g>\n");
+        out->writeText("</g>\n");
         axisLines(out, top, kYearPanelHeight);
     }
     // Year ticks under the lower panel: every multiple of a step.
@@ -323,17 +319,17 @@ ResultCode writeYearChart(VroMarkupStream& out, const VroChartInput& in) noexcep
     const int64_t last = first + int64_t(span) - 1;
     for (int64_t year = (first + int64_t(step) - 1) / int64_t(step) * int64_t(step); year <= last;
          year += int64_t(step)) {
-        out.raw("<text class=\"tick\" x=\"");
-        out.tenths(slotX10(2 * uint64_t(year - first) + 1, span));
-        out.format("\" y=\"%lld\" text-anchor=\"middle\">%lld</text>", (long long)labelY, (long long)year);
+        out->writeText("<text class=\"tick\" x=\"");
+        writeTenths(out, slotX10(2 * uint64_t(year - first) + 1, span));
+        writerPrintf(out, "\" y=\"%lld\" text-anchor=\"middle\">%lld</text>", (long long)labelY, (long long)year);
     }
-    out.format("\n<text class=\"axis-title\" x=\"%lld\" y=\"%lld\" text-anchor=\"middle\">Publication year</text>\n",
+    writerPrintf(out, "\n<text class=\"axis-title\" x=\"%lld\" y=\"%lld\" text-anchor=\"middle\">Publication year</text>\n",
                (long long)(kLeft + kPlotWidth / 2), (long long)(kYearHeight - 12));
-    out.raw("</svg>\n<figcaption>Upper panel: citations to the papers published in each year; lower panel: the "
+    out->writeText("</svg>\n<figcaption>Upper panel: citations to the papers published in each year; lower panel: the "
             "number of papers published in each year.");
     if (undated > 0)
-        out.format(" %u paper%s without a publication year %s not shown.", undated, undated == 1 ? "" : "s",
+        writerPrintf(out, " %u paper%s without a publication year %s not shown.", undated, undated == 1 ? "" : "s",
                    undated == 1 ? "is" : "are");
-    out.raw("</figcaption>\n</figure>\n");
-    return out.result();
+    out->writeText("</figcaption>\n</figure>\n");
+    return kResultOk;
 }

@@ -26,15 +26,15 @@
 //   a sentence instead.
 //
 // The papers are the used publications in the calculation's walk order (most
-// cited first). Both return 0 or the first failing code (12 when working
-// room cannot be allocated).
+// cited first). A failed write is kept by the text writer; writeYearChart
+// returns 12 when its working room cannot be allocated, else 0.
 #pragma once
 
 #include <cstdint>
 
 #include "foundation/result_codes.h"
 
-class VroMarkupStream;
+class XpTextWriter;
 class VroPublication;
 
 struct VroChartInput {
@@ -45,5 +45,5 @@ struct VroChartInput {
     const char16_t* label;  // named in the charts' accessible titles
 };
 
-[[nodiscard]] ResultCode writeRankChart(VroMarkupStream& out, const VroChartInput& input) noexcept;
-[[nodiscard]] ResultCode writeYearChart(VroMarkupStream& out, const VroChartInput& input) noexcept;
+void writeRankChart(XpTextWriter* out, const VroChartInput& input) noexcept;
+[[nodiscard]] ResultCode writeYearChart(XpTextWriter* out, const VroChartInput& input) noexcept;

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "metrics/metrics_calc.h"
+#include "tests/support/metrics_reference.h"
 #include "model/publication.h"
 
 namespace {

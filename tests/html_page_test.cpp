@@ -30,7 +30,10 @@ std::string written(Write write) {
 }
 
 std::string escaped(const char* utf8) {
-    return written([&](XpTextWriter* w) { return writeMarkupText(w, utf8); });
+    return written([&](XpTextWriter* w) {
+        writeMarkupText(w, utf8);
+        return kResultOk;
+    });
 }
 
 }  // namespace
@@ -49,7 +52,10 @@ TEST(HtmlPage, ExportTextNeverActsAsMarkup) {
     };
     for (const auto& c : cases) EXPECT_EQ(escaped(c.in), c.out) << c.in;
     const char16_t units[] = {0xD83D, 0xDE00, 'x', 0xDC00, 0, 0xD800};  // pair, lone low, NUL, lone high
-    EXPECT_EQ(written([&](XpTextWriter* w) { return writeMarkupText(w, units, 6); }),
+    EXPECT_EQ(written([&](XpTextWriter* w) {
+                  writeMarkupText(w, units, 6);
+                  return kResultOk;
+              }),
               "\xf0\x9f\x98\x80x\ufffd\u2400\ufffd");
 }
 

@@ -81,14 +81,6 @@ TEST(SystemResult, WrapsOnlySystemNumbers) {
     EXPECT_EQ(systemErrorOf(-1), -1);
 }
 
-TEST(KeepFirstError, KeepsTheFirstFailureOfASequence) {
-    EXPECT_EQ(keepFirstError(nullptr, 28), 28);
-    ResultCode slot = 0;
-    EXPECT_EQ(keepFirstError(&slot, 0), 0);
-    EXPECT_EQ(keepFirstError(&slot, 28), 28);
-    EXPECT_EQ(keepFirstError(&slot, 9), 28);
-    EXPECT_EQ(slot, 28);
-}
 
 TEST(ResultFromErrno, TranslatesByMeaning) {
     const struct { int host; ResultCode code; } cases[] = {

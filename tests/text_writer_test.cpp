@@ -93,18 +93,38 @@ TEST(TextWriter, LongTextIsWrittenInWholeBlocks) {
     EXPECT_EQ(fill.flushed().size(), 5000u + 6000u);
 }
 
-TEST(TextWriter, FailedDrainKeepsUnwrittenBytes) {
+// The first failure sticks: the unwritten bytes stay, later writes do
+// nothing, and close reports it once and leaves a writer that works again.
+TEST(TextWriter, FailedDrainIsKeptUntilClose) {
     Fixture f;
     f.stream->acceptBeforeFailure = 3;
     EXPECT_EQ(f.writer->writeText("abcdefgh"), 0);
+    EXPECT_EQ(f.writer->failure(), 0);
     EXPECT_EQ(f.writer->flush(), kErrNoSpace);
     EXPECT_EQ(f.stream->content, "abc");
     EXPECT_EQ(f.writer->buffered(), 5u);
-    f.stream->acceptBeforeFailure = 0;  // nothing taken: buffer unchanged
+    f.stream->acceptBeforeFailure = SIZE_MAX;
+    EXPECT_EQ(f.writer->writeText("ij"), kErrNoSpace);
+    EXPECT_EQ(writerPrintf(f.writer.get(), "%d", 1), kErrNoSpace);
+    EXPECT_EQ(f.writer->writeQuoted(u"k"), kErrNoSpace);
     EXPECT_EQ(f.writer->flush(), kErrNoSpace);
     EXPECT_EQ(f.writer->buffered(), 5u);
-    f.stream->acceptBeforeFailure = SIZE_MAX;
-    EXPECT_EQ(f.flushed(), "abcdefgh");
+    EXPECT_EQ(f.stream->content, "abc");
+    EXPECT_EQ(f.writer->failure(), kErrNoSpace);
+    EXPECT_EQ(f.writer->close(), kErrNoSpace);
+    EXPECT_EQ(f.writer->failure(), 0);
+    EXPECT_EQ(f.writer->attach(f.stream.get()), 0);
+    EXPECT_EQ(f.writer->writeText("ij"), 0);
+    EXPECT_EQ(f.flushed(), "abcij");
+}
+
+// A replaced character is returned by its write but is no failure to keep.
+TEST(TextWriter, ReplacementIsNotKept) {
+    Fixture f;
+    EXPECT_EQ(f.writer->writeText16(u"a\xD800" u"b"), kErrIllegalSequence);
+    EXPECT_EQ(f.writer->failure(), 0);
+    EXPECT_EQ(f.writer->writeText("c"), 0);
+    EXPECT_EQ(f.flushed(), "a\xEF\xBF\xBD" "bc");
 }
 
 TEST(TextWriter, SingleByteEncodingReencodesNarrowText) {
@@ -168,15 +188,6 @@ TEST(TextWriter, EscapingModes) {
     EXPECT_EQ(q.flushed(), "\"say \\\"hi\\\"\\n\"\"'\"\"\\t'\"\"\\\\\"");
 }
 
-TEST(TextWriter, MarkupEscaping) {
-    const char32_t text[] = U"<a href=\"x\">&'\u00a0\u00a9\u00ae\x01\t</a>";
-    Fixture attribute, body;
-    EXPECT_EQ(attribute.writer->writeEscapedMarkup(text, kTextToTerminator, true), 0);
-    EXPECT_EQ(body.writer->writeEscapedMarkup(text, kTextToTerminator, false), 0);
-    EXPECT_EQ(attribute.flushed(), "&lt;a href=&quot;x&quot;&gt;&amp;&apos;\xC2\xA0\xC2\xA9\xC2\xAE&#x01;\t&lt;/a&gt;");
-    EXPECT_EQ(body.flushed(), "&lt;a href=&quot;x&quot;&gt;&amp;'&nbsp;&copy;&reg;&#x01;\t&lt;/a&gt;");
-}
-
 TEST(TextWriter, FailuresAreCodes) {
     XpHolder<XpTextWriter> w;
     ASSERT_EQ(XpTextWriter::create(&w), 0);
@@ -188,11 +199,15 @@ TEST(TextWriter, FailuresAreCodes) {
     EXPECT_EQ(writerPrintf(nullptr, "%d", 1), kErrInvalidArgument);
     EXPECT_EQ(XpTextWriter::create(nullptr), kErrInvalidArgument);
 
-    Fixture f;
-    EXPECT_EQ(f.writer->writeText(nullptr, 3), kErrInvalidArgument);
-    EXPECT_EQ(f.writer->writeText16(nullptr, kTextToTerminator), kErrInvalidArgument);
-    EXPECT_EQ(f.writer->writeText(nullptr, 0), 0);
-    EXPECT_EQ(f.writer->writeQuoted(static_cast<const char*>(nullptr)), kErrInvalidArgument);
+    for (int step = 0; step < 3; ++step) {
+        Fixture f;
+        EXPECT_EQ(f.writer->writeText(nullptr, 0), 0);
+        const ResultCode rc = step == 0   ? f.writer->writeText(nullptr, 3)
+                              : step == 1 ? f.writer->writeText16(nullptr, kTextToTerminator)
+                                          : f.writer->writeQuoted(static_cast<const char*>(nullptr));
+        EXPECT_EQ(rc, kErrInvalidArgument) << step;
+        EXPECT_EQ(f.writer->failure(), kErrInvalidArgument) << step;
+    }
 }
 
 TEST(TextWriter, AttachAndClose) {

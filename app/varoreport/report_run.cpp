@@ -116,7 +116,7 @@ void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexc
                                               writer.get());
         }
         const ResultCode closed = writer->close();
-        if (rowsCode == kResultOk && isWriteFailure(closed)) rowsCode = closed;
+        if (rowsCode == kResultOk) rowsCode = closed;
     }
     slot.rowsCode = rowsCode;
 }
@@ -172,16 +172,14 @@ private:
     std::chrono::steady_clock::time_point last_{};
 };
 
-ResultCode writeBytes(XpTextWriter* out, const char* bytes, size_t size) noexcept {
+void writeBytes(XpTextWriter* out, const char* bytes, size_t size) noexcept {
     constexpr size_t kPiece = 1u << 30;
     while (size > 0) {
         const size_t piece = size < kPiece ? size : kPiece;
-        const ResultCode rc = out->writeText(bytes, uint32_t(piece));
-        if (isWriteFailure(rc)) return rc;
+        out->writeText(bytes, uint32_t(piece));
         bytes += piece;
         size -= piece;
     }
-    return kResultOk;
 }
 
 }  // namespace
@@ -214,14 +212,16 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
     const uint32_t jobs = run.jobs == 0 ? 1 : run.jobs < inputs.size() ? run.jobs : uint32_t(inputs.size());
     Shared shared(run, inputs, slots.get(), size_t(jobs) * 4 + 16);
 
+    // A failure to write the output is kept by its writer; outputCode holds
+    // one of an input's rows, which ends the run as well.
     ResultCode outputCode = run.format->writeHead ? run.format->writeHead(out.get()) : kResultOk;
-    if (!isWriteFailure(outputCode)) outputCode = kResultOk;
+    auto writing = [&] { return outputCode == kResultOk && out->failure() == kResultOk; };
 
     // The writing thread is one of the `jobs`: it reports inputs itself
     // while the one it must write next is not ready.
     std::thread workers[kMaxReportJobs];
     uint32_t started = 0;
-    for (; started + 1 < jobs && outputCode == kResultOk; ++started) {
+    for (; started + 1 < jobs && writing(); ++started) {
         try {
             workers[started] = std::thread(work, std::ref(shared));
         } catch (const std::system_error&) {
@@ -231,7 +231,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
 
     Progress progress(err, run.showProgress, inputs.size());
     bool anyFailed = false;
-    for (size_t i = 0; i < inputs.size() && outputCode == kResultOk; ++i) {
+    for (size_t i = 0; i < inputs.size() && writing(); ++i) {
         Slot& slot = slots[i];
         {
             std::unique_lock<std::mutex> guard(shared.lock);
@@ -280,7 +280,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
         if (slot.rowsCode != kResultOk) {
             outputCode = slot.rowsCode;
         } else if (slot.rows) {
-            outputCode = writeBytes(out.get(), slot.rows->bytes(), slot.rows->size());
+            writeBytes(out.get(), slot.rows->bytes(), slot.rows->size());
         }
         slot.rows.reset();
         bool wake;
@@ -300,16 +300,12 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
     for (uint32_t t = 0; t < started; ++t) workers[t].join();
     progress.erase();
 
-    if (outputCode == kResultOk && run.format->writeTail) {
-        outputCode = run.format->writeTail(out.get());
-        if (!isWriteFailure(outputCode)) outputCode = kResultOk;
-    }
+    if (writing() && run.format->writeTail) outputCode = run.format->writeTail(out.get());
     // Flushed first: closing leaves standard output open, and a failure that
     // only its stdio buffer would meet at exit must still be seen here.
-    const ResultCode flushed = out->flush();
-    if (outputCode == kResultOk && isWriteFailure(flushed)) outputCode = flushed;
+    (void)out->flush();
     const ResultCode closed = out->close();
-    if (outputCode == kResultOk && isWriteFailure(closed)) outputCode = closed;
+    if (outputCode == kResultOk) outputCode = closed;
     // Only a complete report replaces the file that was there.
     if (outputCode == kResultOk) outputCode = file.commit();
     else file.discard();

@@ -1,8 +1,8 @@
 // The metrics calculation over the publication records themselves: each
-// order is a sort of the list and each walk reads the records. computeMetrics
-// runs the same steps on a compact copy and falls back to this when the copy
-// cannot be had.
-#include "metrics/metrics_calc.h"
+// order is a sort of the list and each walk reads the records. The product's
+// calculation runs the same steps on a compact copy and must agree with this
+// one on every list.
+#include "tests/support/metrics_reference.h"
 
 #include <cmath>
 #include <cstdlib>
@@ -66,39 +66,6 @@ void citationMedianAndMode(const VroPublicationList& list, uint32_t n, VroMetric
         }
     }
 }
-
-}  // namespace
-
-// Step 8: authors per paper from the histogram. The median is taken at
-// position P/2 (and averaged with P/2 + 1 for even P), so a single paper has
-// median 0; bucket 0 adds mulDivRound(c, 100, 0) = all ones, i.e. subtracts
-// one from papersPerAuthor100. Both are established results and kept.
-void authorStatisticsFromHistogram(VroMetrics& m) noexcept {
-    const uint32_t papers = m.totalPapers;
-    const uint32_t half = papers / 2;
-    const bool even = (papers & 1) == 0;
-    m.authorsPerPaperMode = kNoMode;
-    uint32_t best = 0;
-    uint32_t cumulative = 0;
-    for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
-        const uint32_t c = m.authorHistogram[b];
-        if (c == 0) continue;
-        m.papersPerAuthor100 += mulDivRound(c, 100, b);
-        const uint32_t end = cumulative + c;
-        if (cumulative < half && half <= end) m.medianAuthorsPerPaper10 = b * 10;
-        if (even && cumulative <= half && half < end)
-            m.medianAuthorsPerPaper10 = (m.medianAuthorsPerPaper10 >> 1) + b * 5;
-        cumulative = end;
-        if (c > best) {
-            best = c;
-            m.authorsPerPaperMode = b;
-        } else if (c == best) {
-            m.authorsPerPaperMode = kNoMode;
-        }
-    }
-}
-
-namespace {
 
 // Steps 9 to 11: an h-type index over one per-paper value, list sorted by
 // that value falling: the last position k whose value reaches k's threshold.
