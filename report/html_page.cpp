@@ -212,9 +212,7 @@ ResultCode writeHtmlSection(XpTextWriter* out, const VroHtmlSection& s) noexcept
     writeRankChart(out, chart);
     if (const ResultCode rc = writeYearChart(out, chart); rc != kResultOk) return rc;
     out->writeText("<h3>Metrics</h3>\n");
-    uint32_t i10 = 0;
-    for (uint32_t i = 0; i < used; ++i) i10 += papers[i]->Cites >= 10 ? 1 : 0;
-    metricTable(out, *s.metrics, i10);
+    metricTable(out, *s.metrics, s.publications ? countWithCitations(*s.publications, 10) : 0);
     writerPrintf(out, "<p class=\"facts\">Record version %u.</p>\n", s.metrics->metricsVersion);
     authorHistogram(out, *s.metrics);
     out->writeText("<h3>h-core papers</h3>\n");

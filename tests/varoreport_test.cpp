@@ -404,6 +404,10 @@ TEST_F(Varoreport, FieldListMatchesHeaderAndPage) {
         EXPECT_EQ(listed[0], "column");
         listed.erase(listed.begin());
         EXPECT_EQ(listed, split(vt::linesOf(csv.out).at(0), ','));
+        // The page counts i10 over the papers as the row does over the numbers.
+        const std::string i10 = rowsByFile(csv.out)[file]["i10"];
+        EXPECT_EQ(i10, "2");
+        EXPECT_NE(html.out.find("data-key=\"i10\" data-raw=\"" + i10 + "\">"), std::string::npos);
     }
 }
 
