@@ -6,6 +6,7 @@
 
 #include "foundation/strings.h"
 #include "foundation/text_writer.h"
+#include "report/field_notes.h"
 #include "report/html_page.h"
 #include "model/metrics_record.h"
 #include "model/publication.h"
@@ -34,18 +35,28 @@ char* putSigned(char* p, int32_t value) noexcept {
 constexpr uint32_t kCitesModePosition = offsetof(VroMetrics, citesPerPaperMode) / 4;
 constexpr uint32_t kAuthorsModePosition = offsetof(VroMetrics, authorsPerPaperMode) / 4;
 
-// A named field's value as its schema types it; false for a mode of "none".
-bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row) noexcept {
+// A named field's value as its schema types it, a scaled one as a decimal
+// unless the stored integers are wanted; false for a mode of "none".
+bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row, bool stored) noexcept {
     const uint32_t word = metricsWord(m, row.position);
     if ((row.position == kCitesModePosition || row.position == kAuthorsModePosition) && word == kNoMode)
         return false;
-    p = row.type() == kSchemaTypeInt32 ? putSigned(p, int32_t(word)) : putUnsigned(p, word);
+    const uint32_t decimals = stored ? 0 : fieldDecimals(row);
+    p = row.type() == kSchemaTypeInt32 ? putSigned(p, int32_t(word))
+        : decimals != 0                ? putDecimal(p, word, decimals)
+                                       : putUnsigned(p, word);
     return true;
 }
 
-// Room for every number of one input: 96 words and the count, each at most
+// A field's column name: the schema name, or without its scale suffix when
+// the values are decimals.
+uint32_t columnNameLength(const VroMetricsSchemaRow& row, bool stored) noexcept {
+    return stored ? uint32_t(std::strlen(row.snakeName)) : readableNameLength(row);
+}
+
+// Room for every number of one input: 96 words, the count and i10, each at most
 // 11 characters plus a separator, with the keys of the json form.
-constexpr size_t kNumbersRoom = 97 * 12 + 45 * 40 + 64;
+constexpr size_t kNumbersRoom = 98 * 12 + 46 * 40 + 64;
 
 bool needsCsvQuotes(const char16_t* text) noexcept {
     for (; *text; ++text)
@@ -88,17 +99,21 @@ void writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
 
 // --- csv ---
 
+template <bool kStored>
 ResultCode csvHead(XpTextWriter* out) noexcept {
     out->writeText("file,format,publications");
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         out->writeText(",", 1);
-        out->writeText(row.snakeName);
+        out->writeText(row.snakeName, columnNameLength(row, kStored));
     }
+    out->writeText(",", 1);
+    out->writeText(kI10Name);
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) writerPrintf(out, ",authors_%u", b);
     out->writeText(",error\n");
     return kResultOk;
 }
 
+template <bool kStored>
 ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
                     const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
     writeCsvText(out, label, false);
@@ -110,8 +125,10 @@ ResultCode csvInput(const char16_t* label, const char* formatName, const VroPubl
     p = putUnsigned(p, list.count());
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         *p++ = ',';
-        (void)putField(p, m, row);
+        (void)putField(p, m, row, kStored);
     }
+    *p++ = ',';
+    p = putUnsigned(p, countWithCitations(list, 10));
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
         *p++ = ',';
         p = putUnsigned(p, m.authorHistogram[b]);
@@ -125,7 +142,7 @@ ResultCode csvInput(const char16_t* label, const char* formatName, const VroPubl
 ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
     writeCsvText(out, label, false);
     // format, publications, the named fields and the histogram stay empty.
-    char commas[2 + kMetricsSchemaRows + kAuthorHistogramSize + 1];
+    char commas[2 + kMetricsSchemaRows + 1 + kAuthorHistogramSize + 1];
     std::memset(commas, ',', sizeof commas);
     out->writeText(commas, sizeof commas);
     writeCsvNarrow(out, message);
@@ -135,6 +152,7 @@ ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* 
 
 // --- json ---
 
+template <bool kStored>
 ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
                      const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
     out->writeText("{\"file\":");
@@ -150,16 +168,19 @@ ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPub
         // Schema names are plain ASCII identifiers: no escaping needed.
         *p++ = ',';
         *p++ = '"';
-        const size_t length = std::strlen(row.snakeName);
+        const uint32_t length = columnNameLength(row, kStored);
         std::memcpy(p, row.snakeName, length);
         p += length;
         *p++ = '"';
         *p++ = ':';
-        if (!putField(p, m, row)) {
+        if (!putField(p, m, row, kStored)) {
             std::memcpy(p, "null", 4);
             p += 4;
         }
     }
+    static constexpr char kI10[] = ",\"i10\":";
+    std::memcpy(p, kI10, sizeof kI10 - 1);
+    p = putUnsigned(p + sizeof kI10 - 1, countWithCitations(list, 10));
     static constexpr char kAuthors[] = ",\"authors\":[";
     std::memcpy(p, kAuthors, sizeof kAuthors - 1);
     p += sizeof kAuthors - 1;
@@ -248,11 +269,27 @@ ResultCode htmlTail(XpTextWriter* out) noexcept { return writeHtmlFoot(out); }
 }  // namespace
 
 const VroReportFormat kReportFormats[kReportFormatCount] = {
-    {"csv", csvHead, csvInput, csvFailure, nullptr, false},
-    {"json", nullptr, jsonInput, jsonFailure, nullptr, false},
+    {"csv", csvHead<false>, csvInput<false>, csvFailure, nullptr, false},
+    {"json", nullptr, jsonInput<false>, jsonFailure, nullptr, false},
     {"papers", papersHead, papersInput, papersFailure, nullptr, true},
     {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true},
 };
+
+namespace {
+
+// csv and json with the stored integers under their schema names.
+const VroReportFormat kStoredValueFormats[] = {
+    {"csv", csvHead<true>, csvInput<true>, csvFailure, nullptr, false},
+    {"json", nullptr, jsonInput<true>, jsonFailure, nullptr, false},
+};
+
+}  // namespace
+
+const VroReportFormat* withStoredValues(const VroReportFormat* format) noexcept {
+    for (const VroReportFormat& stored : kStoredValueFormats)
+        if (format && std::strcmp(format->name, stored.name) == 0) return &stored;
+    return format;
+}
 
 const VroReportFormat* findReportFormat(const char* name) noexcept {
     if (!name) return nullptr;

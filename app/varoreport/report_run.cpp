@@ -11,6 +11,7 @@
 
 #include "app/common/export_metrics.h"
 #include "app/varoreport/report_options.h"
+#include "app/varoreport/report_output.h"
 #include "foundation/encodings.h"
 #include "foundation/strings.h"
 #include "foundation/text_writer.h"
@@ -170,12 +171,6 @@ private:
     std::chrono::steady_clock::time_point last_{};
 };
 
-ResultCode openOutput(const char* path, XpHolder<XpTextWriter>* out) noexcept {
-    ResultCode rc = (path && path[0]) ? openTextWriterOnFile(path, false, out) : openTextWriterOnStdio(stdout, 0, out);
-    if (rc == kResultOk) rc = (*out)->setEncoding(kCodePageUtf8);
-    return rc;
-}
-
 void writeBytes(XpTextWriter* out, const char* bytes, size_t size) noexcept {
     constexpr size_t kPiece = 1u << 30;
     while (size > 0) {
@@ -201,8 +196,9 @@ int64_t julyFirstUtc(int32_t year) noexcept {
 
 int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE* err) noexcept {
     const char* const outputName = (run.outputPath && run.outputPath[0]) ? run.outputPath : "<stdout>";
+    ReportOutputFile file;
     XpHolder<XpTextWriter> out;
-    ResultCode rc = openOutput(run.outputPath, &out);
+    ResultCode rc = file.open(run.outputPath, &out);
     if (rc != kResultOk) {
         std::fprintf(err, "%s: %s: cannot write report: %s\n", run.programName, outputName, resultMessage(rc));
         return 1;
@@ -309,6 +305,9 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
     (void)out->flush();
     const ResultCode closed = out->close();
     if (outputCode == kResultOk) outputCode = closed;
+    // Only a complete report replaces the file that was there.
+    if (outputCode == kResultOk) outputCode = file.commit();
+    else file.discard();
     if (outputCode != kResultOk) {
         std::fprintf(err, "%s: %s: cannot write report: %s\n", run.programName, outputName,
                      resultMessage(outputCode));
