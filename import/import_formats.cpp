@@ -8,6 +8,7 @@
 #include "import/csv_importer.h"
 #include "import/csv_layouts.h"
 #include "import/field_handlers.h"
+#include "import/json_importer.h"
 #include "import/tagged_importers.h"
 
 namespace {
@@ -348,6 +349,15 @@ constexpr VroImportFormat kFormatRows[] = {
     {.name = "ISI/WoS (CSV)", .code = fourCharacterCode("Wosc"), .probe = probeHeader<kWosCsvHeader>,
      .read = readCsvLayoutRecords, .fields = kWosCsvColumns, .header = &kWosCsvHeader,
      .countHint = "Web of Science writes them in \"Times Cited, WoS Core\" with the full record"},
+    // JSON: one probe for the three sources' API responses, single works,
+    // arrays and JSON Lines; the document decides which source it is, and
+    // the reader names the row. The two rows after it are reached only so.
+    {.name = "OpenAlex (JSON)", .code = fourCharacterCode("OAlj"), .probe = probeJson,
+     .countHint = "OpenAlex writes them in cited_by_count", .readInput = readJsonExport},
+    {.name = "Crossref (JSON)", .code = fourCharacterCode("Crfj"),
+     .countHint = "Crossref writes them in is-referenced-by-count", .readInput = readJsonExport},
+    {.name = "Semantic Scholar (JSON)", .code = fourCharacterCode("S2pj"),
+     .countHint = "Semantic Scholar writes them in citationCount", .readInput = readJsonExport},
 };
 
 }  // namespace
