@@ -21,6 +21,13 @@ namespace {
 // Text without a byte-order mark is read in this code page.
 constexpr uint32_t kFallbackCodePage = 1252;
 
+void logStreamFailure(const char* inputName, ResultCode rc) noexcept {
+    if (rc == kErrIncompleteInput)
+        logMessage(kLogError, rc, "%s: Compressed stream cut short", inputName);
+    else
+        logMessage(kLogError, rc, "%s: Compressed stream cannot be inflated", inputName);
+}
+
 }  // namespace
 
 bool lineStartsWithSignature(const XpString16& line, const char* signature) noexcept {
@@ -92,6 +99,12 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
 
     VroImporter* importer = nullptr;
     rc = findImporterFor(line, &importer);
+    // A first line that a cut compressed stream ended is no line of the export.
+    if (rc == kErrInvalidFileType && input->compressed() && input->failure() != kResultOk) {
+        rc = input->failure();
+        logStreamFailure(inputName, rc);
+        return rc;
+    }
     if (rc != kResultOk) {
         // The line is only lent for an explanation; one that cannot be kept
         // leaves none.
@@ -113,9 +126,9 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
     } else {
         input->stopRecording();
         rc = importer->importData(reader.get(), line, list, fieldMaskOut);
-        // Text readers end at any read failure; a cut compressed input must
-        // not pass for a whole one.
-        if (rc == kResultOk) rc = input->failure();
+        // Text readers end at any read failure, and a header that the cut
+        // ended is no header: a cut compressed input fails for being cut.
+        if (input->compressed() && input->failure() != kResultOk) rc = input->failure();
     }
     delete importer;
     if (details != nullptr) details->format = format;
@@ -123,8 +136,7 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
     // row accepts.
     if (rc == kErrInvalidFileType && details != nullptr && format->readInput != nullptr)
         details->lineUnrecognised = details->unrecognisedLine.assign(line.data(), line.length()) == kResultOk;
-    if (input->compressed() && input->failure() == kErrIncompleteInput)
-        logMessage(kLogError, kErrIncompleteInput, "%s: Compressed stream cut short", inputName);
+    if (input->compressed() && input->failure() != kResultOk) logStreamFailure(inputName, input->failure());
     if (rc != kResultOk) logMessage(kLogError, rc, "%s: Cannot import data with filter %s", inputName, format->name);
     if (formatCodeOut != nullptr) *formatCodeOut = format->code;
     // A name that cannot be stored leaves the name empty; the import stands.

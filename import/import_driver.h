@@ -22,6 +22,14 @@
 // - A row accepts the first line when one of its signatures is a prefix of
 //   it, compared without regard to letter case (the line may go on past
 //   it), or, for a row with a probe of its own, when that probe accepts it.
+// - An input beginning with the gzip magic bytes is inflated as it is read
+//   (import/input_stream.h), whatever its layout inside. When such a stream
+//   is cut short or cannot be inflated, the import fails with the stream's
+//   code (537 or 522; "%s: Compressed stream cut short" or "... cannot be
+//   inflated" logged) whatever the importer made of what came before.
+// - A row with a reader of its own (VroImportFormat::readInput) reads the
+//   input from its first byte and names the row it turned out to be; the
+//   outputs and details then hold that row's code and name.
 // - The first line is read with readFirstLine, so an input with carriage
 //   returns but no line feed in its first 65,536 characters is read as old
 //   Mac text.
