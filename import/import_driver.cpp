@@ -21,6 +21,29 @@ namespace {
 // Text without a byte-order mark is read in this code page.
 constexpr uint32_t kFallbackCodePage = 1252;
 
+bool isBlank(const XpString16& line) noexcept {
+    return std::all_of(line.data(), line.end(), [](char16_t c) { return isAsciiWhiteSpace(c); });
+}
+
+// Rows that read the input's bytes (JSON) go by the first character that is
+// not white space, which may follow blank lines; the lines of no other row
+// may. 774 when the first line that is not blank is none of theirs.
+ResultCode findInputReaderAfterBlankLines(XpTextReader* reader, VroImporter** out) noexcept {
+    XpString16 next;
+    while (readTrimmedLine(reader, next) == kResultOk) {
+        if (isBlank(next)) continue;
+        for (const VroImportFormat& format : kImportFormats) {
+            bool accepted = false;
+            if (format.readInput == nullptr || format.probe == nullptr) continue;
+            if (format.probe(next, &accepted) != kResultOk || !accepted) continue;
+            *out = new (std::nothrow) VroImporter(format);
+            return *out != nullptr ? kResultOk : kErrNoMemory;
+        }
+        break;
+    }
+    return kErrInvalidFileType;
+}
+
 void logStreamFailure(const char* inputName, ResultCode rc) noexcept {
     if (rc == kErrIncompleteInput)
         logMessage(kLogError, rc, "%s: Compressed stream cut short", inputName);
@@ -99,6 +122,7 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
 
     VroImporter* importer = nullptr;
     rc = findImporterFor(line, &importer);
+    if (rc == kErrInvalidFileType && isBlank(line)) rc = findInputReaderAfterBlankLines(reader.get(), &importer);
     // A first line that a cut compressed stream ended is no line of the export.
     if (rc == kErrInvalidFileType && input->compressed() && input->failure() != kResultOk) {
         rc = input->failure();

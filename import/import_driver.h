@@ -27,6 +27,9 @@
 //   is cut short or cannot be inflated, the import fails with the stream's
 //   code (537 or 522; "%s: Compressed stream cut short" or "... cannot be
 //   inflated" logged) whatever the importer made of what came before.
+// - When no row accepts a blank first line, the first line that is not
+//   blank is offered to the rows with a reader of their own (JSON may start
+//   after blank lines); the details still hold the first line.
 // - A row with a reader of its own (VroImportFormat::readInput) reads the
 //   input from its first byte and names the row it turned out to be; the
 //   outputs and details then hold that row's code and name.
