@@ -305,7 +305,8 @@ ResultCode explainUnrecognisedLine(const XpString16& line, XpString& out) noexce
         return e.result();
     }
     if (text[start] == u'{' || text[start] == u'[') {
-        e.put("JSON");
+        e.put("JSON holding no works of OpenAlex (cited_by_count), Crossref (is-referenced-by-count) "
+              "or Semantic Scholar (citationCount)");
         return e.result();
     }
     if (const uint32_t tag = tagLength(text, length); tag != 0) {

@@ -9,6 +9,7 @@
 #include "import/csv_importer.h"
 #include "import/csv_layouts.h"
 #include "import/field_handlers.h"
+#include "import/json_importer.h"
 #include "import/tagged_importers.h"
 
 namespace {
@@ -364,6 +365,15 @@ constexpr VroImportFormat kFormatRows[] = {
     {.name = "BibTeX", .code = fourCharacterCode("BibT"), .probe = probeBibTeX,
      .read = readBibTeXRecords, .fields = kBibTeXFields, .mayFollowBlankLines = true,
      .countHint = "Scopus writes them in note as \"Cited by: N\", Web of Science in Times-Cited"},
+    // JSON: one probe for the three sources' API responses, single works,
+    // arrays and JSON Lines; the document decides which source it is, and
+    // the reader names the row. The two rows after it are reached only so.
+    {.name = "OpenAlex (JSON)", .code = fourCharacterCode("OAlj"), .probe = probeJson, .mayFollowBlankLines = true,
+     .countHint = "OpenAlex writes them in cited_by_count", .readInput = readJsonExport},
+    {.name = "Crossref (JSON)", .code = fourCharacterCode("Crfj"),
+     .countHint = "Crossref writes them in is-referenced-by-count", .readInput = readJsonExport},
+    {.name = "Semantic Scholar (JSON)", .code = fourCharacterCode("S2pj"),
+     .countHint = "Semantic Scholar writes them in citationCount", .readInput = readJsonExport},
 };
 
 }  // namespace

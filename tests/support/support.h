@@ -16,6 +16,8 @@ namespace vt {
 
 std::string slurp(const std::string& path);
 void spill(const std::string& path, const std::string& bytes);
+// bytes gzip-compressed (one member).
+std::string gzipped(const std::string& bytes);
 bool exists(const std::string& path);
 // The file's lines without their line feeds.
 std::vector<std::string> linesOf(const std::string& text);
