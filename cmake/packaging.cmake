@@ -35,10 +35,13 @@ set(CPACK_DEBIAN_PACKAGE_SECTION science)
 set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 # The run-time libraries the programs link come from dpkg-shlibdeps when the
 # machine has it; otherwise the ones g++ always links are named by hand.
+# simdjson (JSON inputs) is linked as a shared library, as Debian ships it,
+# and zlib (gzip inputs) may be: the package names both in any case.
 find_program(VARO_DPKG_SHLIBDEPS dpkg-shlibdeps)
 if(VARO_DPKG_SHLIBDEPS)
   set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS ON)
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libsimdjson14, zlib1g")
 else()
-  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6")
+  set(CPACK_DEBIAN_PACKAGE_DEPENDS "libc6, libgcc-s1, libstdc++6, libsimdjson14, zlib1g")
 endif()
 include(CPack)

@@ -14,6 +14,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -395,3 +396,59 @@ ResultCode XpStdioStream::write(const void* buffer, size_t length, size_t* writt
 ResultCode XpStdioStream::writeByte(uint8_t byte) noexcept {
     return write(&byte, 1, nullptr);
 }
+
+ResultCode XpMemoryStream::create(XpHolder<XpMemoryStream>* holder) noexcept {
+    if (!holder) return kErrInvalidArgument;
+    holder->reset();
+    XpMemoryStream* stream = new (std::nothrow) XpMemoryStream;
+    if (!stream) return kErrNoMemory;
+    holder->adopt(stream);
+    return kResultOk;
+}
+
+XpMemoryStream::~XpMemoryStream() { std::free(data_); }
+
+ResultCode XpMemoryStream::position(int64_t* out) noexcept {
+    if (!out) return kErrInvalidArgument;
+    *out = int64_t(size_);
+    return kResultOk;
+}
+
+ResultCode XpMemoryStream::seek(int64_t, int, int64_t* newPosition) noexcept {
+    if (newPosition) *newPosition = 0;
+    return kErrInvalidArgument;
+}
+
+ResultCode XpMemoryStream::read(void* destination, size_t minimum, size_t maximum, size_t* bytesRead) noexcept {
+    if (bytesRead) *bytesRead = 0;
+    if (minimum > maximum || (!destination && maximum != 0)) return kErrInvalidArgument;
+    const size_t n = std::min(maximum, size_ - readAt_);
+    if (n != 0) std::memcpy(destination, data_ + readAt_, n);
+    readAt_ += n;
+    if (bytesRead) *bytesRead = n;
+    return n >= minimum ? ResultCode(kResultOk) : ResultCode(kErrEndOfFile);
+}
+
+ResultCode XpMemoryStream::write(const void* buffer, size_t length, size_t* written) noexcept {
+    if (written) *written = 0;
+    if (length == 0) return kResultOk;
+    if (!buffer) return kErrInvalidArgument;
+    if (length > capacity_ - size_) {
+        // Doubling keeps the number of moves logarithmic in the size.
+        size_t wanted = capacity_ < 4096 ? 4096 : capacity_;
+        while (wanted - size_ < length) {
+            if (wanted > SIZE_MAX / 2) return kErrNoMemory;
+            wanted *= 2;
+        }
+        char* grown = static_cast<char*>(std::realloc(data_, wanted));
+        if (!grown) return kErrNoMemory;
+        data_ = grown;
+        capacity_ = wanted;
+    }
+    std::memcpy(data_ + size_, buffer, length);
+    size_ += length;
+    if (written) *written = length;
+    return kResultOk;
+}
+
+ResultCode XpMemoryStream::writeByte(uint8_t byte) noexcept { return write(&byte, 1, nullptr); }

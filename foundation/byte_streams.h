@@ -116,7 +116,7 @@ public:
     int descriptor() const noexcept { return fd_; }
     uint32_t stateFlags() const noexcept { return flags_; }
 
-    uint32_t typeTag() const noexcept override { return xpTypeTag("fils"); }
+    uint32_t typeTag() const noexcept override { return fourCharacterCode("fils"); }
     uint32_t capabilities() const noexcept override { return flags_ & 0xFFFFu; }
     // "<file>" when no name is kept.
     const char* name() const noexcept override;
@@ -157,7 +157,7 @@ public:
     FILE* stdioHandle() const noexcept { return stream_; }
     uint32_t stateFlags() const noexcept { return flags_; }
 
-    uint32_t typeTag() const noexcept override { return xpTypeTag("sios"); }
+    uint32_t typeTag() const noexcept override { return fourCharacterCode("sios"); }
     uint32_t capabilities() const noexcept override { return flags_ & 0xFFFFu; }
     // "<stdio>" when no name is kept.
     const char* name() const noexcept override;
@@ -178,4 +178,43 @@ private:
     char* name_ = nullptr;
     FILE* stream_ = nullptr;
     uint32_t flags_ = 0;
+};
+
+// A stream in memory: writes append to one growing block (12 when it cannot
+// grow; nothing of that write is kept), reads hand out what the block holds
+// from the read position on (768 once it is all read), position() is the
+// number of bytes held and seek() gives 22. bytes() and size() show the
+// block; clear() empties it and keeps the memory. Used by one thread at a time.
+class XpMemoryStream : public XpByteStream {
+public:
+    // Puts a new empty stream into *holder; 22 without a holder, 12 when it
+    // cannot be allocated.
+    [[nodiscard]] static ResultCode create(XpHolder<XpMemoryStream>* holder) noexcept;
+
+    const char* bytes() const noexcept { return data_; }
+    size_t size() const noexcept { return size_; }
+    void clear() noexcept { size_ = readAt_ = 0; }
+
+    uint32_t typeTag() const noexcept override { return fourCharacterCode("mems"); }
+    uint32_t capabilities() const noexcept override { return 0; }
+    const char* name() const noexcept override { return "<memory>"; }
+    bool isConsole() const noexcept override { return false; }
+    ResultCode close() noexcept override { return kResultOk; }
+    ResultCode flush() noexcept override { return kResultOk; }
+    [[nodiscard]] ResultCode position(int64_t* out) noexcept override;
+    [[nodiscard]] ResultCode seek(int64_t offset, int origin, int64_t* newPosition) noexcept override;
+    [[nodiscard]] ResultCode read(void* destination, size_t minimum, size_t maximum,
+                                  size_t* bytesRead) noexcept override;
+    [[nodiscard]] ResultCode write(const void* buffer, size_t length, size_t* written) noexcept override;
+    [[nodiscard]] ResultCode writeByte(uint8_t byte) noexcept override;
+
+protected:
+    XpMemoryStream() = default;
+    ~XpMemoryStream() override;
+
+private:
+    char* data_ = nullptr;
+    size_t size_ = 0;
+    size_t capacity_ = 0;
+    size_t readAt_ = 0;
 };

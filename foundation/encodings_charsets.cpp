@@ -3,6 +3,7 @@
 // registry serves only some of these code pages; this table names them all.
 #include "foundation/encodings.h"
 #include "foundation/sorted_tables.h"
+#include "foundation/strings.h"
 
 constexpr CharsetName kCharsetNames[kCharsetNameCount] = {
     {"asmo-708", 708},
@@ -159,21 +160,12 @@ constexpr CharsetName kCharsetNames[kCharsetNameCount] = {
     {"x_chinese-eten", 20002},
 };
 
-namespace {
-
 // Plain byte order, as the lookup compares: "x-user-defined" < "x_chinese-eten".
-constexpr int compareBytes(const char* a, const char* b) {
-    while (*a && *a == *b) ++a, ++b;
-    return int(static_cast<unsigned char>(*a)) - int(static_cast<unsigned char>(*b));
-}
-
 static_assert(isStrictlyAscending(kCharsetNames,
                                   [](const CharsetName& a, const CharsetName& b) {
-                                      return compareBytes(a.name, b.name) < 0;
+                                      return compareText(a.name, b.name) < 0;
                                   }),
               "the charset names are searched by binary search");
-
-}  // namespace
 
 ResultCode charsetCodePage(const char* name, uint32_t* codePage) noexcept {
     if (!name || !codePage) return kErrInvalidArgument;
@@ -181,7 +173,7 @@ ResultCode charsetCodePage(const char* name, uint32_t* codePage) noexcept {
     uint32_t high = kCharsetNameCount;
     while (low < high) {
         uint32_t mid = low + (high - low) / 2;
-        int order = compareBytes(kCharsetNames[mid].name, name);
+        int order = compareText(kCharsetNames[mid].name, name);
         if (order == 0) {
             *codePage = kCharsetNames[mid].codePage;
             return kResultOk;

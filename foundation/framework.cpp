@@ -1,42 +1,13 @@
-// Framework process state: program name, application version, start-up count
-// and the shutdown handlers released when the last start-up is undone.
+// Framework process state: the program name.
 #include "foundation/framework.h"
 
 #include <unistd.h>
 
-#include <atomic>
 #include <cstring>
-#include <mutex>
 
 namespace {
 
 constexpr char kUnknownProgram[] = "(unknown)";
-
-std::atomic<const char*> gApplicationVersion{"6.0.3595.7981"};
-std::atomic<uint32_t> gStartupCount{0};
-
-struct ShutdownEntry {
-    XpShutdownHandler handler;
-    void* context;
-};
-constexpr int kMaxShutdownHandlers = 32;
-std::mutex gShutdownLock;
-ShutdownEntry gShutdownHandlers[kMaxShutdownHandlers];
-int gShutdownHandlerCount = 0;
-
-void runShutdownHandlers() noexcept {
-    // Take the list out under the lock, then run it without the lock so that a
-    // handler may register or query freely.
-    ShutdownEntry entries[kMaxShutdownHandlers];
-    int count;
-    {
-        std::lock_guard<std::mutex> lock(gShutdownLock);
-        count = gShutdownHandlerCount;
-        std::memcpy(entries, gShutdownHandlers, sizeof(ShutdownEntry) * size_t(count));
-        gShutdownHandlerCount = 0;
-    }
-    for (int i = count - 1; i >= 0; --i) entries[i].handler(entries[i].context);
-}
 
 }  // namespace
 
@@ -73,38 +44,4 @@ const char* programName() noexcept {
         return programNameFromPath(path, name, sizeof name);
     }();
     return cached;
-}
-
-const char* applicationVersion() noexcept {
-    return gApplicationVersion.load(std::memory_order_acquire);
-}
-
-void setApplicationVersion(const char* version) noexcept {
-    if (version) gApplicationVersion.store(version, std::memory_order_release);
-}
-
-uint32_t xpStartup() noexcept {
-    return gStartupCount.fetch_add(1, std::memory_order_acq_rel) + 1;
-}
-
-uint32_t xpShutdown() noexcept {
-    uint32_t count = gStartupCount.load(std::memory_order_acquire);
-    // Never below zero: an unmatched shutdown is ignored.
-    do {
-        if (count == 0) return 0;
-    } while (!gStartupCount.compare_exchange_weak(count, count - 1, std::memory_order_acq_rel));
-    if (count == 1) runShutdownHandlers();
-    return count - 1;
-}
-
-uint32_t xpStartupCount() noexcept {
-    return gStartupCount.load(std::memory_order_acquire);
-}
-
-ResultCode xpRegisterShutdownHandler(XpShutdownHandler handler, void* context) noexcept {
-    if (!handler) return kErrInvalidArgument;
-    std::lock_guard<std::mutex> lock(gShutdownLock);
-    if (gShutdownHandlerCount == kMaxShutdownHandlers) return kErrNoBufferSpace;
-    gShutdownHandlers[gShutdownHandlerCount++] = {handler, context};
-    return kResultOk;
 }

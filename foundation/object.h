@@ -12,6 +12,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "foundation/ascii.h"
+
 class XpObject {
 public:
     XpObject() = default;
@@ -24,7 +26,7 @@ public:
     }
     uint32_t referenceCount() const noexcept { return refs_.load(std::memory_order_relaxed); }
 
-    // Four-character type code, packed big-endian ('txtw' for a text writer).
+    // Four-character type code (fourCharacterCode("txtw") for a text writer).
     virtual uint32_t typeTag() const noexcept { return 0; }
 
 protected:
@@ -33,12 +35,6 @@ protected:
 private:
     std::atomic<uint32_t> refs_{1};
 };
-
-// Packs a four-character code such as "txtw" into the value typeTag() returns.
-constexpr uint32_t xpTypeTag(const char (&s)[5]) {
-    return (uint32_t(uint8_t(s[0])) << 24) | (uint32_t(uint8_t(s[1])) << 16) |
-           (uint32_t(uint8_t(s[2])) << 8) | uint32_t(uint8_t(s[3]));
-}
 
 template <class T>
 class XpHolder {

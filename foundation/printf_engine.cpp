@@ -511,26 +511,6 @@ ResultCode formatToSink(tsr_writer* sink, const char* format, va_list args) noex
     return runFormat(sink, format, args);
 }
 
-ResultCode formatToSink16(tsr_writer* sink, const char16_t* format, va_list args) noexcept {
-    return runFormat(sink, format, args);
-}
-
-ResultCode sinkPrintf(tsr_writer* sink, const char* format, ...) noexcept {
-    va_list args;
-    va_start(args, format);
-    ResultCode rc = runFormat(sink, format, args);
-    va_end(args);
-    return rc;
-}
-
-ResultCode sinkPrintf16(tsr_writer* sink, const char16_t* format, ...) noexcept {
-    va_list args;
-    va_start(args, format);
-    ResultCode rc = runFormat(sink, format, args);
-    va_end(args);
-    return rc;
-}
-
 size_t formatToBuffer(char* buffer, size_t size, const char* format, va_list args) noexcept {
     if (!buffer || size == 0) return 0;
     buffer[0] = '\0';
@@ -545,19 +525,4 @@ size_t bufferPrintf(char* buffer, size_t size, const char* format, ...) noexcept
     size_t n = formatToBuffer(buffer, size, format, args);
     va_end(args);
     return n;
-}
-
-ResultCode formatIntoV(XpString16* string, const char* format, va_list args) noexcept {
-    if (format == nullptr || format[0] == '\0') return kResultOk;
-    if (string == nullptr) return kErrInvalidArgument;
-    wstrbuf_writer sink(string);
-    return formatToSink(&sink, format, args);
-}
-
-ResultCode formatInto(XpString16* string, const char* format, ...) noexcept {
-    va_list args;
-    va_start(args, format);
-    ResultCode rc = formatIntoV(string, format, args);
-    va_end(args);
-    return rc;
 }

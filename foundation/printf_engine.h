@@ -1,8 +1,7 @@
 // The framework's printf engine: formats into any tsr_writer sink.
 //
 // Contract: formatToSink copies the literal runs of the format to the sink's
-// narrow-text operation and expands each '%' directive; the UTF-16 variant does
-// the same for a UTF-16 format, writing its literal runs as UTF-16 text. The
+// narrow-text operation and expands each '%' directive. The
 // first non-zero code a sink operation returns ends formatting and is returned;
 // 0 means everything was delivered. A null sink or format gives 22.
 //
@@ -31,8 +30,8 @@
 // so every call with a literal format is checked. The engine's conversions
 // agree with the C library's except for the UTF-16 ones ("%ls", "%S", "%lc",
 // "%C" take char16_t here, wchar_t there) and the modifiers q, I, I16, I32,
-// I64, O, T. Code that formats UTF-16 arguments uses the va_list entry points
-// or the UTF-16-format variant, which carry no attribute.
+// I64, O, T. Code that formats UTF-16 arguments uses the va_list entry point,
+// which carries no attribute.
 #pragma once
 
 #include <cstdarg>
@@ -41,18 +40,12 @@
 
 #include "foundation/result_codes.h"
 
-class XpString16;
 class tsr_writer;
 
 // Longest precision an integer conversion honours; larger ones are cut to it.
 inline constexpr uint32_t kMaxIntegerPrecision = 256;
 
 [[nodiscard]] ResultCode formatToSink(tsr_writer* sink, const char* format, va_list args) noexcept;
-[[nodiscard]] ResultCode formatToSink16(tsr_writer* sink, const char16_t* format, va_list args) noexcept;
-
-ResultCode sinkPrintf(tsr_writer* sink, const char* format, ...) noexcept
-    __attribute__((format(printf, 2, 3)));
-ResultCode sinkPrintf16(tsr_writer* sink, const char16_t* format, ...) noexcept;
 
 // Formats into a fixed narrow buffer of size bytes (through a str_writer), cut
 // to fit and always zero-terminated when size is at least 1. Returns the
@@ -60,10 +53,3 @@ ResultCode sinkPrintf16(tsr_writer* sink, const char16_t* format, ...) noexcept;
 size_t formatToBuffer(char* buffer, size_t size, const char* format, va_list args) noexcept;
 size_t bufferPrintf(char* buffer, size_t size, const char* format, ...) noexcept
     __attribute__((format(printf, 3, 4)));
-
-// Appends formatted text to a UTF-16 framework string through a
-// wstrbuf_writer (the narrow format is this engine's). An empty or null
-// format does nothing and returns 0; a null string gives 22; otherwise the
-// engine's code.
-ResultCode formatIntoV(XpString16* string, const char* format, va_list args) noexcept;
-ResultCode formatInto(XpString16* string, const char* format, ...) noexcept __attribute__((format(printf, 2, 3)));

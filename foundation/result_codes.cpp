@@ -8,7 +8,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <iterator>
-#include <mutex>
 
 #include "foundation/sorted_tables.h"
 
@@ -253,28 +252,6 @@ const char* systemMessage(ResultCode code) noexcept {
     return copyTrimmed(buffer, kSystemBufferSize, buffer);
 }
 
-// Providers, most recent last. Lookups copy the list under the lock so that a
-// provider may itself ask for messages without dead-locking.
-constexpr int kMaxProviders = 16;
-std::mutex gProviderLock;
-ResultMessageProvider gProviders[kMaxProviders];
-int gProviderCount = 0;
-
-const char* providerMessage(ResultCode code) noexcept {
-    ResultMessageProvider providers[kMaxProviders];
-    int count;
-    {
-        std::lock_guard<std::mutex> lock(gProviderLock);
-        count = gProviderCount;
-        std::copy(gProviders, gProviders + count, providers);
-    }
-    for (int i = count - 1; i >= 0; --i) {
-        const char* text = providers[i](code);
-        if (text && *text) return text;
-    }
-    return kUnknownError;
-}
-
 }  // namespace
 
 const char* resultMessage(ResultCode code) noexcept {
@@ -293,7 +270,7 @@ const char* resultMessage(ResultCode code) noexcept {
             text = index < kFrameworkGroups[groupIndex].count ? kFrameworkGroups[groupIndex].texts[index]
                                                               : kUnknownError;
         else
-            text = providerMessage(code);
+            text = kUnknownError;
     } else if (code < kRuntimeTextCount) {
         text = kRuntimeTexts[code];
     } else {
@@ -303,37 +280,6 @@ const char* resultMessage(ResultCode code) noexcept {
     }
     errno = savedErrno;
     return text;
-}
-
-ResultCode makeSystemResult(int32_t systemError) noexcept {
-    if (systemError >= 1 && systemError <= 0xFFFF) return ResultCode(0xFFFF0000u | uint32_t(systemError));
-    return systemError;
-}
-
-bool isSystemResult(ResultCode code) noexcept {
-    return isWrappedSystemForm(code) || isSystemStatusForm(code);
-}
-
-int32_t systemErrorOf(ResultCode code) noexcept {
-    return isWrappedSystemForm(code) ? int32_t(uint32_t(code) & 0xFFFFu) : code;
-}
-
-ResultCode registerResultMessageProvider(ResultMessageProvider provider) noexcept {
-    if (!provider) return kErrInvalidArgument;
-    std::lock_guard<std::mutex> lock(gProviderLock);
-    if (gProviderCount == kMaxProviders) return kErrNoBufferSpace;
-    gProviders[gProviderCount++] = provider;
-    return kResultOk;
-}
-
-void unregisterResultMessageProvider(ResultMessageProvider provider) noexcept {
-    std::lock_guard<std::mutex> lock(gProviderLock);
-    for (int i = gProviderCount - 1; i >= 0; --i) {
-        if (gProviders[i] != provider) continue;
-        std::copy(gProviders + i + 1, gProviders + gProviderCount, gProviders + i);
-        --gProviderCount;
-        return;
-    }
 }
 
 // Host errno values translated by meaning. The host numbers several errors

@@ -47,25 +47,6 @@ enum : ResultCode {
 // Message text for any code; never null.
 const char* resultMessage(ResultCode code) noexcept;
 
-// Wraps an operating-system error number 1..65535 as 0xFFFF0000 + n; any other
-// value is returned unchanged. (65535 wraps to -1, which is then read as an
-// unknown code: no host uses that number.)
-ResultCode makeSystemResult(int32_t systemError) noexcept;
-// True for the wrapped form and for the system status form.
-bool isSystemResult(ResultCode code) noexcept;
-// The low 16 bits of a wrapped system error, else the code unchanged.
-int32_t systemErrorOf(ResultCode code) noexcept;
-
-// Message providers answer for codes of 1792 and above and for negative codes
-// that are not system forms. A provider returns null (or "") for codes it does
-// not know. They are asked from the most recently registered to the first; the
-// program itself registers none. Registration fails with 56 once 16 providers
-// are registered, 22 for null.
-using ResultMessageProvider = const char* (*)(ResultCode code);
-[[nodiscard]] ResultCode registerResultMessageProvider(ResultMessageProvider provider) noexcept;
-// Removes the most recent registration of provider, if any.
-void unregisterResultMessageProvider(ResultMessageProvider provider) noexcept;
-
 // Translates a host errno value into this system's runtime numbering. Every
 // place that turns an operating-system failure into a ResultCode goes through
 // here. 0 stays 0. Host errors with no counterpart of the same meaning in

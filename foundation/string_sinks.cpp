@@ -6,18 +6,6 @@
 #include "foundation/strings.h"
 #include "foundation/utf.h"
 
-namespace {
-
-// Fill bytes reach the wide sinks as UTF-8: only a byte below 0x80 is a whole
-// character there; any other byte is an incomplete or broken sequence on its
-// own and reports 537 without writing.
-ResultCode fillByteAsChar(char byte, char32_t* codePoint) noexcept {
-    uint32_t used = 0;
-    return decodeUtf8Char(&byte, 1, codePoint, &used);
-}
-
-}  // namespace
-
 uint32_t str_writer::room() const noexcept {
     if (cursor_ == nullptr || cursor_ > limit_) return 0;
     const size_t left = static_cast<size_t>(limit_ - cursor_);
@@ -101,52 +89,6 @@ ResultCode strbuf_writer::writeText16Alt(const char16_t* text, uint32_t count) n
     return writeText16(text, count);
 }
 ResultCode strbuf_writer::writeText(const char* text, uint32_t count) noexcept {
-    if (target_ == nullptr) return kErrInvalidArgument;
-    return target_->insert(kXpStringAppend, text, count);
-}
-
-ResultCode wstrbuf_writer::writeFill(char byte, uint32_t count) noexcept {
-    if (target_ == nullptr) return kErrInvalidArgument;
-    char32_t codePoint = 0;
-    ResultCode rc = fillByteAsChar(byte, &codePoint);
-    if (rc != kResultOk) return rc;
-    return target_->insertFill(kXpStringAppend, static_cast<char16_t>(codePoint), count);
-}
-ResultCode wstrbuf_writer::writeText32(const char32_t* text, uint32_t count) noexcept {
-    if (target_ == nullptr) return kErrInvalidArgument;
-    return target_->insert(kXpStringAppend, text, count);
-}
-ResultCode wstrbuf_writer::writeText16(const char16_t* text, uint32_t count) noexcept {
-    if (target_ == nullptr) return kErrInvalidArgument;
-    return target_->insert(kXpStringAppend, text, count);
-}
-ResultCode wstrbuf_writer::writeText16Alt(const char16_t* text, uint32_t count) noexcept {
-    return writeText16(text, count);
-}
-ResultCode wstrbuf_writer::writeText(const char* text, uint32_t count) noexcept {
-    if (target_ == nullptr) return kErrInvalidArgument;
-    return target_->insert(kXpStringAppend, text, count);
-}
-
-ResultCode strbuf32_writer::writeFill(char byte, uint32_t count) noexcept {
-    if (target_ == nullptr) return kErrInvalidArgument;
-    char32_t codePoint = 0;
-    ResultCode rc = fillByteAsChar(byte, &codePoint);
-    if (rc != kResultOk) return rc;
-    return target_->insertFill(kXpStringAppend, codePoint, count);
-}
-ResultCode strbuf32_writer::writeText32(const char32_t* text, uint32_t count) noexcept {
-    if (target_ == nullptr) return kErrInvalidArgument;
-    return target_->insert(kXpStringAppend, text, count);
-}
-ResultCode strbuf32_writer::writeText16(const char16_t* text, uint32_t count) noexcept {
-    if (target_ == nullptr) return kErrInvalidArgument;
-    return target_->insert(kXpStringAppend, text, count);
-}
-ResultCode strbuf32_writer::writeText16Alt(const char16_t* text, uint32_t count) noexcept {
-    return writeText16(text, count);
-}
-ResultCode strbuf32_writer::writeText(const char* text, uint32_t count) noexcept {
     if (target_ == nullptr) return kErrInvalidArgument;
     return target_->insert(kXpStringAppend, text, count);
 }

@@ -13,11 +13,10 @@
 // - str_writer writes into a fixed narrow buffer, never past its limit,
 //   always leaving a zero at its cursor; text that does not fit is cut and
 //   every operation returns 0.
-// - strbuf_writer, wstrbuf_writer (and strbuf16_writer, which is the same
-//   sink under a second name) and strbuf32_writer append to a framework
-//   string they do not own, converting between widths on the way, and return
-//   the append's code (85 or 537 from a conversion leave the converted text
-//   in place); without a target they return 22.
+// - strbuf_writer appends to a narrow framework string it does not own,
+//   converting UTF-16 and UTF-32 text to UTF-8 on the way, and returns the
+//   append's code (85 or 537 from a conversion leave the converted text in
+//   place); without a target it returns 22.
 #pragma once
 
 #include <cstdint>
@@ -25,8 +24,6 @@
 #include "foundation/result_codes.h"
 
 class XpString;
-class XpString16;
-class XpString32;
 
 class tsr_writer {
 public:
@@ -91,47 +88,4 @@ public:
 
 private:
     XpString* target_;
-};
-
-// Appends to a 16-bit framework string. writeFill takes its byte as UTF-8, so
-// a byte of 0x80 or more cannot be written and gives 537 (nothing is added).
-class wstrbuf_writer : public tsr_writer {
-public:
-    explicit wstrbuf_writer(XpString16* target) noexcept : target_(target) {}
-
-    ResultCode writeFill(char byte, uint32_t count) noexcept override;
-    ResultCode writeText32(const char32_t* text, uint32_t count) noexcept override;
-    ResultCode writeText16(const char16_t* text, uint32_t count) noexcept override;
-    ResultCode writeText16Alt(const char16_t* text, uint32_t count) noexcept override;
-    ResultCode writeText(const char* text, uint32_t count) noexcept override;
-
-    XpString16* target() const noexcept { return target_; }
-
-private:
-    XpString16* target_;
-};
-
-// The 16-bit string sink under its second name; it behaves exactly as
-// wstrbuf_writer.
-class strbuf16_writer final : public wstrbuf_writer {
-public:
-    explicit strbuf16_writer(XpString16* target) noexcept : wstrbuf_writer(target) {}
-};
-
-// Appends to a 32-bit framework string. writeFill takes its byte as UTF-8, so
-// a byte of 0x80 or more cannot be written and gives 537 (nothing is added).
-class strbuf32_writer final : public tsr_writer {
-public:
-    explicit strbuf32_writer(XpString32* target) noexcept : target_(target) {}
-
-    ResultCode writeFill(char byte, uint32_t count) noexcept override;
-    ResultCode writeText32(const char32_t* text, uint32_t count) noexcept override;
-    ResultCode writeText16(const char16_t* text, uint32_t count) noexcept override;
-    ResultCode writeText16Alt(const char16_t* text, uint32_t count) noexcept override;
-    ResultCode writeText(const char* text, uint32_t count) noexcept override;
-
-    XpString32* target() const noexcept { return target_; }
-
-private:
-    XpString32* target_;
 };

@@ -233,18 +233,3 @@ int XpString16::compare(const XpString16& a, const XpString16& b) noexcept {
     return static_cast<int>(la) - static_cast<int>(lb);
 }
 
-int compareText(const char* a, const char* b) noexcept {
-    if (a == b) return 0;
-    const auto* pa = reinterpret_cast<const uint8_t*>(a ? a : "");
-    const auto* pb = reinterpret_cast<const uint8_t*>(b ? b : "");
-    while (*pa != 0 && *pa == *pb) {
-        ++pa;
-        ++pb;
-    }
-    return static_cast<int>(*pa) - static_cast<int>(*pb);
-}
-
-int compareTextNoCase(const char* a, const char* b) noexcept {
-    if (a == b) return 0;
-    return compareAsciiNoCase(a ? a : "", b ? b : "");
-}

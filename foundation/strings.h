@@ -257,9 +257,12 @@ static_assert(sizeof(XpString) == 2 * sizeof(void*) && sizeof(XpString16) == 2 *
               sizeof(XpString32) == 2 * sizeof(void*));
 
 // Plain comparisons of zero-terminated narrow text. A null pointer is the
-// empty text; the same pointer is equal at once.
-// The difference of the first differing bytes taken unsigned, or 0.
-int compareText(const char* a, const char* b) noexcept;
-// The same after folding only "A"-"Z" to "a"-"z"; bytes above 0x7F stay as
-// they are, so the UTF-8 forms of accented capitals and small letters differ.
-int compareTextNoCase(const char* a, const char* b) noexcept;
+// empty text.
+// The difference of the first differing bytes taken unsigned, or 0; usable in
+// constant expressions, such as the order checks of sorted tables.
+constexpr int compareText(const char* a, const char* b) noexcept {
+    if (a == nullptr) a = "";
+    if (b == nullptr) b = "";
+    while (*a != 0 && *a == *b) ++a, ++b;
+    return int(static_cast<unsigned char>(*a)) - int(static_cast<unsigned char>(*b));
+}

@@ -47,7 +47,7 @@ public:
     // Detaches from the stream for reuse; positions back to the headroom;
     // keeps flag bit 0.
     virtual ResultCode reset() noexcept;
-    uint32_t typeTag() const noexcept override { return xpTypeTag("txtr"); }
+    uint32_t typeTag() const noexcept override { return fourCharacterCode("txtr"); }
 
     // Installs the encoding of a code page (nothing when it is installed already).
     [[nodiscard]] ResultCode setEncoding(uint32_t codePage) noexcept;

@@ -465,6 +465,19 @@ ResultCode openTextWriterOnStdio(FILE* runtimeStream, uint32_t mode, XpHolder<Xp
     return finishOpen(stream.get(), holder);
 }
 
+ResultCode openTextWriterOnMemory(XpHolder<XpMemoryStream>* stream, XpHolder<XpTextWriter>* holder) noexcept {
+    if (!stream || !holder) return kErrInvalidArgument;
+    holder->reset();
+    ResultCode rc = XpMemoryStream::create(stream);
+    if (rc == kResultOk) rc = XpTextWriter::create(holder);
+    if (rc == kResultOk) rc = (*holder)->attach(stream->get());
+    if (rc != kResultOk) {
+        holder->reset();
+        stream->reset();
+    }
+    return rc;
+}
+
 ResultCode writerVPrintf(XpTextWriter* writer, const char* format, va_list args) noexcept {
     if (!writer || !format) return kErrInvalidArgument;
     textstream_writer sink(writer);
@@ -475,20 +488,6 @@ ResultCode writerPrintf(XpTextWriter* writer, const char* format, ...) noexcept 
     va_list args;
     va_start(args, format);
     ResultCode rc = writerVPrintf(writer, format, args);
-    va_end(args);
-    return rc;
-}
-
-ResultCode writerVPrintf16(XpTextWriter* writer, const char16_t* format, va_list args) noexcept {
-    if (!writer || !format) return kErrInvalidArgument;
-    textstream_writer sink(writer);
-    return formatToSink16(&sink, format, args);
-}
-
-ResultCode writerPrintf16(XpTextWriter* writer, const char16_t* format, ...) noexcept {
-    va_list args;
-    va_start(args, format);
-    ResultCode rc = writerVPrintf16(writer, format, args);
     va_end(args);
     return rc;
 }

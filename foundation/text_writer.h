@@ -59,7 +59,7 @@ public:
     // Puts a new writer (UTF-8, pass-through, no stream) into *holder.
     [[nodiscard]] static ResultCode create(XpHolder<XpTextWriter>* holder) noexcept;
 
-    uint32_t typeTag() const noexcept override { return xpTypeTag("txtw"); }
+    uint32_t typeTag() const noexcept override { return fourCharacterCode("txtw"); }
 
     // Attaching the stream already attached does nothing; otherwise the writer
     // is closed (that code is kept and returned) and retains the new stream
@@ -167,9 +167,12 @@ private:
 [[nodiscard]] ResultCode openTextWriterOnStdio(FILE* runtimeStream, uint32_t mode,
                                                XpHolder<XpTextWriter>* holder) noexcept;
 
+// A new memory stream (foundation/byte_streams.h) with a new writer attached;
+// both holders are left empty on failure.
+[[nodiscard]] ResultCode openTextWriterOnMemory(XpHolder<XpMemoryStream>* stream,
+                                                XpHolder<XpTextWriter>* holder) noexcept;
+
 // Formatted output into a writer; 22 for a null writer or format.
 ResultCode writerPrintf(XpTextWriter* writer, const char* format, ...) noexcept
     __attribute__((format(printf, 2, 3)));
 ResultCode writerVPrintf(XpTextWriter* writer, const char* format, va_list args) noexcept;
-ResultCode writerPrintf16(XpTextWriter* writer, const char16_t* format, ...) noexcept;
-ResultCode writerVPrintf16(XpTextWriter* writer, const char16_t* format, va_list args) noexcept;

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         // (537) is reported; nothing else may fail on a memory stream.
         if (rc != 0 && rc != 85 && rc != 537) __builtin_trap();
         if (writer->flush() != 0) __builtin_trap();
-        const std::string& out = stream->content;
+        const std::string out = stream->content();
         if (rc == 0 && (out.empty() || out.back() != '\n')) __builtin_trap();
     }
     return 0;

@@ -372,6 +372,21 @@ bool setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return true;
 }
 
+bool setCitedByCountNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    NoteScanResult scan = scanNote(value, "%~(Cited By) : %u");
+    if (!scan.matched) scan = scanNote(value, "%~(Cited By) (since %u) %u");
+    if (!scan.matched) scan = scanNote(value, "%~(Cited By) %u");
+    if (!scan.matched) return false;
+    setAllCounts(pub, scan.values[scan.converted - 1]);
+    mask |= kFieldCitesCount;
+    return true;
+}
+
+bool setFirstSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kFieldSource) != 0) return false;
+    return setSource(pub, value, mask);
+}
+
 bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
     if ((mask & kFieldLocalAuthors) != 0) return false;
     uint32_t length = 0;

@@ -86,6 +86,12 @@ bool setEstimatedCites(VroPublication& pub, char16_t* value, uint32_t& mask);
 bool setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask);
 // "... Cited By (since <year>): <n>" or "... Cited By : <n>" notes.
 bool setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask);
+// "... Cited by: <n>; ...", "... cited By <n> ..." or "cited By (since
+// <year>) <n>" notes (letter case free).
+bool setCitedByCountNote(VroPublication& pub, char16_t* value, uint32_t& mask);
+// The source from the first of the fields that may name it: nothing while
+// the mask already has the source bit.
+bool setFirstSource(VroPublication& pub, char16_t* value, uint32_t& mask);
 // One author per value, "Surname, Given" reversed at the comma, added to the
 // author list (the importer joins the list into Authors).
 bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask);

@@ -91,13 +91,6 @@ uint32_t tagLength(const char16_t* text, uint32_t length) noexcept {
     return 0;
 }
 
-bool isBibTeX(const char16_t* text, uint32_t length) noexcept {
-    if (length < 3 || text[0] != u'@') return false;
-    uint32_t i = 1;
-    while (i < length && asciiLower(text[i]) >= u'a' && asciiLower(text[i]) <= u'z') ++i;
-    return i > 1 && i < length && (text[i] == u'{' || text[i] == u'(');
-}
-
 char16_t likelySeparator(const char16_t* text, uint32_t length) noexcept {
     uint32_t counts[3] = {0, 0, 0};
     constexpr char16_t kCandidates[3] = {u',', u';', u'\t'};
@@ -312,11 +305,8 @@ ResultCode explainUnrecognisedLine(const XpString16& line, XpString& out) noexce
         return e.result();
     }
     if (text[start] == u'{' || text[start] == u'[') {
-        e.put("JSON");
-        return e.result();
-    }
-    if (isBibTeX(text + start, length - start)) {
-        e.put("BibTeX");
+        e.put("JSON holding no works of OpenAlex (cited_by_count), Crossref (is-referenced-by-count) "
+              "or Semantic Scholar (citationCount)");
         return e.result();
     }
     if (const uint32_t tag = tagLength(text, length); tag != 0) {

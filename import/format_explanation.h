@@ -9,8 +9,9 @@
 //     workbook, gzip data, or UTF-16 text without a byte-order mark, when
 //     the line holds a control character other than tab;
 //   - "an empty first line";
-//   - "JSON" for a line beginning with '{' or '[' (after white space);
-//   - "BibTeX" for '@', letters, then '{' or '(';
+//   - "JSON holding no works of OpenAlex (...)" for a line beginning with
+//     '{' or '[' (after white space), which the JSON reader found no
+//     source's works in;
 //   - "tagged text starting "..."" for a line that begins with a tag: one
 //     to four capitals and digits before "-" ("TY  -", "PMID-"), two before
 //     a blank or the end ("PT J", "FN"), or '%' and one character ("%0 ");

@@ -3,6 +3,7 @@
 #include "import/import_driver.h"
 
 #include <algorithm>
+#include <cstring>
 #include <cwctype>
 #include <new>
 
@@ -12,12 +13,20 @@
 #include "foundation/text_reader.h"
 #include "import/import_formats.h"
 #include "import/importer.h"
+#include "import/input_stream.h"
 #include "model/publication.h"
 
 namespace {
 
 // Text without a byte-order mark is read in this code page.
 constexpr uint32_t kFallbackCodePage = 1252;
+
+void logStreamFailure(const char* inputName, ResultCode rc) noexcept {
+    if (rc == kErrIncompleteInput)
+        logMessage(kLogError, rc, "%s: Compressed stream cut short", inputName);
+    else
+        logMessage(kLogError, rc, "%s: Compressed stream cannot be inflated", inputName);
+}
 
 }  // namespace
 
@@ -31,9 +40,10 @@ bool lineStartsWithSignature(const XpString16& line, const char* signature) noex
     return true;
 }
 
-ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out) noexcept {
+ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out, bool afterBlankLines) noexcept {
     *out = nullptr;
     for (const VroImportFormat& format : kImportFormats) {
+        if (afterBlankLines && !format.mayFollowBlankLines) continue;
         bool accepted = false;
         if (format.probe != nullptr) {
             const ResultCode rc = format.probe(firstLine, &accepted);
@@ -72,7 +82,8 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
     filterNameOut.clear();
 
     XpHolder<XpTextReader> reader;
-    ResultCode rc = openTextReader(inputName, &reader);
+    XpHolder<VroInputStream> input;
+    ResultCode rc = openImportReader(inputName, &reader, &input);
     if (rc != kResultOk) {
         logMessage(kLogError, rc, "%s: Cannot open file", inputName);
         return rc;
@@ -89,6 +100,19 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
 
     VroImporter* importer = nullptr;
     rc = findImporterFor(line, &importer);
+    // Lines are trimmed, so a blank first line is an empty one.
+    if (rc == kErrInvalidFileType && line.empty()) {
+        while (line.empty() && readTrimmedLine(reader.get(), line) == kResultOk) {
+        }
+        if (!line.empty()) rc = findImporterFor(line, &importer, true);
+        if (rc == kErrInvalidFileType) line.clear();
+    }
+    // A first line that a cut compressed stream ended is no line of the export.
+    if (rc == kErrInvalidFileType && input->compressed() && input->failure() != kResultOk) {
+        rc = input->failure();
+        logStreamFailure(inputName, rc);
+        return rc;
+    }
     if (rc != kResultOk) {
         // The line is only lent for an explanation; one that cannot be kept
         // leaves none.
@@ -96,14 +120,34 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
             details->lineUnrecognised = details->unrecognisedLine.assign(line.data(), line.length()) == kResultOk;
         return rc;
     }
-    if (details != nullptr) details->format = &importer->format();
 
-    rc = importer->importData(reader.get(), line, list, fieldMaskOut);
-    if (rc != kResultOk)
-        logMessage(kLogError, rc, "%s: Cannot import data with filter %s", inputName, importer->name());
-    if (formatCodeOut != nullptr) *formatCodeOut = importer->formatCode();
-    // A name that cannot be stored leaves the name empty; the import stands.
-    (void)filterNameOut.assign(importer->name());
+    // A reader of the input's bytes starts over from the first one and
+    // decides which source the input is; the others read on from the line.
+    const VroImportFormat* format = &importer->format();
+    if (format->readInput != nullptr) {
+        const char* readAs = nullptr;
+        rc = format->readInput(*format, *input, list, fieldMaskOut, &readAs);
+        if (readAs != nullptr) {
+            for (const VroImportFormat& row : kImportFormats)
+                if (std::strcmp(row.name, readAs) == 0) format = &row;
+        }
+    } else {
+        input->stopRecording();
+        rc = importer->importData(reader.get(), line, list, fieldMaskOut);
+        // Text readers end at any read failure, and a header that the cut
+        // ended is no header: a cut compressed input fails for being cut.
+        if (input->compressed() && input->failure() != kResultOk) rc = input->failure();
+    }
     delete importer;
+    if (details != nullptr) details->format = format;
+    // JSON holding nothing of a known source is explained as an input no
+    // row accepts.
+    if (rc == kErrInvalidFileType && details != nullptr && format->readInput != nullptr)
+        details->lineUnrecognised = details->unrecognisedLine.assign(line.data(), line.length()) == kResultOk;
+    if (input->compressed() && input->failure() != kResultOk) logStreamFailure(inputName, input->failure());
+    if (rc != kResultOk) logMessage(kLogError, rc, "%s: Cannot import data with filter %s", inputName, format->name);
+    if (formatCodeOut != nullptr) *formatCodeOut = format->code;
+    // A name that cannot be stored leaves the name empty; the import stands.
+    (void)filterNameOut.assign(format->name);
     return rc;
 }

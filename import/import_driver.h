@@ -22,6 +22,19 @@
 // - A row accepts the first line when one of its signatures is a prefix of
 //   it, compared without regard to letter case (the line may go on past
 //   it), or, for a row with a probe of its own, when that probe accepts it.
+// - When the first line is blank and no row accepts it, the blank lines after
+//   it are skipped and the first line that is not blank is offered to the
+//   rows that may follow blank lines (BibTeX, whose importer starts there, and
+//   JSON, whose reader starts over from the first byte); when none
+//   accepts it either, the result is 774 as before, for the blank first line.
+// - An input beginning with the gzip magic bytes is inflated as it is read
+//   (import/input_stream.h), whatever its layout inside. When such a stream
+//   is cut short or cannot be inflated, the import fails with the stream's
+//   code (537 or 522; "%s: Compressed stream cut short" or "... cannot be
+//   inflated" logged) whatever the importer made of what came before.
+// - A row with a reader of its own (VroImportFormat::readInput) reads the
+//   input from its first byte and names the row it turned out to be; the
+//   outputs and details then hold that row's code and name.
 // - The first line is read with readFirstLine, so an input with carriage
 //   returns but no line feed in its first 65,536 characters is read as old
 //   Mac text.
@@ -46,7 +59,9 @@ bool lineStartsWithSignature(const XpString16& line, const char* signature) noex
 // accepts the line, creating its importer into *out (0; 12 when it cannot be
 // made), or at a probe that fails (12); 774 when none accepts the line. *out
 // is null unless the result is 0; the caller deletes the importer.
-[[nodiscard]] ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out) noexcept;
+// With afterBlankLines only the rows that may follow blank lines are asked.
+[[nodiscard]] ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out,
+                                         bool afterBlankLines = false) noexcept;
 
 [[nodiscard]] ResultCode importPublications(const char* inputName, VroPublicationList& list,
                                             uint32_t* formatCodeOut, XpString& filterNameOut,

@@ -5,9 +5,11 @@
 
 #include "foundation/sorted_tables.h"
 #include "foundation/strings.h"
+#include "import/bibtex_importer.h"
 #include "import/csv_importer.h"
 #include "import/csv_layouts.h"
 #include "import/field_handlers.h"
+#include "import/json_importer.h"
 #include "import/tagged_importers.h"
 
 namespace {
@@ -309,6 +311,18 @@ constexpr VroFieldBinding kWosCsvColumns[] = {
 };
 static_assert(isStrictlyAscending(kWosCsvColumns, fieldKeyBefore));
 
+// BibTeX: entries of any source, the field names compared without regard to
+// case. Scopus keeps its counts in note ("Cited by: N; ..." or "cited By
+// N"), Web of Science in Times-Cited; the source is journal, else booktitle.
+constexpr VroFieldBinding kBibTeXFields[] = {
+    {"abstract", setAbstract},   {"author", setListAuthors},   {"booktitle", setFirstSource},
+    {"doi", setDoi},             {"issn", setIssn},            {"journal", setFirstSource},
+    {"note", setCitedByCountNote}, {"number", setIssue},       {"pages", setPages},
+    {"publisher", setPublisher}, {"Times-Cited", setCites},    {"title", setTitle},
+    {"url", setArticleUrl},      {"volume", setVolume},        {"year", setYear},
+};
+static_assert(isStrictlyAscending(kBibTeXFields, fieldKeyBefore));
+
 // The order is part of the format detection: the first row that accepts the
 // first line wins and later ones are not asked. The Scopus column probe comes
 // last so that it only ever takes lines no exact signature accepts.
@@ -357,6 +371,18 @@ constexpr VroImportFormat kFormatRows[] = {
     {.name = "ISI/WoS (CSV)", .code = fourCharacterCode("Wosc"), .probe = probeHeader<kWosCsvHeader>,
      .read = readCsvLayoutRecords, .fields = kWosCsvColumns, .header = &kWosCsvHeader,
      .countHint = "Web of Science writes them in \"Times Cited, WoS Core\" with the full record"},
+    {.name = "BibTeX", .code = fourCharacterCode("BibT"), .probe = probeBibTeX,
+     .read = readBibTeXRecords, .fields = kBibTeXFields, .mayFollowBlankLines = true,
+     .countHint = "Scopus writes them in note as \"Cited by: N\", Web of Science in Times-Cited"},
+    // JSON: one probe for the three sources' API responses, single works,
+    // arrays and JSON Lines; the document decides which source it is, and
+    // the reader names the row. The two rows after it are reached only so.
+    {.name = "OpenAlex (JSON)", .code = fourCharacterCode("OAlj"), .probe = probeJson, .mayFollowBlankLines = true,
+     .countHint = "OpenAlex writes them in cited_by_count", .readInput = readJsonExport},
+    {.name = "Crossref (JSON)", .code = fourCharacterCode("Crfj"),
+     .countHint = "Crossref writes them in is-referenced-by-count", .readInput = readJsonExport},
+    {.name = "Semantic Scholar (JSON)", .code = fourCharacterCode("S2pj"),
+     .countHint = "Semantic Scholar writes them in citationCount", .readInput = readJsonExport},
 };
 
 }  // namespace

@@ -80,12 +80,21 @@ constexpr bool fieldKeyBefore(const VroFieldBinding& a, const VroFieldBinding& b
 
 struct VroImportFormat;
 struct VroCsvHeader;
+class VroInputStream;
 
 // Reads the records after the first line (already read into line) of one
 // format into list; fieldMaskOut (optional) receives the OR of their field
 // masks. The format row supplies the binding table and options.
 using VroRecordReader = ResultCode (*)(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
                                        VroPublicationList& list, uint32_t* fieldMaskOut) noexcept;
+// Reads the records of a format whose readers need the input's bytes from
+// the first one (the stream hands out again what the first line took) into
+// list; fieldMaskOut (optional) as for VroRecordReader. *readAs receives the
+// name of the format table's row whose source the input turned out to be
+// (null: format itself), also when the import fails after deciding it.
+using VroInputReader = ResultCode (*)(const VroImportFormat& format, VroInputStream& input,
+                                      VroPublicationList& list, uint32_t* fieldMaskOut,
+                                      const char** readAs) noexcept;
 // A format's own test of the first line: *accepted set when the line is a
 // header of the format. 0, or 12 when the test itself ran out of memory.
 using VroFormatProbe = ResultCode (*)(const XpString16& firstLine, bool* accepted) noexcept;
@@ -97,15 +106,21 @@ struct VroImportFormat {
     // with a probe of its own leaves them empty.
     std::span<const char* const> signatures = {};
     VroFormatProbe probe = nullptr;  // null: the signatures decide
-    VroRecordReader read;
-    std::span<const VroFieldBinding> fields;  // column titles or tags
+    VroRecordReader read = nullptr;  // null: readInput reads the input
+    std::span<const VroFieldBinding> fields = {};  // column titles or tags
     char16_t separator = u',';                // delimited text: between fields
     bool joinsQuotedLines = false;            // delimited text: quoted values span lines
     // Delimited text known by its header's columns (import/csv_layouts.h).
     const VroCsvHeader* header = nullptr;
+    // The row is also asked for the first line that is not blank when the
+    // input begins with blank lines and no row accepts the first of them.
+    bool mayFollowBlankLines = false;
     // Where the source keeps citation counts, for a report of an export that
     // holds none ("the TC field of the full record").
     const char* countHint = nullptr;
+    // Reads the input from its first byte instead of read; a row without
+    // probe or signatures is reached only as what such a reader decided.
+    VroInputReader readInput = nullptr;
 };
 
 class VroImporter {
@@ -119,6 +134,11 @@ public:
     // field masks.
     [[nodiscard]] ResultCode importData(XpTextReader* reader, XpString16& line, VroPublicationList& list,
                                         uint32_t* fieldMaskOut) noexcept {
+        // A row that reads the input's bytes has no line reader.
+        if (format_.read == nullptr) {
+            if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
+            return kErrInvalidArgument;
+        }
         return format_.read(format_, reader, line, list, fieldMaskOut);
     }
 

@@ -247,6 +247,7 @@ public:
     void restartNumbers() noexcept;
     // The numbers of the publications whose import has ended, in list order.
     VroPublicationNumbers* numbers() noexcept { return numbers_; }
+    const VroPublicationNumbers* numbers() const noexcept { return numbers_; }
     uint32_t numbersCount() const noexcept { return open_ != nullptr ? count_ - 1 : count_; }
     // The calculation's room, reserved as the list grows (add() returns null
     // when it cannot grow): count() * kCalculationRoomPerPublication bytes at

@@ -5,6 +5,7 @@
 #include <new>
 
 #include "foundation/strings.h"
+#include "report/field_notes.h"
 #include "report/markup_text.h"
 #include "model/metrics_record.h"
 #include "model/publication.h"
@@ -51,80 +52,6 @@ constexpr const char kSharedDefinitions[] =
     "<defs><pattern id=\"g-core-hatch\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\">"
     "<path d=\"M0 6L6 0\" stroke=\"#bbb\" stroke-width=\"1\"/></pattern></defs></svg>\n";
 
-enum Group { kCounts, kHirsch, kEgghe, kContemporary, kIndividual, kAgeWeighted, kRates, kGroupCount };
-
-constexpr const char* kGroupNames[kGroupCount] = {"Counts",     "Hirsch family", "Egghe",       "Contemporary",
-                                                  "Individual", "Age-weighted",  "Rates"};
-
-// One row of the metric table: the field's position in the schema (names and
-// scale come from there), its group, a name for people and one line of
-// explanation.
-struct MetricNote {
-    uint32_t position;
-    Group group;
-    const char* name;
-    const char* explanation;
-};
-
-constexpr MetricNote kMetricNotes[] = {
-    {1, kCounts, "Papers", "Publications taking part in the metrics."},
-    {2, kCounts, "Citations", "Sum of the citation counts."},
-    {3, kCounts, "Estimated citations", "Sum of the source's own estimates where it gives one, else of the counts."},
-    {21, kCounts, "First year", "Earliest publication year (0: no dated paper)."},
-    {22, kCounts, "Last year", "Latest publication year (0: no dated paper)."},
-    {23, kCounts, "Reference year", "Year of the calculation; ages count up to it."},
-    {24, kCounts, "Citing years", "Age in years of the oldest dated paper."},
-    {6, kCounts, "Citations per paper", "Mean citations per paper."},
-    {7, kCounts, "Median citations per paper", "Middle value of the papers' citation counts."},
-    {8, kCounts, "Most frequent citation count", "The count most papers have; none when several tie."},
-    {13, kCounts, "Authors per paper", "Mean number of authors per paper (counted up to 50)."},
-    {14, kCounts, "Median authors per paper", "Middle value of the papers' author counts."},
-    {15, kCounts, "Most frequent author count", "The author count most papers have; none when several tie."},
-    {9, kCounts, "Papers per author", "Each paper counted as one over its number of authors, summed."},
-    {10, kCounts, "Citations per author", "Each paper's citations over its number of authors, summed."},
-    {25, kHirsch, "h-index", "The largest h such that h papers have at least h citations each."},
-    {26, kHirsch, "Hirsch a", "All citations over h squared."},
-    {27, kHirsch, "Hirsch m", "h over the citing years."},
-    {4, kHirsch, "Citations in the h-core", "Citations of the h most cited papers."},
-    {28, kHirsch, "h coverage", "Share of all citations that the h-core holds (1 = all)."},
-    {35, kHirsch, "Normalised h", "h over the number of papers."},
-    {44, kHirsch, "e-index", "Square root of the h-core's citations beyond h squared."},
-    {29, kEgghe, "g-index", "The largest g such that the top g papers together have at least g squared citations."},
-    {30, kEgghe, "g/h", "g over h."},
-    {5, kEgghe, "Citations in the g-core", "Citations of the g most cited papers."},
-    {31, kEgghe, "g coverage", "Share of all citations that the g-core holds (1 = all)."},
-    {32, kContemporary, "hc-index", "h-index over the scores 4 × citations / age, so recent work weighs more."},
-    {33, kContemporary, "ac", "Sum of the scores over hc squared."},
-    {34, kContemporary, "Score total", "Sum of the dated papers' contemporary scores."},
-    {40, kIndividual, "hI (Batista)", "h squared over the authors of the h-core papers."},
-    {41, kIndividual, "hI, normalised", "h-index over each paper's citations divided by its authors."},
-    {42, kIndividual, "hI, annual", "Normalised hI over the citing years."},
-    {43, kIndividual, "hm-index", "h-index with each paper counted as one over its number of authors."},
-    {37, kAgeWeighted, "AWCR", "Age-weighted citation rate: each paper's citations over its age, summed."},
-    {38, kAgeWeighted, "AW-index", "Square root of the AWCR."},
-    {39, kAgeWeighted, "AWCR per author", "The AWCR with each paper's citations divided by its authors."},
-    {36, kAgeWeighted, "hA-index", "h-index over each paper's citations per year."},
-    {12, kRates, "Citations per year", "All citations over the citing years."},
-    {11, kRates, "Citations per author per year", "Citations per author over the citing years."},
-    {16, kRates, "Papers cited 1+ times a year", "Papers with at least 1 citation per year of age."},
-    {17, kRates, "Papers cited 2+ times a year", "Papers with at least 2 citations per year of age."},
-    {18, kRates, "Papers cited 5+ times a year", "Papers with at least 5 citations per year of age."},
-    {19, kRates, "Papers cited 10+ times a year", "Papers with at least 10 citations per year of age."},
-    {20, kRates, "Papers cited 20+ times a year", "Papers with at least 20 citations per year of age."},
-};
-
-// Every named field but the version (position 0) has exactly one note.
-constexpr bool notesCoverRecord() {
-    if (std::size(kMetricNotes) != kMetricsSchemaRows - 1) return false;
-    for (uint32_t position = 1; position < kMetricsSchemaRows; ++position) {
-        int found = 0;
-        for (const MetricNote& note : kMetricNotes) found += note.position == position ? 1 : 0;
-        if (found != 1) return false;
-    }
-    return true;
-}
-static_assert(notesCoverRecord(), "one note per named field of the record");
-
 constexpr bool endsWith(const char* text, const char* tail) {
     uint32_t n = 0, m = 0;
     while (text[n]) ++n;
@@ -135,17 +62,9 @@ constexpr bool endsWith(const char* text, const char* tail) {
     return true;
 }
 
-// Decimal places of a field, from the scale at the end of its schema name.
-uint32_t decimalsOf(const VroMetricsSchemaRow& row) {
-    if (endsWith(row.snakeName, "_1000")) return 3;
-    if (endsWith(row.snakeName, "_100")) return 2;
-    if (endsWith(row.snakeName, "_10")) return 1;
-    return 0;
-}
-
 void metricValue(XpTextWriter* out, const VroMetricsSchemaRow& row, uint32_t word) {
     writerPrintf(out, "<td class=\"num\" data-key=\"%s\" data-raw=\"%u\">", row.snakeName, word);
-    const uint32_t decimals = decimalsOf(row);
+    const uint32_t decimals = fieldDecimals(row);
     if (endsWith(row.snakeName, "_mode") && word == kNoMode)
         out->writeText("none");
     else if (row.type() == kSchemaTypeInt32)
@@ -159,15 +78,22 @@ void metricValue(XpTextWriter* out, const VroMetricsSchemaRow& row, uint32_t wor
     out->writeText("</td>");
 }
 
-void metricTable(XpTextWriter* out, const VroMetrics& m) {
+void metricTable(XpTextWriter* out, const VroMetrics& m, uint32_t i10) {
     out->writeText("<table class=\"metrics\">\n<caption>Every metric of the record</caption>\n<thead><tr>"
             "<th scope=\"col\">Metric</th><th scope=\"col\">Value</th><th scope=\"col\">Meaning</th>"
             "<th scope=\"col\">Field</th></tr></thead>\n");
-    for (int group = 0; group < kGroupCount; ++group) {
+    for (int group = 0; group < kFieldGroupCount; ++group) {
         writerPrintf(out, "<tbody><tr><th class=\"group\" colspan=\"4\" scope=\"colgroup\">%s</th></tr>\n",
-                   kGroupNames[group]);
-        for (const MetricNote& note : kMetricNotes) {
+                   kFieldGroupNames[group]);
+        for (const VroFieldNote& note : kFieldNotes) {
             if (note.group != group) continue;
+            if (note.position == kI10Position) {  // counted from the papers, not held by the record
+                writerPrintf(out,
+                             "<tr><th scope=\"row\">%s</th><td class=\"num\" data-key=\"%s\" data-raw=\"%u\">%u</td>"
+                             "<td>%s</td><td class=\"field\"><code>%s</code></td></tr>\n",
+                             note.name, kI10Name, i10, i10, note.explanation, kI10Name);
+                continue;
+            }
             const VroMetricsSchemaRow& row = kMetricsSchema[note.position];
             writerPrintf(out, "<tr><th scope=\"row\">%s</th>", note.name);
             metricValue(out, row, metricsWord(m, row.position));
@@ -286,7 +212,7 @@ ResultCode writeHtmlSection(XpTextWriter* out, const VroHtmlSection& s) noexcept
     writeRankChart(out, chart);
     if (const ResultCode rc = writeYearChart(out, chart); rc != kResultOk) return rc;
     out->writeText("<h3>Metrics</h3>\n");
-    metricTable(out, *s.metrics);
+    metricTable(out, *s.metrics, s.publications ? countWithCitations(*s.publications, 10) : 0);
     writerPrintf(out, "<p class=\"facts\">Record version %u.</p>\n", s.metrics->metricsVersion);
     authorHistogram(out, *s.metrics);
     out->writeText("<h3>h-core papers</h3>\n");

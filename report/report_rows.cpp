@@ -6,6 +6,7 @@
 
 #include "foundation/strings.h"
 #include "foundation/text_writer.h"
+#include "report/field_notes.h"
 #include "report/html_page.h"
 #include "model/metrics_record.h"
 #include "model/publication.h"
@@ -34,19 +35,29 @@ char* putSigned(char* p, int32_t value) noexcept {
 constexpr uint32_t kCitesModePosition = offsetof(VroMetrics, citesPerPaperMode) / 4;
 constexpr uint32_t kAuthorsModePosition = offsetof(VroMetrics, authorsPerPaperMode) / 4;
 
-// A named field's value as its schema types it; false for a mode of "none".
-bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row) noexcept {
+// A named field's value as its schema types it, a scaled one as a decimal
+// unless the stored integers are wanted; false for a mode of "none".
+bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row, bool stored) noexcept {
     const uint32_t word = metricsWord(m, row.position);
     if ((row.position == kCitesModePosition || row.position == kAuthorsModePosition) && word == kNoMode)
         return false;
-    p = row.type() == kSchemaTypeInt32 ? putSigned(p, int32_t(word)) : putUnsigned(p, word);
+    const uint32_t decimals = stored ? 0 : fieldDecimals(row);
+    p = row.type() == kSchemaTypeInt32 ? putSigned(p, int32_t(word))
+        : decimals != 0                ? putDecimal(p, word, decimals)
+                                       : putUnsigned(p, word);
     return true;
 }
 
-// Room for every number of one input: 96 words and the count, each at most
+// A field's column name: the schema name, or without its scale suffix when
+// the values are decimals.
+uint32_t columnNameLength(const VroMetricsSchemaRow& row, bool stored) noexcept {
+    return stored ? uint32_t(std::strlen(row.snakeName)) : readableNameLength(row);
+}
+
+// Room for every number of one input: 96 words, the count and i10, each at most
 // 11 characters plus a separator, with the keys of the json form, and the
 // pool counts of a merged row with theirs.
-constexpr size_t kNumbersRoom = 97 * 12 + 45 * 40 + 64 + 3 * 40;
+constexpr size_t kNumbersRoom = 98 * 12 + 46 * 40 + 64 + 3 * 40;
 
 bool needsCsvQuotes(const char16_t* text) noexcept {
     for (; *text; ++text)
@@ -89,19 +100,23 @@ void writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
 
 // --- csv ---
 
+template <bool kStored>
 ResultCode csvFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     if (frame.grouped) out->writeText("group_key,group_name,");
     out->writeText("file,format,publications");
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         out->writeText(",", 1);
-        out->writeText(row.snakeName);
+        out->writeText(row.snakeName, columnNameLength(row, kStored));
     }
+    out->writeText(",", 1);
+    out->writeText(kI10Name);
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) writerPrintf(out, ",authors_%u", b);
     out->writeText(frame.merged ? ",error,exports,publications_read,duplicates_merged\n" : ",error\n");
     return kResultOk;
 }
 
-ResultCode csvHead(XpTextWriter* out) noexcept { return csvFramedHead(VroRowFrame{}, out); }
+template <bool kStored>
+ResultCode csvHead(XpTextWriter* out) noexcept { return csvFramedHead<kStored>(VroRowFrame{}, out); }
 
 // The columns a frame puts before a row.
 void csvGroupColumns(const VroRowFrame& frame, XpTextWriter* out) noexcept {
@@ -126,6 +141,7 @@ uint32_t publicationsOf(const VroRowFrame& frame, const VroPublicationList& list
     return frame.publications != kPublicationsFromList ? frame.publications : list.count();
 }
 
+template <bool kStored>
 ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
                           const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
     csvGroupColumns(frame, out);
@@ -138,8 +154,10 @@ ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const
     p = putUnsigned(p, publicationsOf(frame, list));
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         *p++ = ',';
-        (void)putField(p, m, row);
+        (void)putField(p, m, row, kStored);
     }
+    *p++ = ',';
+    p = putUnsigned(p, countWithCitations(list, 10));
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
         *p++ = ',';
         p = putUnsigned(p, m.authorHistogram[b]);
@@ -151,9 +169,10 @@ ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const
     return kResultOk;
 }
 
+template <bool kStored>
 ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
                     const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    return csvFramedInput(VroRowFrame{}, label, formatName, list, m, out);
+    return csvFramedInput<kStored>(VroRowFrame{}, label, formatName, list, m, out);
 }
 
 ResultCode csvFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
@@ -161,7 +180,7 @@ ResultCode csvFramedFailure(const VroRowFrame& frame, const char16_t* label, con
     csvGroupColumns(frame, out);
     writeCsvText(out, label, false);
     // format, publications, the named fields and the histogram stay empty.
-    char commas[2 + kMetricsSchemaRows + kAuthorHistogramSize + 1];
+    char commas[2 + kMetricsSchemaRows + 1 + kAuthorHistogramSize + 1];
     std::memset(commas, ',', sizeof commas);
     out->writeText(commas, sizeof commas);
     writeCsvNarrow(out, message);
@@ -184,6 +203,7 @@ void jsonGroupKeys(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     out->writeText(",", 1);
 }
 
+template <bool kStored>
 ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
                            const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
     out->writeText("{", 1);
@@ -201,16 +221,19 @@ ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, cons
         // Schema names are plain ASCII identifiers: no escaping needed.
         *p++ = ',';
         *p++ = '"';
-        const size_t length = std::strlen(row.snakeName);
+        const uint32_t length = columnNameLength(row, kStored);
         std::memcpy(p, row.snakeName, length);
         p += length;
         *p++ = '"';
         *p++ = ':';
-        if (!putField(p, m, row)) {
+        if (!putField(p, m, row, kStored)) {
             std::memcpy(p, "null", 4);
             p += 4;
         }
     }
+    static constexpr char kI10[] = ",\"i10\":";
+    std::memcpy(p, kI10, sizeof kI10 - 1);
+    p = putUnsigned(p + sizeof kI10 - 1, countWithCitations(list, 10));
     static constexpr char kAuthors[] = ",\"authors\":[";
     std::memcpy(p, kAuthors, sizeof kAuthors - 1);
     p += sizeof kAuthors - 1;
@@ -235,9 +258,10 @@ ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, cons
     return kResultOk;
 }
 
+template <bool kStored>
 ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
                      const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    return jsonFramedInput(VroRowFrame{}, label, formatName, list, m, out);
+    return jsonFramedInput<kStored>(VroRowFrame{}, label, formatName, list, m, out);
 }
 
 ResultCode jsonFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
@@ -345,12 +369,32 @@ ResultCode htmlTail(XpTextWriter* out) noexcept { return writeHtmlFoot(out); }
 }  // namespace
 
 const VroReportFormat kReportFormats[kReportFormatCount] = {
-    {"csv", csvHead, csvInput, csvFailure, nullptr, false, csvFramedHead, csvFramedInput, csvFramedFailure},
-    {"json", nullptr, jsonInput, jsonFailure, nullptr, false, jsonFramedHead, jsonFramedInput, jsonFramedFailure},
+    {"csv", csvHead<false>, csvInput<false>, csvFailure, nullptr, false, csvFramedHead<false>, csvFramedInput<false>,
+     csvFramedFailure},
+    {"json", nullptr, jsonInput<false>, jsonFailure, nullptr, false, jsonFramedHead, jsonFramedInput<false>,
+     jsonFramedFailure},
     {"papers", papersHead, papersInput, papersFailure, nullptr, true, papersFramedHead, papersFramedInput,
      papersFramedFailure},
     {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true, nullptr, nullptr, nullptr},
 };
+
+namespace {
+
+// csv and json with the stored integers under their schema names.
+const VroReportFormat kStoredValueFormats[] = {
+    {"csv", csvHead<true>, csvInput<true>, csvFailure, nullptr, false, csvFramedHead<true>, csvFramedInput<true>,
+     csvFramedFailure},
+    {"json", nullptr, jsonInput<true>, jsonFailure, nullptr, false, jsonFramedHead, jsonFramedInput<true>,
+     jsonFramedFailure},
+};
+
+}  // namespace
+
+const VroReportFormat* withStoredValues(const VroReportFormat* format) noexcept {
+    for (const VroReportFormat& stored : kStoredValueFormats)
+        if (format && std::strcmp(format->name, stored.name) == 0) return &stored;
+    return format;
+}
 
 const VroReportFormat* findReportFormat(const char* name) noexcept {
     if (!name) return nullptr;

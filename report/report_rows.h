@@ -13,9 +13,14 @@
 // format means adding a row here and its writers.
 //
 // - csv: a header line, then one line per input: file, format, publications
-//   (imported, Use 0 included), the 45 record fields by their schema names in
-//   record order, authors_0..authors_50, error. Integers as stored; a mode of
-//   "none" is empty. A failed input has its file and error, all else empty.
+//   (imported, Use 0 included), the 45 record fields in record order, i10
+//   (publications taking part with at least 10 citations), authors_0..
+//   authors_50, error. A scaled field is a decimal with the places
+//   its scale gives, named by its schema name without the scale suffix
+//   ("a" 5.31 for a_100 531; report/field_notes.h); a mode of "none" is
+//   empty. withStoredValues gives the same format with every field an
+//   integer as stored, named by its schema name. A failed input has its file
+//   and error, all else empty.
 // - json: one object per input and line, keys as in csv, the histogram as the
 //   array "authors", "none" modes as null; a failed input has only "file" and
 //   "error".
@@ -92,3 +97,6 @@ extern const VroReportFormat kReportFormats[kReportFormatCount];
 
 // The format named exactly name, or null.
 const VroReportFormat* findReportFormat(const char* name) noexcept;
+// csv or json with the stored integers and schema names; any other format
+// as it is.
+const VroReportFormat* withStoredValues(const VroReportFormat* format) noexcept;

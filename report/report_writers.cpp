@@ -88,7 +88,7 @@ ResultCode csvBody(const VroMetrics& m, XpTextWriter* w, const char16_t* label, 
 // lock the report is written all the same.
 void takeTurnToAppend(XpTextWriter* writer) {
     XpByteStream* stream = writer->stream();
-    if (!stream || stream->typeTag() != xpTypeTag("fils")) return;
+    if (!stream || stream->typeTag() != fourCharacterCode("fils")) return;
     auto* file = static_cast<XpFileStream*>(stream);
     if (!(file->stateFlags() & kStreamFlagOwned)) return;
     int locked;

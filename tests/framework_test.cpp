@@ -22,43 +22,4 @@ TEST(ProgramName, IsTheExecutablesBaseNameWithoutExtension) {
     EXPECT_STREQ(programName(), "vro_results_tests");
 }
 
-TEST(ApplicationVersion, StartsAtTheFrameworkDefaultAndCanBeReplaced) {
-    EXPECT_STREQ(applicationVersion(), "6.0.3595.7981");
-    setApplicationVersion("8.0.3595.7981");
-    EXPECT_STREQ(applicationVersion(), "8.0.3595.7981");
-}
-
-std::vector<int> gCalls;
-void record(void* context) { gCalls.push_back(*static_cast<int*>(context)); }
-
-TEST(FrameworkStartup, LastShutdownRunsHandlersOnceMostRecentFirst) {
-    gCalls.clear();
-    int one = 1, two = 2;
-    ASSERT_EQ(xpStartupCount(), 0u);
-    EXPECT_EQ(xpStartup(), 1u);
-    EXPECT_EQ(xpStartup(), 2u);
-    ASSERT_EQ(xpRegisterShutdownHandler(record, &one), kResultOk);
-    ASSERT_EQ(xpRegisterShutdownHandler(record, &two), kResultOk);
-    EXPECT_EQ(xpShutdown(), 1u);
-    EXPECT_TRUE(gCalls.empty());
-    EXPECT_EQ(xpShutdown(), 0u);
-    EXPECT_EQ(gCalls, (std::vector<int>{2, 1}));
-    // An unmatched shutdown neither wraps the count nor runs anything again.
-    EXPECT_EQ(xpShutdown(), 0u);
-    { XpFrameworkScope scope; EXPECT_EQ(xpStartupCount(), 1u); }
-    EXPECT_EQ(xpStartupCount(), 0u);
-    EXPECT_EQ(gCalls.size(), 2u);
-}
-
-TEST(FrameworkStartup, HandlerTableIsBounded) {
-    int value = 7;
-    EXPECT_EQ(xpRegisterShutdownHandler(nullptr, nullptr), kErrInvalidArgument);
-    for (int i = 0; i < 32; ++i) ASSERT_EQ(xpRegisterShutdownHandler(record, &value), kResultOk);
-    EXPECT_EQ(xpRegisterShutdownHandler(record, &value), kErrNoBufferSpace);
-    gCalls.clear();
-    xpStartup();
-    xpShutdown();
-    EXPECT_EQ(gCalls.size(), 32u);
-}
-
 }  // namespace

@@ -61,6 +61,14 @@ std::string vfmt(const char* format, va_list args) {
     return sink.text;
 }
 
+__attribute__((format(printf, 2, 3))) ResultCode sinkPrintf(tsr_writer* sink, const char* format, ...) {
+    va_list args;
+    va_start(args, format);
+    const ResultCode rc = formatToSink(sink, format, args);
+    va_end(args);
+    return rc;
+}
+
 // Formats with the engine; the compiler checks every call's arguments.
 __attribute__((format(printf, 1, 2))) std::string fmt(const char* format, ...) {
     va_list args;
@@ -164,13 +172,6 @@ TEST(PrintfEngine, FirstSinkFailureEndsFormatting) {
     EXPECT_EQ(failing.calls, 1);
 
     EXPECT_EQ(sinkPrintf(nullptr, "x"), kErrInvalidArgument);
-    EXPECT_EQ(sinkPrintf16(&sink, nullptr), kErrInvalidArgument);
-}
-
-TEST(PrintfEngine, Utf16FormatVariant) {
-    RecordingSink sink;
-    EXPECT_EQ(sinkPrintf16(&sink, u"\u00e9%d-%s-%ls|%-3c|", 42, "n", u"w", 'x'), 0);
-    EXPECT_EQ(sink.text, "<U+00E9>42-n-w|x  |");
 }
 
 TEST(PrintfEngine, FixedBufferIsCutAndTerminated) {
@@ -180,27 +181,6 @@ TEST(PrintfEngine, FixedBufferIsCutAndTerminated) {
     EXPECT_STREQ(buffer, "abcdef-");
     EXPECT_EQ(bufferPrintf(buffer, 1, "%d", 5), 0u);
     EXPECT_STREQ(buffer, "");
-}
-
-// formatInto appends through a wstrbuf_writer, so narrow arguments arrive as
-// UTF-16 and the engine's first failing sink code comes back.
-TEST(StringFormat, AppendsFormattedTextToUtf16String) {
-    XpString16 s;
-    ASSERT_EQ(s.append(u">"), 0);
-    EXPECT_EQ(formatInto(&s, "%s=%03u%c", "caf\xC3\xA9", 7u, '!'), 0);
-    EXPECT_TRUE(s.equals(u">caf\u00E9=007!"));
-    EXPECT_EQ(formatInto(&s, "%5s|", "ab"), 0);  // padding goes through writeFill
-    EXPECT_TRUE(s.equals(u">caf\u00E9=007!   ab|"));
-}
-
-TEST(StringFormat, EmptyOrAbsentFormatDoesNothing) {
-    XpString16 s;
-    EXPECT_EQ(formatInto(&s, nullptr), 0);
-    EXPECT_EQ(formatInto(nullptr, nullptr), 0);
-    EXPECT_EQ(s.length(), 0u);
-    EXPECT_EQ(formatInto(nullptr, "x"), kErrInvalidArgument);
-    // A lone narrow byte of 0x80 or more is incomplete UTF-8 for a UTF-16 string.
-    EXPECT_EQ(formatInto(&s, "%c", '\xE9'), kErrIncompleteInput);
 }
 
 }  // namespace

@@ -12,6 +12,9 @@
 
 namespace {
 
+// An operating-system error number wrapped as a result code.
+constexpr ResultCode systemResult(uint32_t n) { return ResultCode(0xFFFF0000u | n); }
+
 TEST(ResultMessage, EveryRangeHasItsText) {
     for (const std::vector<std::string>& row : vt::tableOf("foundation/result-messages.txt"))
         EXPECT_STREQ(resultMessage(ResultCode(std::stol(row.at(0)))), row.at(1).c_str()) << "code " << row[0];
@@ -19,7 +22,7 @@ TEST(ResultMessage, EveryRangeHasItsText) {
 
 TEST(ResultMessage, SystemFormsUseTheSystemsOwnTexts) {
     // Wrapped system error 2 reads as the system says it, not as runtime 2.
-    const std::string missing = resultMessage(makeSystemResult(2));
+    const std::string missing = resultMessage(systemResult(2));
     EXPECT_NE(missing, "No such file or directory");
     EXPECT_EQ(missing.find("win32 error"), std::string::npos);
     EXPECT_NE(missing.back(), ' ');
@@ -27,12 +30,12 @@ TEST(ResultMessage, SystemFormsUseTheSystemsOwnTexts) {
     EXPECT_EQ(std::string(resultMessage(ResultCode(0x80070002u))), missing);
     EXPECT_STREQ(resultMessage(ResultCode(0x80004005u)), "Unspecified error");
     // Without a text: decimal for a system number, hexadecimal for a status value.
-    EXPECT_STREQ(resultMessage(makeSystemResult(60000)), "win32 error 60000");
+    EXPECT_STREQ(resultMessage(systemResult(60000)), "win32 error 60000");
     EXPECT_STREQ(resultMessage(ResultCode(0x80123456u)), "win32 error 0x80123456");
 }
 
 TEST(ResultMessage, LeavesErrnoAsItWas) {
-    for (ResultCode code : {0, 2, 200, 600, 1800, makeSystemResult(3), makeSystemResult(4321)}) {
+    for (ResultCode code : {0, 2, 200, 600, 1800, systemResult(3), systemResult(4321)}) {
         errno = EXDEV;
         (void)resultMessage(code);
         EXPECT_EQ(errno, EXDEV) << code;
@@ -46,41 +49,6 @@ TEST(ResultMessage, FormattedTextsAreOwnedByTheCallingThread) {
     EXPECT_EQ(other, "error 201 (0x000000C9)");
     EXPECT_STREQ(mine, "error 200 (0x000000C8)");  // not overwritten by the other thread
 }
-
-const char* answerSeven(ResultCode code) { return code == 0x10007 ? "seven" : nullptr; }
-const char* answerBlank(ResultCode) { return ""; }
-const char* answerAll(ResultCode) { return "any"; }
-
-TEST(ResultMessage, ProvidersAnswerMostRecentFirst) {
-    for (ResultMessageProvider p : {answerAll, answerSeven, answerBlank})
-        ASSERT_EQ(registerResultMessageProvider(p), kResultOk);
-    EXPECT_STREQ(resultMessage(0x10007), "seven");  // an empty answer passes on
-    EXPECT_STREQ(resultMessage(0x10008), "any");
-    EXPECT_STREQ(resultMessage(-1), "any");
-    EXPECT_STREQ(resultMessage(275), "Unknown error");  // framework codes never ask providers
-    unregisterResultMessageProvider(answerAll);
-    EXPECT_STREQ(resultMessage(0x10008), "Unknown error");
-    unregisterResultMessageProvider(answerSeven);
-    unregisterResultMessageProvider(answerBlank);
-    EXPECT_STREQ(resultMessage(0x10007), "Unknown error");
-    EXPECT_EQ(registerResultMessageProvider(nullptr), kErrInvalidArgument);
-}
-
-TEST(SystemResult, WrapsOnlySystemNumbers) {
-    EXPECT_EQ(makeSystemResult(1), ResultCode(0xFFFF0001u));
-    EXPECT_EQ(makeSystemResult(65535), ResultCode(0xFFFFFFFFu));
-    EXPECT_EQ(makeSystemResult(0), 0);
-    EXPECT_EQ(makeSystemResult(65536), 65536);
-    EXPECT_EQ(makeSystemResult(-5), -5);
-    EXPECT_TRUE(isSystemResult(makeSystemResult(2)));
-    EXPECT_TRUE(isSystemResult(ResultCode(0x80070005u)));
-    for (ResultCode code : {0, 2, 768, -1, ResultCode(0x81000000u), ResultCode(0xFFFF0000u)})
-        EXPECT_FALSE(isSystemResult(code)) << code;
-    EXPECT_EQ(systemErrorOf(makeSystemResult(1234)), 1234);
-    EXPECT_EQ(systemErrorOf(ResultCode(0x80070005u)), ResultCode(0x80070005u));
-    EXPECT_EQ(systemErrorOf(-1), -1);
-}
-
 
 TEST(ResultFromErrno, TranslatesByMeaning) {
     const struct { int host; ResultCode code; } cases[] = {

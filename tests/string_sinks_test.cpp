@@ -78,38 +78,9 @@ TEST(StringSinks, NarrowTarget) {
     EXPECT_EQ(s.lastChar(), 'x');
 }
 
-TEST(StringSinks, Utf16TargetsUnderBothNames) {
-    XpString16 a, b;
-    wstrbuf_writer first(&a);
-    strbuf16_writer second(&b);
-    for (tsr_writer* w : {static_cast<tsr_writer*>(&first), static_cast<tsr_writer*>(&second)}) {
-        EXPECT_EQ(w->writeText("caf\xC3\xA9", 5), 0);
-        EXPECT_EQ(w->writeFill(' ', 2), 0);
-        EXPECT_EQ(w->writeText16(u"\xD83D\xDE00", 2), 0);
-        EXPECT_EQ(w->writeText32(U"!", 1), 0);
-        // A fill byte is read as UTF-8: one of 0x80 or more cannot be written.
-        EXPECT_EQ(w->writeFill('\xE9', 1), kErrIncompleteInput);
-        EXPECT_EQ(w->writeFill('\x80', 4), kErrIncompleteInput);
-        EXPECT_EQ(w->writeText("\xC0" "A", 2), kErrIllegalSequence);
-    }
-    EXPECT_TRUE(a.equals(u"caf\u00E9  \xD83D\xDE00!\xFFFD" u"A"));
-    EXPECT_EQ(XpString16::compare(a, b), 0);
-}
-
-TEST(StringSinks, Utf32TargetAndMissingTarget) {
-    XpString32 s;
-    strbuf32_writer sink(&s);
-    EXPECT_EQ(sink.writeFill('x', 2), 0);
-    EXPECT_EQ(sink.writeText("\xE2\x82\xAC", 3), 0);
-    EXPECT_EQ(sink.writeText16(u"\xD83D\xDE00", 2), 0);
-    EXPECT_EQ(sink.writeText16Alt(u"a", 1), 0);
-    EXPECT_EQ(sink.writeFill('\xFF', 1), kErrIncompleteInput);
-    EXPECT_TRUE(s.equals(U"xx\u20AC\U0001F600a"));
-
+TEST(StringSinks, MissingTarget) {
     strbuf_writer none(nullptr);
     EXPECT_EQ(none.writeText("a", 1), kErrInvalidArgument);
-    wstrbuf_writer none16(nullptr);
-    EXPECT_EQ(none16.writeFill('a', 1), kErrInvalidArgument);
 }
 
 }  // namespace

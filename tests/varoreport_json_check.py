@@ -5,7 +5,8 @@ Exports whose file names and titles hold quotes, backslashes, control
 characters, non-ASCII text and invalid UTF-8 are reported as json, csv and
 papers: every JSON line must parse with json.loads (strict), carry the keys of
 the CSV header with the same values, and every title and file name must come
-back as written. A progress counter shows on a terminal only, and is erased.
+back as written. Every decimal must read back, digit for digit, to the integer
+that --values stored gives under the name with the scale suffix. A progress counter shows on a terminal only, and is erased.
 The man page must list the options --help lists.
 Usage: varoreport_json_check.py VAROREPORT MAN_PAGE
 """
@@ -66,11 +67,14 @@ def main():
         check(err.count(b'\n') == 1, 'json: one failure line expected: %r' % err)
         objects = []
         for line in out.decode('utf-8').splitlines():  # strict UTF-8 first
-            objects.append(json.loads(line))  # strict: raw control characters fail
+            json.loads(line)  # strict: raw control characters fail
+            objects.append(json.loads(line, parse_float=str))  # decimals as written
         check([o['file'] for o in objects] == shown, 'json: file names %r' % [o['file'] for o in objects])
         empty = [o for o in objects if o['file'].endswith('zz-empty.ris')]
         check(len(empty) == 1 and set(empty[0]) == {'file', 'error'}, 'json: the empty export gives %r' % empty)
         check(all('error' not in o for o in objects if o not in empty), 'json: an export failed: %r' % err)
+        # Cited 3, 13, 23, 33 and 43 times: four papers have at least 10.
+        check(all(o['i10'] == 4 for o in objects if o not in empty), 'json: i10 %r' % [o.get('i10') for o in objects])
 
         status, out, err = run(exe, '-f', 'csv', directory)
         rows = list(csv.DictReader(io.StringIO(out.decode('utf-8'), newline='')))
@@ -85,6 +89,22 @@ def main():
                 expected = obj['authors'] if key == 'authors' else '' if value is None else str(value)
                 got = [int(row['authors_%d' % b]) for b in range(51)] if key == 'authors' else row[key]
                 check(got == expected, 'csv %s of %r: %r, json %r' % (key, row['file'], got, expected))
+
+        status, out, err = run(exe, '-f', 'json', '--values', 'stored', '-j', '3', directory)
+        stored = [json.loads(line) for line in out.decode('utf-8').splitlines()]
+        check(len(stored) == len(objects), 'json: %d stored rows' % len(stored))
+        for obj, raw in zip(objects, stored):
+            check(len(obj) == len(raw), 'json: keys %r against stored %r' % (list(obj), list(raw)))
+            for (key, value), (raw_key, raw_value) in zip(obj.items(), raw.items()):
+                scale = re.search(r'_(10+)$', raw_key)
+                places = len(scale.group(1)) - 1 if scale else 0
+                check(key == (raw_key[:scale.start()] if scale else raw_key), 'json: key %r for %r' % (key, raw_key))
+                if not places or raw_value is None:
+                    check(value == raw_value, 'json: %s is %r, stored %r' % (key, value, raw_value))
+                    continue
+                whole, _, part = value.partition('.')
+                check(whole.isdigit() and len(part) == places and int(whole + part) == raw_value,
+                      'json: %s is %r, stored %r' % (key, value, raw_value))
 
         status, out, err = run(exe, '-f', 'papers', os.path.join(directory, NAMES[0]))
         papers = list(csv.DictReader(io.StringIO(out.decode('utf-8'), newline='')))

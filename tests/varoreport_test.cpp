@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -129,8 +130,22 @@ std::string joined(const std::vector<std::string>& files) {
     return text;
 }
 
-// Every column of every row against the record computed here.
-void expectRowsMatchCalculation(const std::string& csv, const std::vector<std::string>& files, int64_t now) {
+// The stored integer a decimal column holds: its digits without the point,
+// which must stand exactly `decimals` places from the end; "" when the text
+// is not such a decimal.
+std::string storedFromDecimal(const std::string& text, size_t decimals) {
+    const size_t point = text.find('.');
+    if (decimals == 0) return point == std::string::npos ? text : "";
+    if (point == std::string::npos || point == 0 || text.size() - point - 1 != decimals) return "";
+    const std::string digits = text.substr(0, point) + text.substr(point + 1);
+    if (digits.find_first_not_of("0123456789") != std::string::npos) return "";
+    return std::to_string(std::stoull(digits));
+}
+
+// Every column of every row against the record computed here; decimals are
+// read back to the stored integer digit for digit.
+void expectRowsMatchCalculation(const std::string& csv, const std::vector<std::string>& files, int64_t now,
+                                bool stored = false) {
     auto rows = rowsByFile(csv);
     ASSERT_EQ(rows.size(), files.size());
     for (const std::string& file : files) {
@@ -157,12 +172,22 @@ void expectRowsMatchCalculation(const std::string& csv, const std::vector<std::s
         EXPECT_EQ(row["error"], "");
         for (const VroMetricsSchemaRow& field : kMetricsSchema) {
             const uint32_t word = metricsWord(m, field.position);
-            const bool none = word == kNoMode && std::string(field.snakeName).ends_with("_mode");
+            std::string name = field.snakeName;
+            const size_t scale = name.rfind("_10");  // "_10", "_100", "_1000" at the end
+            const bool scaled = scale != std::string::npos && name.find_first_not_of('0', scale + 2) > name.size();
+            const size_t decimals = scaled ? name.size() - scale - 2 : 0;
+            const bool none = word == kNoMode && name.ends_with("_mode");
             const std::string value = none ? ""
                                       : field.type() == kSchemaTypeInt32 ? std::to_string(int32_t(word))
                                                                          : std::to_string(word);
-            EXPECT_EQ(row[field.snakeName], value) << field.snakeName;
+            if (!stored) name.resize(name.size() - (decimals ? decimals + 2 : 0));
+            ASSERT_EQ(row.count(name), 1u) << name;
+            EXPECT_EQ(stored || none ? row[name] : storedFromDecimal(row[name], decimals), value) << name;
         }
+        uint32_t i10 = 0;
+        for (uint32_t i = 0; i < list.count(); ++i)
+            i10 += list.at(i)->Use >= 1 && list.at(i)->Cites >= 10 ? 1 : 0;
+        EXPECT_EQ(row["i10"], std::to_string(i10));
         for (uint32_t b = 0; b < kAuthorHistogramSize; ++b)
             EXPECT_EQ(row["authors_" + std::to_string(b)], std::to_string(m.authorHistogram[b])) << b;
     }
@@ -188,6 +213,8 @@ TEST_F(Varoreport, EveryFieldOfRealExportsIsTheCalculatedRecord) {
     const vt::Run result = report("-q --year 1999 " + joined(files));
     EXPECT_LE(result.status, 1) << result.err;
     expectRowsMatchCalculation(result.out, files, julyFirstUtc(1999));
+    const vt::Run stored = report("-q --year 1999 --values stored " + joined(files));
+    expectRowsMatchCalculation(stored.out, files, julyFirstUtc(1999), true);
 }
 
 // Each row of --by is the calculation over exactly its group's publications:
@@ -197,7 +224,7 @@ TEST_F(Varoreport, EveryGroupRowIsTheCalculationOverItsGroup) {
     const char* const kinds[] = {"author", "source", "year"};
     for (uint32_t kind = 0; kind < 3; ++kind) {
         SCOPED_TRACE(kinds[kind]);
-        const vt::Run result = report(std::string("-q --year 2026 -j 3 --by ") + kinds[kind] + " " + joined(files));
+        const vt::Run result = report(std::string("-q --values stored --year 2026 -j 3 --by ") + kinds[kind] + " " + joined(files));
         EXPECT_LE(result.status, 1) << result.err;
         auto rows = rowsByFile(result.out, true);
         size_t groupsSeen = 0;
@@ -247,14 +274,15 @@ TEST_F(Varoreport, EveryGroupRowIsTheCalculationOverItsGroup) {
     }
 }
 
-// The 22 values varometrics prints, as it formats them, for the same time.
+// The 22 values varometrics prints, as it formats them, for the same time:
+// the decimal columns are the same text.
 TEST_F(Varoreport, AgreesWithVarometricsCsvLine) {
     const std::vector<std::pair<std::string, std::string>> columns = {
-        {"p", "papers_total"}, {"c", "cites_total"}, {"y", "years"}, {"cpp", "cites_per_paper_mean_100"},
-        {"cpa", "cites_per_author_100"}, {"ppa", "papers_per_author_100"}, {"app", "authors_per_paper_mean_100"},
-        {"app_med", "authors_per_paper_median_10"}, {"app_mode", "authors_per_paper_mode"}, {"h", "h"},
-        {"a", "a_100"}, {"m", "m_100"}, {"g", "g"}, {"g_h", "g_h_100"}, {"hc", "hc"}, {"ac", "ac_100"},
-        {"hI", "hI_100"}, {"hI_norm", "hI_norm"}, {"star_count", "acc10"}, {"year_first", "year_first"},
+        {"p", "papers_total"}, {"c", "cites_total"}, {"y", "years"}, {"cpp", "cites_per_paper_mean"},
+        {"cpa", "cites_per_author"}, {"ppa", "papers_per_author"}, {"app", "authors_per_paper_mean"},
+        {"app_med", "authors_per_paper_median"}, {"app_mode", "authors_per_paper_mode"}, {"h", "h"},
+        {"a", "a"}, {"m", "m"}, {"g", "g"}, {"g_h", "g_h"}, {"hc", "hc"}, {"ac", "ac"},
+        {"hI", "hI"}, {"hI_norm", "hI_norm"}, {"star_count", "acc10"}, {"year_first", "year_first"},
         {"year_last", "year_last"}, {"est_c", "est_cites_total"}};
     for (const std::string& file : goldenExports()) {
         SCOPED_TRACE(file);
@@ -268,18 +296,8 @@ TEST_F(Varoreport, AgreesWithVarometricsCsvLine) {
         ASSERT_EQ(head.size(), columns.size());
         for (size_t i = 0; i < columns.size(); ++i) {
             ASSERT_EQ(head[i], columns[i].first);
-            std::string expected = row[columns[i].second];
-            const std::string& name = columns[i].second;
-            if (name.ends_with("_100") || name.ends_with("_10")) {
-                const unsigned scale = name.ends_with("_100") ? 100 : 10;
-                const unsigned long v = std::stoul(expected);
-                char text[32];
-                std::snprintf(text, sizeof text, scale == 100 ? "%lu.%02lu" : "%lu.%01lu", v / scale, v % scale);
-                expected = text;
-            } else if (name.ends_with("_mode") && expected.empty()) {
-                expected = "multi";
-            }
-            EXPECT_EQ(values[i], expected) << columns[i].first;
+            const std::string& value = row[columns[i].second];
+            EXPECT_EQ(values[i], value.empty() && columns[i].first == "app_mode" ? "multi" : value) << head[i];
         }
     }
 }
@@ -415,6 +433,105 @@ TEST_F(Varoreport, StandardInputAndOutputFile) {
     const vt::Run full = report("-q '" + file + "' >/dev/full");
     EXPECT_EQ(full.status, 1);
     EXPECT_NE(full.err.find("varoreport: <stdout>: cannot write report: "), std::string::npos) << full.err;
+}
+
+// --fields names the columns of the csv header, in order, as --values names
+// them, and explains each record field with the text of the page's table.
+TEST_F(Varoreport, FieldListMatchesHeaderAndPage) {
+    const std::string file = VARO_SOURCE_DIR "/examples/ris.ris";
+    const vt::Run html = report("-q -f html '" + file + "'");
+    for (const std::string values : {"decimal", "stored"}) {
+        SCOPED_TRACE(values);
+        const vt::Run fields = report("--values " + values + " --fields");
+        const vt::Run csv = report("-q --values " + values + " '" + file + "'");
+        EXPECT_EQ(fields.status, 0) << fields.err;
+        std::vector<std::string> listed;
+        for (const std::string& line : vt::linesOf(fields.out)) {
+            const size_t gap = line.find("  ");
+            ASSERT_NE(gap, std::string::npos) << line;
+            const std::string column = line.substr(0, gap);
+            if (column == "authors_0 .. authors_50") {
+                for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) listed.push_back("authors_" + std::to_string(b));
+                continue;
+            }
+            listed.push_back(column);
+            const size_t colon = line.find(": ");
+            if (colon != std::string::npos) {  // a record field: the page's explanation, word for word
+                EXPECT_NE(html.out.find("<td>" + line.substr(colon + 2) + "</td>"), std::string::npos) << line;
+            }
+        }
+        ASSERT_FALSE(listed.empty());
+        EXPECT_EQ(listed[0], "column");
+        listed.erase(listed.begin());
+        EXPECT_EQ(listed, split(vt::linesOf(csv.out).at(0), ','));
+        // The page counts i10 over the papers as the row does over the numbers.
+        const std::string i10 = rowsByFile(csv.out)[file]["i10"];
+        EXPECT_EQ(i10, "2");
+        EXPECT_NE(html.out.find("data-key=\"i10\" data-raw=\"" + i10 + "\">"), std::string::npos);
+    }
+}
+
+// An export named as the output, however it is named, is refused before
+// anything is written, with the status of a usage error; one inside a
+// directory read as input is left out of the listing and replaced whole.
+TEST_F(Varoreport, TheOutputNeverReplacesAnExport) {
+    const std::string ris = vt::slurp(VARO_SOURCE_DIR "/examples/ris.ris");
+    vt::spill(dir_ / "s.ris", ris);
+    ASSERT_EQ(::symlink("s.ris", (dir_ / "link.ris").c_str()), 0);
+    ASSERT_EQ(::link((dir_ / "s.ris").c_str(), (dir_ / "hard").c_str()), 0);
+    for (const char* args : {"-o s.ris s.ris", "-o ./s.ris -", "-o link.ris s.ris", "-o s.ris other.ris hard",
+                             "-f html -o hard link.ris", "s.ris >>s.ris"}) {
+        const vt::Run result = run(VARO_EXE, std::string(args) + " <s.ris");
+        EXPECT_EQ(result.status, 2) << args;
+        EXPECT_NE(result.err.find(": the output is the export "), std::string::npos) << result.err;
+        EXPECT_EQ(vt::slurp(dir_ / "s.ris"), ris) << args;
+    }
+    EXPECT_FALSE(vt::exists(dir_ / "other.ris"));
+
+    fs::create_directory(dir_ / "d");
+    vt::spill(dir_ / "d/s.ris", ris);
+    const vt::Run first = report("-q --year 2026 -o d/report.csv d");
+    const std::string written = vt::slurp(dir_ / "d/report.csv");
+    const vt::Run again = report("-q --year 2026 -o d/report.csv d");
+    EXPECT_EQ(first.status, 0) << first.err;
+    EXPECT_EQ(again.status, 0) << again.err;
+    EXPECT_EQ(rowsByFile(written).size(), 1u);
+    EXPECT_EQ(vt::slurp(dir_ / "d/report.csv"), written);
+    EXPECT_EQ(std::distance(fs::directory_iterator(dir_ / "d"), fs::directory_iterator()), 2);
+    fs::remove(dir_ / "d/report.csv");
+    EXPECT_EQ(report("-q d >d/redirected.csv").status, 0);
+    EXPECT_EQ(rowsByFile(vt::slurp(dir_ / "d/redirected.csv")).size(), 1u);
+}
+
+// A run killed while it writes a large report leaves the file it would
+// replace as it was; one ended by SIGTERM also removes its temporary file.
+TEST_F(Varoreport, AKilledRunLeavesTheOldReport) {
+    std::string ris;
+    for (int i = 0; i < 4000; ++i)
+        ris += "TY  - JOUR\nAU  - Author, A\nTI  - A long title " + std::string(150, 'x') +
+               "\nPY  - 2001\nN1  - Cited By: 7\nER  - \n";
+    vt::spill(dir_ / "big.ris", ris);
+    for (const int signal : {SIGKILL, SIGTERM}) {
+        SCOPED_TRACE(signal);
+        vt::spill(dir_ / "report.csv", "the old report\n");
+        std::vector<std::string> args{"-q", "-j", "1", "-f", "papers", "-o", dir_ / "report.csv"};
+        for (int i = 0; i < 200; ++i) args.push_back(dir_ / "big.ris");
+        vt::Started program(VARO_EXE, args);
+        // Until the temporary file beside the target holds some of the report.
+        std::string temporary;
+        for (int tries = 0; tries < 2000 && temporary.empty(); ++tries) {
+            for (const auto& entry : fs::directory_iterator(dir_.path))
+                if (entry.path().filename().string().starts_with(".report.csv.") && entry.file_size() > (1u << 20))
+                    temporary = entry.path();
+            if (temporary.empty()) usleep(5000);
+        }
+        ASSERT_FALSE(temporary.empty()) << "no temporary file grew";
+        ::kill(program.pid(), signal);
+        EXPECT_EQ(program.finish(), 128 + signal);
+        EXPECT_EQ(vt::slurp(dir_ / "report.csv"), "the old report\n");
+        EXPECT_EQ(vt::exists(temporary), signal == SIGKILL);
+        if (signal == SIGKILL) fs::remove(temporary);
+    }
 }
 
 TEST_F(Varoreport, UsageErrorsExitTwoAndWriteNothing) {

@@ -47,16 +47,11 @@ int main(int argc, char** argv) {
     std::setlocale(LC_ALL, "");
     std::setlocale(LC_CTYPE, "en_US.UTF-8");
 
-    setApplicationVersion(kApplicationVersion);
-
     // Log to standard error (notice and above) and the log file (info and
     // above); a log that cannot be set up never stops the run. The host
     // identification (uname) is taken by the "Running on" line itself.
     logSetUpForProgram();
     logStartupLines(kProductDescription, kFullVersion, kPlatform);
-
-    // From here every return from main shuts the framework down first.
-    XpFrameworkScope framework;
 
     const char* const program = programName();
     CommandLineOptions& options = commandLineOptions();

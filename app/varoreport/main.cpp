@@ -1,10 +1,12 @@
 // Process entry of varoreport: prepares the process as varometrics does,
 // reads the command line, finds the inputs and runs the report; exit status
-// 0, 1 when an input or the output failed, 2 for a usage error.
+// 0, 1 when an input or the output failed, 2 for a usage error (an output
+// that is one of the exports included).
 #include <unistd.h>
 
 #include <clocale>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <thread>
 #include <vector>
@@ -12,6 +14,7 @@
 #include "app/common/product.h"
 #include "app/varoreport/report_inputs.h"
 #include "app/varoreport/report_options.h"
+#include "app/varoreport/report_output.h"
 #include "app/varoreport/report_run.h"
 #include "foundation/framework.h"
 #include "foundation/logging.h"
@@ -34,7 +37,6 @@ int main(int argc, char** argv) {
     // The same locale as varometrics, so that format probes fold letters alike.
     std::setlocale(LC_ALL, "");
     std::setlocale(LC_CTYPE, "en_US.UTF-8");
-    setApplicationVersion(kApplicationVersion);
 
     // The log file only: standard error carries one line per failed input and
     // nothing else, so that scripts can read it.
@@ -43,15 +45,23 @@ int main(int argc, char** argv) {
     (void)logRotate(256, 7);
     logStartupLines(kReportDescription, kFullVersion, kPlatform);
 
-    XpFrameworkScope framework;
-
     const char* const program = programName();
     ReportOptions options;
     const ReportOutcome outcome = parseReportOptions(argc, argv, program, options, stdout, stderr);
     if (outcome.exitNow) return outcome.exitStatus;
 
+    // The report never replaces an export it reads: named as the output, it is
+    // refused before anything is written; inside a directory, it is not read.
+    const ReportFileIdentity output = identifyReportOutput(options.outputPath);
+    if (const char* input = inputNamingOutput(options.inputs, options.inputCount, output)) {
+        const bool named = options.outputPath && options.outputPath[0] && std::strcmp(options.outputPath, "-") != 0;
+        std::fprintf(stderr, "%s: %s: the output is the export %s; the report would replace it\n", program,
+                     named ? options.outputPath : "<stdout>", input);
+        writeReportUsage(stderr, program);
+        return 2;
+    }
     std::vector<ReportInput> inputs;
-    if (const ResultCode rc = expandReportInputs(options.inputs, options.inputCount, inputs)) {
+    if (const ResultCode rc = expandReportInputs(options.inputs, options.inputCount, inputs, output)) {
         std::fprintf(stderr, "%s: %s\n", program, resultMessage(rc));
         return 1;
     }

@@ -16,14 +16,15 @@ bool isDirectory(const char* path) {
     return ::stat(path, &info) == 0 && S_ISDIR(info.st_mode);
 }
 
-bool isRegularFile(const std::string& path) {
+bool isRegularFile(const std::string& path, const ReportFileIdentity& leaveOut) {
     struct stat info;
-    return ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    if (::stat(path.c_str(), &info) != 0 || !S_ISREG(info.st_mode)) return false;
+    return !(leaveOut.known && info.st_dev == leaveOut.device && info.st_ino == leaveOut.inode);
 }
 
 // The regular files of one directory, sorted by name; the listing's failure
 // when it cannot be read (an entry that vanishes meanwhile is left out).
-ResultCode listDirectory(const char* directory, std::vector<ReportInput>& inputs) {
+ResultCode listDirectory(const char* directory, std::vector<ReportInput>& inputs, const ReportFileIdentity& leaveOut) {
     DIR* stream = ::opendir(directory);
     if (!stream) return resultFromErrno(errno);
     std::string prefix(directory);
@@ -45,14 +46,15 @@ ResultCode listDirectory(const char* directory, std::vector<ReportInput>& inputs
     std::sort(names.begin(), names.end());
     for (const std::string& name : names) {
         std::string path = prefix + name;
-        if (isRegularFile(path)) inputs.push_back({std::move(path), kResultOk});
+        if (isRegularFile(path, leaveOut)) inputs.push_back({std::move(path), kResultOk});
     }
     return kResultOk;
 }
 
 }  // namespace
 
-ResultCode expandReportInputs(const char* const* names, uint32_t count, std::vector<ReportInput>& inputs) noexcept {
+ResultCode expandReportInputs(const char* const* names, uint32_t count, std::vector<ReportInput>& inputs,
+                              const ReportFileIdentity& leaveOut) noexcept {
     inputs.clear();
     try {
         for (uint32_t i = 0; i < count; ++i) {
@@ -61,7 +63,7 @@ ResultCode expandReportInputs(const char* const* names, uint32_t count, std::vec
                 // An empty name would mean standard input to the import.
                 inputs.push_back({std::string(), kErrNoSuchFile});
             } else if (std::strcmp(name, "-") != 0 && isDirectory(name)) {
-                const ResultCode rc = listDirectory(name, inputs);
+                const ResultCode rc = listDirectory(name, inputs, leaveOut);
                 if (rc != kResultOk) inputs.push_back({std::string(name), rc});
             } else {
                 inputs.push_back({std::string(name), kResultOk});

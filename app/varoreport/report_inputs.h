@@ -13,7 +13,8 @@
 // - anything else (a file, a name that does not exist) is kept as given and
 //   the import reports what is wrong with it.
 // A directory's files are named directory + "/" + name ("dir/" + name when
-// the directory was given with its slash). Returns 0, or 12 when memory runs
+// the directory was given with its slash). A listed file that is `leaveOut`
+// (the report's own output) is left out. Returns 0, or 12 when memory runs
 // out (the list is then empty).
 #pragma once
 
@@ -21,6 +22,7 @@
 #include <string>
 #include <vector>
 
+#include "app/varoreport/report_output.h"
 #include "foundation/result_codes.h"
 
 struct ReportInput {
@@ -29,4 +31,5 @@ struct ReportInput {
 };
 
 [[nodiscard]] ResultCode expandReportInputs(const char* const* names, uint32_t count,
-                                            std::vector<ReportInput>& inputs) noexcept;
+                                            std::vector<ReportInput>& inputs,
+                                            const ReportFileIdentity& leaveOut = {}) noexcept;

@@ -6,12 +6,13 @@
 #include <new>
 
 #include "app/common/product.h"
+#include "report/field_notes.h"
 #include "report/report_rows.h"
 
 namespace {
 
 constexpr const char kUsage[] =
-    "Usage: %s [-f csv|json|papers|html] [-j N] [--year YEAR] [-o FILE] [-q]\n"
+    "Usage: %s [-f csv|json|papers|html] [--values decimal|stored] [-j N] [--year YEAR] [-o FILE] [-q]\n"
     "       [--merge] [--by author|source|year] [--min-papers N] EXPORT...\n";
 
 constexpr const char kHelpDescription[] =
@@ -29,7 +30,8 @@ constexpr const char kHelpDescription[] =
     "surname and first initial), per source or per year, highest h index first.\n"
     "\n"
     "Exit status: 0 when every export was reported, 1 when one failed or the\n"
-    "report could not be written, 2 for a usage error.\n"
+    "report could not be written, 2 for a usage error (an output file that is\n"
+    "one of the exports included: it is never replaced).\n"
     "\n"
     "Options:\n";
 
@@ -86,6 +88,8 @@ void writeReportHelp(FILE* out, const char* programName) noexcept {
         std::fprintf(out, "  %-22s %s\n", left, option.help);
     }
 }
+
+void writeReportUsage(FILE* err, const char* programName) noexcept { std::fprintf(err, kUsage, programName); }
 
 void writeReportVersion(FILE* out, const char* programName) noexcept {
     std::fprintf(out, "%s %s %s\n%s\n", programName, kFullVersion, kPlatform, kCopyrightNotice);
@@ -155,6 +159,11 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
                     options.format = findReportFormat(value);
                     if (!options.format) return usageError(err, programName, "unknown format '%s'", value);
                     break;
+                case kReportOptionValues:
+                    if (std::strcmp(value, "decimal") != 0 && std::strcmp(value, "stored") != 0)
+                        return usageError(err, programName, "--values wants decimal or stored, not '%s'", value);
+                    options.storedValues = std::strcmp(value, "stored") == 0;
+                    break;
                 case kReportOptionJobs:
                     if (!parseNumber(value, 1, long(kMaxReportJobs), &number))
                         return usageError(err, programName, "-j wants a number of threads from 1 to 256, not '%s'",
@@ -172,6 +181,9 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
                     break;
                 case kReportOptionQuiet:
                     options.quiet = true;
+                    break;
+                case kReportOptionFields:
+                    options.listFields = true;
                     break;
                 case kReportOptionMerge:
                     options.merge = true;
@@ -201,6 +213,11 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
             if (!group || !*group || value) break;
         }
     }
+    if (options.listFields) {
+        writeFieldList(out, options.storedValues);
+        return {true, 0};
+    }
     if (options.inputCount == 0) return usageError(err, programName, "%s", "no export given");
+    if (options.storedValues) options.format = withStoredValues(options.format);
     return {false, 0};
 }

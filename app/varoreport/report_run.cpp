@@ -12,8 +12,8 @@
 #include "app/common/export_metrics.h"
 #include "app/varoreport/report_collation.h"
 #include "collate/collation.h"
-#include "app/varoreport/report_buffer.h"
 #include "app/varoreport/report_options.h"
+#include "app/varoreport/report_output.h"
 #include "foundation/encodings.h"
 #include "foundation/strings.h"
 #include "foundation/text_writer.h"
@@ -29,7 +29,7 @@ namespace {
 
 // One input's outcome, filled by a worker and written by the main thread.
 struct Slot {
-    XpHolder<VroReportBuffer> rows;
+    XpHolder<XpMemoryStream> rows;
     ResultCode importCode = kResultOk;  // the input's failure, shown on err
     ResultCode rowsCode = kResultOk;    // the rows could not be produced
     // The failure as the rows and err give it: the code's message, with the
@@ -161,7 +161,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
                 rowsCode = kErrNoMemory;  // a record the list could not take
         }
     } else {
-        rowsCode = openTextWriterOnBuffer(&slot.rows, &writer);
+        rowsCode = openTextWriterOnMemory(&slot.rows, &writer);
     }
     if (writer) {
         if (rc != kResultOk) {
@@ -215,7 +215,7 @@ void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexc
     }
 
     XpHolder<XpTextWriter> writer;
-    ResultCode rowsCode = openTextWriterOnBuffer(&slot.rows, &writer);
+    ResultCode rowsCode = openTextWriterOnMemory(&slot.rows, &writer);
     XpString16 label;
     (void)label.assign(input.path.c_str());  // invalid bytes become U+FFFD
     if (rowsCode == kResultOk) {
@@ -283,12 +283,6 @@ private:
     std::chrono::steady_clock::time_point last_{};
 };
 
-ResultCode openOutput(const char* path, XpHolder<XpTextWriter>* out) noexcept {
-    ResultCode rc = (path && path[0]) ? openTextWriterOnFile(path, false, out) : openTextWriterOnStdio(stdout, 0, out);
-    if (rc == kResultOk) rc = (*out)->setEncoding(kCodePageUtf8);
-    return rc;
-}
-
 void writeBytes(XpTextWriter* out, const char* bytes, size_t size) noexcept {
     constexpr size_t kPiece = 1u << 30;
     while (size > 0) {
@@ -314,8 +308,9 @@ int64_t julyFirstUtc(int32_t year) noexcept {
 
 int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE* err) noexcept {
     const char* const outputName = (run.outputPath && run.outputPath[0]) ? run.outputPath : "<stdout>";
+    ReportOutputFile file;
     XpHolder<XpTextWriter> out;
-    ResultCode rc = openOutput(run.outputPath, &out);
+    ResultCode rc = file.open(run.outputPath, &out);
     if (rc != kResultOk) {
         std::fprintf(err, "%s: %s: cannot write report: %s\n", run.programName, outputName, resultMessage(rc));
         return 1;
@@ -438,6 +433,9 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
     (void)out->flush();
     const ResultCode closed = out->close();
     if (outputCode == kResultOk) outputCode = closed;
+    // Only a complete report replaces the file that was there.
+    if (outputCode == kResultOk) outputCode = file.commit();
+    else file.discard();
     if (outputCode != kResultOk) {
         std::fprintf(err, "%s: %s: cannot write report: %s\n", run.programName, outputName,
                      resultMessage(outputCode));

@@ -3,8 +3,8 @@
 // Contract: runReport imports each input as varometrics does, calculates it
 // with at most 50 authors counted per paper at the given time, and writes the
 // chosen format's head, one block per input in input order, and its tail, to
-// outputPath (null or "-": standard output; a file is replaced), as UTF-8
-// without a byte-order mark.
+// outputPath (null or "-": standard output; a file is replaced only once the
+// report is complete, see report_output.h), as UTF-8 without a byte-order mark.
 // - Inputs are processed on `jobs` threads (never more than there are
 //   inputs); the output order is the input order whatever the count. At most
 //   a window of inputs ahead of the one being written is held in memory.

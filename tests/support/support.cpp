@@ -7,6 +7,7 @@
 #include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
+#include <zlib.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -32,6 +33,21 @@ std::string slurp(const std::string& path) {
 
 void spill(const std::string& path, const std::string& bytes) {
     std::ofstream(path, std::ios::binary | std::ios::trunc) << bytes;
+}
+
+std::string gzipped(const std::string& bytes) {
+    z_stream z{};
+    // Window bits 15 + 16: a gzip header and trailer.
+    if (deflateInit2(&z, Z_BEST_COMPRESSION, Z_DEFLATED, 15 + 16, 8, Z_DEFAULT_STRATEGY) != Z_OK) return {};
+    std::string out(deflateBound(&z, uLong(bytes.size())), '\0');
+    z.next_in = reinterpret_cast<Bytef*>(const_cast<char*>(bytes.data()));
+    z.avail_in = uInt(bytes.size());
+    z.next_out = reinterpret_cast<Bytef*>(out.data());
+    z.avail_out = uInt(out.size());
+    const int rc = deflate(&z, Z_FINISH);
+    out.resize(z.total_out);
+    deflateEnd(&z);
+    return rc == Z_STREAM_END ? out : std::string();
 }
 
 bool exists(const std::string& path) {
@@ -293,35 +309,32 @@ std::string narrow(const std::u16string& text) {
 }
 
 ResultCode MemoryStream::position(int64_t* out) noexcept {
-    *out = positionFails ? 0 : int64_t(at + content.size());
-    return positionFails ? kErrInvalidArgument : 0;
+    if (!positionFails) return XpMemoryStream::position(out);
+    *out = 0;
+    return kErrInvalidArgument;
 }
 
 ResultCode MemoryStream::read(void* destination, size_t minimum, size_t maximum, size_t* bytesRead) noexcept {
     size_t got = 0;
-    ResultCode rc = 0;
     while (got < maximum) {
-        const size_t n = std::min({chunk, maximum - got, input.size() - at});
-        if (n == 0) {
-            rc = kErrEndOfFile;
-            break;
-        }
-        std::memcpy(static_cast<char*>(destination) + got, input.data() + at, n);
-        at += n;
+        size_t n = 0;
+        (void)XpMemoryStream::read(static_cast<char*>(destination) + got, 0, std::min(chunk, maximum - got), &n);
+        if (n == 0) break;
         got += n;
         if (got >= minimum) break;
     }
     if (bytesRead) *bytesRead = got;
-    return got >= minimum ? 0 : rc;
+    return got >= minimum ? 0 : kErrEndOfFile;
 }
 
 ResultCode MemoryStream::write(const void* buffer, size_t length, size_t* written) noexcept {
     writeSizes.push_back(length);
     const size_t n = std::min(length, acceptBeforeFailure);
-    content.append(static_cast<const char*>(buffer), n);
-    if (acceptBeforeFailure != SIZE_MAX) acceptBeforeFailure -= n;
-    if (written) *written = n;
-    return n == length ? 0 : kErrNoSpace;
+    size_t taken = 0;
+    const ResultCode rc = XpMemoryStream::write(buffer, n, &taken);
+    if (acceptBeforeFailure != SIZE_MAX) acceptBeforeFailure -= taken;
+    if (written) *written = taken;
+    return rc != 0 ? rc : taken == length ? 0 : kErrNoSpace;
 }
 
 }  // namespace vt

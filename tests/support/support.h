@@ -16,6 +16,8 @@ namespace vt {
 
 std::string slurp(const std::string& path);
 void spill(const std::string& path, const std::string& bytes);
+// bytes gzip-compressed (one member).
+std::string gzipped(const std::string& bytes);
 bool exists(const std::string& path);
 // The file's lines without their line feeds.
 std::vector<std::string> linesOf(const std::string& text);
@@ -109,29 +111,26 @@ std::string narrow(const std::u16string& text);
 // Each unit as UTF-8 on its own (a surrogate as three bytes), as tableOf() reads \uNNNN.
 std::string utf8Units(const std::u16string& text);
 
-// A byte stream in memory: reads hand out `input` at most `chunk` bytes per
-// call (a short read once `minimum` is met, as pipes give); writes record each
-// call and can take only `acceptBeforeFailure` bytes and then fail.
-class MemoryStream final : public XpByteStream {
+// The memory stream with the faults and habits of real streams: reads hand
+// out at most `chunk` bytes per call (a short read once `minimum` is met, as
+// pipes give); writes record each call and can take only
+// `acceptBeforeFailure` bytes and then fail.
+class MemoryStream final : public XpMemoryStream {
 public:
-    explicit MemoryStream(std::string in = "", size_t chunkSize = 4096) : input(std::move(in)), chunk(chunkSize) {}
-    std::string input, content;
-    size_t chunk, at = 0;
+    explicit MemoryStream(const std::string& input = "", size_t chunkSize = 4096) : chunk(chunkSize) {
+        (void)XpMemoryStream::write(input.data(), input.size(), nullptr);
+    }
+    size_t chunk;
     std::vector<size_t> writeSizes;
     uint32_t capabilityWord = 0;
     bool positionFails = false;
     size_t acceptBeforeFailure = SIZE_MAX;
 
+    std::string content() const { return std::string(bytes(), size()); }
     uint32_t capabilities() const noexcept override { return capabilityWord; }
-    const char* name() const noexcept override { return "<memory>"; }
-    bool isConsole() const noexcept override { return false; }
-    ResultCode close() noexcept override { return 0; }
-    ResultCode flush() noexcept override { return 0; }
     ResultCode position(int64_t* out) noexcept override;
-    ResultCode seek(int64_t, int, int64_t*) noexcept override { return 29; }
     ResultCode read(void* destination, size_t minimum, size_t maximum, size_t* bytesRead) noexcept override;
     ResultCode write(const void* buffer, size_t length, size_t* written) noexcept override;
-    ResultCode writeByte(uint8_t byte) noexcept override { return write(&byte, 1, nullptr); }
 };
 
 }  // namespace vt

@@ -1,0 +1,469 @@
+// BibTeX importing: entries found wherever they start, their fields handed
+// to the field handlers as plain text.
+#include "import/bibtex_importer.h"
+
+#include <new>
+#include <string>
+
+#include "foundation/text_reader.h"
+#include "foundation/unit_scan.h"
+#include "import/field_handlers.h"
+#include "import/tex_text.h"
+#include "model/publication.h"
+
+namespace {
+
+constexpr uint32_t kMaxValueUnits = 1u << 20;
+constexpr uint32_t kMaxNameUnits = 64;
+constexpr uint32_t kMaxTypeUnits = 32;
+constexpr uint32_t kMaxMacros = 256;
+constexpr uint32_t kMaxMacroUnits = 65536;
+constexpr uint32_t kFallbackCodePage = 1252;
+constexpr uint32_t kUtf8CodePage = 65001;
+
+bool isLetter(char16_t c) noexcept { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
+
+bool isDigits(const char16_t* text, uint32_t n) noexcept {
+    for (uint32_t i = 0; i < n; ++i)
+        if (text[i] < u'0' || text[i] > u'9') return false;
+    return n > 0;
+}
+
+// A zero-terminated name of bounded length; longer names are cut (none of
+// them is bound anyway).
+struct ShortName {
+    char16_t units[kMaxNameUnits + 1] = {};
+    uint32_t length = 0;
+
+    void clear() noexcept { units[length = 0] = 0; }
+    void add(char16_t c) noexcept {
+        if (length < kMaxNameUnits) units[length++] = c, units[length] = 0;
+    }
+    bool is(const char* ascii) const noexcept { return compareFieldKey(units, ascii) == 0; }
+    bool sameAs(const ShortName& other) const noexcept {
+        if (length != other.length) return false;
+        for (uint32_t i = 0; i < length; ++i)
+            if (asciiLower(units[i]) != asciiLower(other.units[i])) return false;
+        return true;
+    }
+};
+
+// The text handlers that store their value only where the record keeps its
+// field: elsewhere whether the value holds any text is all they look at.
+struct StoredText {
+    VroFieldHandler handler;
+    uint32_t field;
+};
+constexpr StoredText kStoredTexts[] = {
+    {setAbstract, kFieldAbstract}, {setTitle, kFieldTitle},   {setFirstSource, kFieldSource},
+    {setPublisher, kFieldPublisher}, {setDoi, kFieldDoi},     {setArticleUrl, kFieldArticleUrl},
+    {setIssn, kFieldIssn},
+};
+
+bool keepsText(const VroPublication& record, VroFieldHandler handler) noexcept {
+    for (const StoredText& text : kStoredTexts)
+        if (text.handler == handler) return (record.keptTexts & text.field) != 0;
+    return true;
+}
+
+enum class Entry : uint8_t { kRecord, kStrings, kSkipped };
+
+enum class State : uint8_t {
+    kOutside,    // between entries: everything but '@' is comment
+    kType,       // after '@': the entry type, then its opening delimiter
+    kKey,        // up to the comma after the key
+    kFieldName,  // a field's name, or the entry's end
+    kAfterName,  // blanks before '='
+    kValue,      // before a part of the value
+    kBraced,     // inside a braced part
+    kQuoted,     // inside a quoted part
+    kBare,       // a number or a macro name
+    kAfterPart,  // after a part: '#', ',' or the entry's end
+    kSkipped,    // the body of @comment or @preamble
+};
+
+class BibTeXReader {
+public:
+    BibTeXReader(const VroImportFormat& format, VroPublicationList& list, uint32_t* fieldMaskOut) noexcept
+        : format_(format), list_(list), fieldMaskOut_(fieldMaskOut) {}
+
+    ResultCode failure() const noexcept { return failure_; }
+
+    // A line that starts an entry ends one left open.
+    void lineStart(const char16_t* text, uint32_t length) noexcept {
+        if (state_ != State::kOutside && isBibTeXEntryLine(text, length)) endOpenEntry();
+    }
+
+    // Reads text up to end, where a zero unit stands.
+    void feed(const char16_t* p, const char16_t* end) noexcept {
+        while (p < end && failure_ == kResultOk) p = step(p, end);
+    }
+
+    ResultCode finish() noexcept {
+        endOpenEntry();
+        return failure_;
+    }
+
+private:
+    const char16_t* step(const char16_t* p, const char16_t* end) noexcept {
+        const char16_t c = *p;
+        switch (state_) {
+            case State::kOutside: {
+                const char16_t* at = findUnitOrZero(p, end, u'@', u'@');
+                if (at == end) return end;
+                if (*at == u'@') {
+                    state_ = State::kType;
+                    type_.clear();
+                    typeEnded_ = false;
+                }
+                return at + 1;
+            }
+            case State::kType:
+                if (isLetter(c) && !typeEnded_) {
+                    if (type_.length < kMaxTypeUnits) type_.add(asciiLower(c));
+                } else if (isAsciiWhiteSpace(c)) {
+                    typeEnded_ = type_.length > 0;
+                } else if ((c == u'{' || c == u'(') && type_.length > 0) {
+                    open(c);
+                } else {
+                    state_ = State::kOutside;
+                    return p;
+                }
+                return p + 1;
+            case State::kKey: {
+                const char16_t* at = findUnitOrZero(p, end, u',', close_);
+                if (at == end) return end;
+                if (*at == close_) endEntry();
+                else if (*at == u',') state_ = State::kFieldName;
+                return at + 1;
+            }
+            case State::kFieldName:
+                for (; p < end; ++p) {
+                    const char16_t u = *p;
+                    if (u == close_) {
+                        endEntry();
+                        return p + 1;
+                    }
+                    if (u == u'=') {
+                        beginValue();
+                        return p + 1;
+                    }
+                    if (isAsciiWhiteSpace(u)) {
+                        if (name_.length == 0) continue;
+                        state_ = State::kAfterName;
+                        return p + 1;
+                    }
+                    if (u != u',' && u != u'{' && u != u'}' && u != u'"' && u != u'#' && u != 0) name_.add(u);
+                }
+                return end;
+            case State::kAfterName:
+                if (c == u'=') {
+                    beginValue();
+                } else if (!isAsciiWhiteSpace(c)) {
+                    name_.clear();  // a name without '=': not a field
+                    state_ = State::kFieldName;
+                    return p;
+                }
+                return p + 1;
+            case State::kValue:
+                if (isAsciiWhiteSpace(c) || c == u'#') return skipBlanks(p + 1, end);
+                if (c == u'{' || c == u'"') {
+                    depth_ = c == u'{' ? 1 : 0;
+                    state_ = c == u'{' ? State::kBraced : State::kQuoted;
+                    return p + 1;
+                }
+                if (c == u',' || c == close_) return endField(c), p + 1;
+                word_.clear();
+                state_ = State::kBare;
+                return p;
+            case State::kBraced: {
+                const char16_t* at = findUnitOrZero(p, end, u'{', u'}');
+                collect(p, at);
+                if (at == end) return end;
+                if (*at == 0) return at + 1;
+                if (*at == u'{') {
+                    ++depth_;
+                } else if (*at == u'}' && --depth_ == 0) {
+                    state_ = State::kAfterPart;
+                    return at + 1;
+                }
+                collect(at, at + 1);
+                return at + 1;
+            }
+            case State::kQuoted:
+                if (c == u'"' && depth_ == 0) {
+                    state_ = State::kAfterPart;
+                    return p + 1;
+                }
+                if (c == u'{') ++depth_;
+                if (c == u'}' && depth_ > 0) --depth_;
+                if (c != 0) collect(p, p + 1);
+                return p + 1;
+            case State::kBare:
+                if (isAsciiWhiteSpace(c) || c == u',' || c == u'#' || c == close_ || c == u'{' || c == u'"' ||
+                    c == u'}' || c == u'=' || c == 0) {
+                    endWord();
+                    return p;
+                }
+                word_.add(c);
+                return p + 1;
+            case State::kAfterPart:
+                if (isAsciiWhiteSpace(c)) return skipBlanks(p + 1, end);
+                if (c == u'#') {
+                    state_ = State::kValue;
+                    return p + 1;
+                }
+                if (c == u',' || c == close_) return endField(c), p + 1;
+                endField(0);  // no separator: the next field starts here
+                return p;
+            case State::kSkipped: {
+                const char16_t* at = findUnitOrZero(p, end, open_, close_);
+                if (at == end) return end;
+                if (*at == open_) ++depth_;
+                else if (*at == close_ && --depth_ == 0) state_ = State::kOutside;
+                return at + 1;
+            }
+        }
+        return p + 1;
+    }
+
+    // The handler of a field name, remembered: an export repeats the same
+    // few names in every entry. A slot holds the last name that hashed to it.
+    VroFieldHandler handlerOf(const ShortName& name) noexcept {
+        uint32_t hash = name.length;
+        for (uint32_t i = 0; i < name.length; ++i) hash = hash * 31 + asciiLower(name.units[i]);
+        Known& slot = known_[hash % kKnownSlots];
+        if (slot.filled && slot.name.sameAs(name)) return slot.handler;
+        slot.name = name;
+        slot.handler = findFieldHandler(uint32_t(format_.fields.size()), name.units, format_.fields.data());
+        slot.filled = true;
+        return slot.handler;
+    }
+
+    static const char16_t* skipBlanks(const char16_t* p, const char16_t* end) noexcept {
+        while (p < end && isAsciiWhiteSpace(*p)) ++p;
+        return p;
+    }
+
+    void open(char16_t delimiter) noexcept {
+        open_ = delimiter;
+        close_ = delimiter == u'{' ? u'}' : u')';
+        name_.clear();
+        if (type_.is("comment") || type_.is("preamble")) {
+            entry_ = Entry::kSkipped;
+            depth_ = 1;
+            state_ = State::kSkipped;
+            return;
+        }
+        if (type_.is("string")) {
+            entry_ = Entry::kStrings;
+            state_ = State::kFieldName;
+            return;
+        }
+        entry_ = Entry::kRecord;
+        state_ = State::kKey;
+        record_ = list_.add();
+        if (record_ == nullptr) {
+            failure_ = kErrNoMemory;
+            return;
+        }
+        record_->Rank = int32_t(++records_);
+        record_->Use = 1;
+        mask_ = 0x20;
+        setType(*record_, type_.units, mask_);
+    }
+
+    void beginValue() noexcept {
+        handler_ = nullptr;
+        if (entry_ == Entry::kRecord && record_ != nullptr)
+            handler_ = handlerOf(name_);
+        collecting_ = handler_ != nullptr || entry_ == Entry::kStrings;
+        presenceOnly_ = handler_ != nullptr && !keepsText(*record_, handler_);
+        value_.clear();
+        valueFull_ = false;
+        state_ = State::kValue;
+    }
+
+    void collect(const char16_t* from, const char16_t* to) noexcept {
+        if (!collecting_ || from == to || valueFull_) return;
+        uint32_t n = uint32_t(to - from);
+        if (value_.length() + n > kMaxValueUnits) {
+            n = kMaxValueUnits - value_.length();
+            valueFull_ = true;
+        }
+        if (presenceOnly_) {
+            // A value that is only looked at needs no more than its first
+            // character, when that one stands for itself.
+            const char16_t* unit = from;
+            while (unit < from + n && isAsciiWhiteSpace(*unit)) ++unit;
+            if (unit < from + n) {
+                presenceOnly_ = false;
+                if (isTexPlain(*unit)) {
+                    valueFull_ = true;
+                    n = uint32_t(unit - from) + 1;
+                }
+            }
+        }
+        if (value_.append(from, n) != kResultOk) valueFull_ = true;
+    }
+
+    void endWord() noexcept {
+        state_ = State::kAfterPart;
+        if (isDigits(word_.units, word_.length)) return collect(word_.units, word_.units + word_.length);
+        for (uint32_t i = 0; i < macroCount_; ++i)
+            if (word_.sameAs(macroNames_[i])) {
+                const XpString16& text = macroValues_[i];
+                return collect(text.data(), text.end());
+            }
+        collect(word_.units, word_.units + word_.length);
+    }
+
+    // At the field's end: the value goes to its handler, or is a macro's text.
+    // by: the character that ended it (0: none).
+    void endField(char16_t by) noexcept {
+        if (state_ == State::kBare) endWord();
+        if (entry_ == Entry::kStrings && name_.length > 0) defineMacro();
+        if (entry_ == Entry::kRecord && handler_ != nullptr && record_ != nullptr) {
+            const TexMode mode = handler_ == setListAuthors                   ? TexMode::kNames
+                                 : handler_ == setDoi || handler_ == setArticleUrl ? TexMode::kVerbatim
+                                                                               : TexMode::kText;
+            uint32_t n = texToPlainText(value_.data(), value_.length(), mode, !keepsText(*record_, handler_));
+            if (handler_ == setPages)
+                for (uint32_t i = 0; i < n; ++i)
+                    if (value_.data()[i] == 0x2013 || value_.data()[i] == 0x2014) value_.data()[i] = u'-';
+            value_.setLength(n);
+            handler_(*record_, value_.data(), mask_);
+        }
+        handler_ = nullptr;
+        collecting_ = false;
+        name_.clear();
+        state_ = State::kFieldName;
+        if (by == close_) endEntry();
+    }
+
+    void defineMacro() noexcept {
+        uint32_t i = 0;
+        while (i < macroCount_ && !name_.sameAs(macroNames_[i])) ++i;
+        if (i == kMaxMacros) return;
+        if (i == macroCount_) ++macroCount_;
+        macroNames_[i] = name_;
+        const uint32_t n = value_.length() < kMaxMacroUnits ? value_.length() : kMaxMacroUnits;
+        (void)macroValues_[i].assign(value_.data(), n);
+    }
+
+    void endEntry() noexcept {
+        if (entry_ == Entry::kRecord && record_ != nullptr) {
+            if (fieldMaskOut_ != nullptr) *fieldMaskOut_ |= mask_;
+            record_->splitAuthors();
+            record_->deriveAge(list_);
+            record_ = nullptr;
+        }
+        state_ = State::kOutside;
+    }
+
+    void endOpenEntry() noexcept {
+        switch (state_) {
+            case State::kOutside: return;
+            case State::kType:
+            case State::kSkipped: state_ = State::kOutside; return;
+            case State::kValue:
+            case State::kBraced:
+            case State::kQuoted:
+            case State::kBare:
+            case State::kAfterPart: endField(0); break;
+            default: break;
+        }
+        endEntry();
+    }
+
+    const VroImportFormat& format_;
+    VroPublicationList& list_;
+    uint32_t* fieldMaskOut_;
+    ResultCode failure_ = kResultOk;
+    State state_ = State::kOutside;
+    Entry entry_ = Entry::kRecord;
+    ShortName type_;
+    bool typeEnded_ = false;
+    char16_t open_ = u'{';
+    char16_t close_ = u'}';
+    uint32_t depth_ = 0;
+    ShortName name_;
+    ShortName word_;
+    VroFieldHandler handler_ = nullptr;
+    bool collecting_ = false;
+    bool valueFull_ = false;
+    bool presenceOnly_ = false;  // until the first character that is not white space
+    XpString16 value_;
+    VroPublication* record_ = nullptr;
+    uint32_t records_ = 0;
+    uint32_t mask_ = 0;
+    struct Known {
+        ShortName name;
+        VroFieldHandler handler = nullptr;
+        bool filled = false;
+    };
+    static constexpr uint32_t kKnownSlots = 61;
+    Known known_[kKnownSlots];
+    ShortName macroNames_[kMaxMacros];
+    XpString16 macroValues_[kMaxMacros];
+    uint32_t macroCount_ = 0;
+};
+
+}  // namespace
+
+bool isBibTeXEntryLine(const char16_t* text, uint32_t length) noexcept {
+    uint32_t i = 0;
+    while (i < length && isAsciiWhiteSpace(text[i])) ++i;
+    if (i == length || text[i] != u'@') return false;
+    const uint32_t type = ++i;
+    while (i < length && isLetter(text[i])) ++i;
+    if (i == type) return false;
+    while (i < length && isAsciiWhiteSpace(text[i])) ++i;
+    return i < length && (text[i] == u'{' || text[i] == u'(');
+}
+
+ResultCode probeBibTeX(const XpString16& line, bool* accepted) noexcept {
+    const char16_t* text = line.data();
+    uint32_t length = line.length();
+    if (isBibTeXEntryLine(text, length)) {
+        *accepted = true;
+        return kResultOk;
+    }
+    while (length > 0 && isAsciiWhiteSpace(text[length - 1])) --length;
+    while (length > 0 && isAsciiWhiteSpace(*text)) ++text, --length;
+    *accepted = length == 6 && std::char_traits<char16_t>::compare(text, u"Scopus", 6) == 0;
+    return kResultOk;
+}
+
+ResultCode readBibTeXRecords(const VroImportFormat& format, XpTextReader* reader, XpString16& line,
+                             VroPublicationList& list, uint32_t* fieldMaskOut) noexcept {
+    if (fieldMaskOut != nullptr) *fieldMaskOut = 0;
+    if (reader == nullptr || line.empty()) return kErrInvalidArgument;
+    // The macros make the reader large: it lives on the heap.
+    BibTeXReader* bib = new (std::nothrow) BibTeXReader(format, list, fieldMaskOut);
+    if (bib == nullptr) return kErrNoMemory;
+    static constexpr char16_t kLineEnd[] = u"\n";
+    bib->feed(line.data(), line.end());
+    bib->feed(kLineEnd, kLineEnd + 1);
+    // BibTeX is written in UTF-8 today: without a byte-order mark the lines
+    // after the first are read as UTF-8, up to a byte that UTF-8 cannot
+    // decode; from there on the fallback code page reads them, so that an
+    // older file in a single-byte code page still reads to its end.
+    bool utf8 = false;
+    if (reader->encoding() != nullptr && reader->encoding()->codePage() == kFallbackCodePage &&
+        !reader->carriageReturnLines())
+        utf8 = reader->setEncoding(kUtf8CodePage) == kResultOk;
+    while (bib->failure() == kResultOk) {
+        const ResultCode rc = reader->readLine(line, kImportLineLimit, u'\n');
+        if (rc == kResultOk) {
+            bib->lineStart(line.data(), line.length());
+            bib->feed(line.data(), line.end());
+            continue;
+        }
+        if (rc == kErrEndOfFile || !utf8 || reader->setEncoding(kFallbackCodePage) != kResultOk) break;
+        utf8 = false;
+    }
+    const ResultCode rc = bib->finish();
+    delete bib;
+    return rc;
+}

@@ -1,0 +1,201 @@
+// Field notes: names, units and meanings of the values of varoreport's rows.
+#include "report/field_notes.h"
+
+#include <cstring>
+#include <iterator>
+
+#include "model/publication.h"
+
+const char* const kFieldGroupNames[kFieldGroupCount] = {"Counts",     "Hirsch family", "Egghe",       "Contemporary",
+                                                        "Individual", "Age-weighted",  "Rates"};
+
+constexpr VroFieldNote kFieldNotes[kFieldNoteCount] = {
+    {1, kGroupCounts, "Papers", "papers", "Publications taking part in the metrics."},
+    {2, kGroupCounts, "Citations", "citations", "Sum of the citation counts."},
+    {kI10Position, kGroupCounts, "i10-index", "papers", "Papers with at least 10 citations."},
+    {3, kGroupCounts, "Estimated citations", "citations",
+     "Sum of the source's own estimates where it gives one, else of the counts."},
+    {21, kGroupCounts, "First year", "year", "Earliest publication year (0: no dated paper)."},
+    {22, kGroupCounts, "Last year", "year", "Latest publication year (0: no dated paper)."},
+    {23, kGroupCounts, "Reference year", "year", "Year of the calculation; ages count up to it."},
+    {24, kGroupCounts, "Citing years", "years", "Age in years of the oldest dated paper."},
+    {6, kGroupCounts, "Citations per paper", "citations/paper", "Mean citations per paper."},
+    {7, kGroupCounts, "Median citations per paper", "citations/paper", "Middle value of the papers' citation counts."},
+    {8, kGroupCounts, "Most frequent citation count", "citations",
+     "The count most papers have; none when several tie."},
+    {13, kGroupCounts, "Authors per paper", "authors/paper", "Mean number of authors per paper (counted up to 50)."},
+    {14, kGroupCounts, "Median authors per paper", "authors/paper", "Middle value of the papers' author counts."},
+    {15, kGroupCounts, "Most frequent author count", "authors",
+     "The author count most papers have; none when several tie."},
+    {9, kGroupCounts, "Papers per author", "papers", "Each paper counted as one over its number of authors, summed."},
+    {10, kGroupCounts, "Citations per author", "citations",
+     "Each paper's citations over its number of authors, summed."},
+    {25, kGroupHirsch, "h-index", "papers", "The largest h such that h papers have at least h citations each."},
+    {26, kGroupHirsch, "Hirsch a", "ratio", "All citations over h squared."},
+    {27, kGroupHirsch, "Hirsch m", "per year", "h over the citing years."},
+    {4, kGroupHirsch, "Citations in the h-core", "citations", "Citations of the h most cited papers."},
+    {28, kGroupHirsch, "h coverage", "share", "Share of all citations that the h-core holds (1 = all)."},
+    {35, kGroupHirsch, "Normalised h", "ratio", "h over the number of papers."},
+    {44, kGroupHirsch, "e-index", "index", "Square root of the h-core's citations beyond h squared."},
+    {29, kGroupEgghe, "g-index", "papers",
+     "The largest g such that the top g papers together have at least g squared citations."},
+    {30, kGroupEgghe, "g/h", "ratio", "g over h."},
+    {5, kGroupEgghe, "Citations in the g-core", "citations", "Citations of the g most cited papers."},
+    {31, kGroupEgghe, "g coverage", "share", "Share of all citations that the g-core holds (1 = all)."},
+    {32, kGroupContemporary, "hc-index", "papers",
+     "h-index over the scores 4 × citations / age, so recent work weighs more."},
+    {33, kGroupContemporary, "ac", "ratio", "Sum of the scores over hc squared."},
+    {34, kGroupContemporary, "Score total", "score", "Sum of the dated papers' contemporary scores."},
+    {40, kGroupIndividual, "hI (Batista)", "index", "h squared over the authors of the h-core papers."},
+    {41, kGroupIndividual, "hI, normalised", "papers", "h-index over each paper's citations divided by its authors."},
+    {42, kGroupIndividual, "hI, annual", "per year", "Normalised hI over the citing years."},
+    {43, kGroupIndividual, "hm-index", "papers", "h-index with each paper counted as one over its number of authors."},
+    {37, kGroupAgeWeighted, "AWCR", "citations/year",
+     "Age-weighted citation rate: each paper's citations over its age, summed."},
+    {38, kGroupAgeWeighted, "AW-index", "index", "Square root of the AWCR."},
+    {39, kGroupAgeWeighted, "AWCR per author", "citations/year",
+     "The AWCR with each paper's citations divided by its authors."},
+    {36, kGroupAgeWeighted, "hA-index", "papers", "h-index over each paper's citations per year."},
+    {12, kGroupRates, "Citations per year", "citations/year", "All citations over the citing years."},
+    {11, kGroupRates, "Citations per author per year", "citations/year",
+     "Citations per author over the citing years."},
+    {16, kGroupRates, "Papers cited 1+ times a year", "papers", "Papers with at least 1 citation per year of age."},
+    {17, kGroupRates, "Papers cited 2+ times a year", "papers", "Papers with at least 2 citations per year of age."},
+    {18, kGroupRates, "Papers cited 5+ times a year", "papers", "Papers with at least 5 citations per year of age."},
+    {19, kGroupRates, "Papers cited 10+ times a year", "papers", "Papers with at least 10 citations per year of age."},
+    {20, kGroupRates, "Papers cited 20+ times a year", "papers", "Papers with at least 20 citations per year of age."},
+};
+
+namespace {
+
+// Every named field but the version (position 0) has exactly one note.
+constexpr bool notesCoverRecord() {
+    for (uint32_t position = 1; position < kMetricsSchemaRows; ++position) {
+        int found = 0;
+        for (const VroFieldNote& note : kFieldNotes) found += note.position == position ? 1 : 0;
+        if (found != 1) return false;
+    }
+    return true;
+}
+static_assert(notesCoverRecord(), "one note per named field of the record");
+
+constexpr const char* kScaleSuffixes[] = {"_1000", "_100", "_10"};
+
+uint32_t suffixLength(const char* name) noexcept {
+    const size_t length = std::strlen(name);
+    for (const char* suffix : kScaleSuffixes) {
+        const size_t n = std::strlen(suffix);
+        if (length > n && std::strcmp(name + length - n, suffix) == 0) return uint32_t(n);
+    }
+    return 0;
+}
+
+}  // namespace
+
+uint32_t fieldDecimals(const VroMetricsSchemaRow& row) noexcept {
+    const uint32_t suffix = suffixLength(row.snakeName);
+    return suffix == 0 ? 0 : suffix - 2;  // "_10" one place, "_100" two, "_1000" three
+}
+
+uint32_t readableNameLength(const VroMetricsSchemaRow& row) noexcept {
+    return uint32_t(std::strlen(row.snakeName)) - suffixLength(row.snakeName);
+}
+
+char* putDecimal(char* p, uint32_t value, uint32_t decimals) noexcept {
+    char digits[16];
+    int n = 0;
+    do {
+        digits[n++] = char('0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    // At least one digit before the point: 5 with two places is "0.05".
+    while (n <= int(decimals)) digits[n++] = '0';
+    while (n > 0) {
+        if (uint32_t(n) == decimals) *p++ = '.';
+        *p++ = digits[--n];
+    }
+    return p;
+}
+
+namespace {
+
+// The columns around the record's fields, which the page shows in its own way.
+struct ColumnNote {
+    const char* column;
+    const char* unit;
+    const char* meaning;
+};
+
+constexpr ColumnNote kLeadingColumns[] = {
+    {"file", "text", "The export as named on the command line; \"-\" is standard input."},
+    {"format", "text", "The import format that read it."},
+    {"publications", "records", "Publications imported, those not taking part in the metrics included."},
+};
+constexpr ColumnNote kVersionColumn = {"metrics_version", "number", "Version of the metrics record."};
+constexpr ColumnNote kTrailingColumns[] = {
+    {"authors_0 .. authors_50", "papers",
+     "Papers by number of authors, authors_50 also counting more (json: the array authors)."},
+    {"error", "text", "Why the export could not be read; empty when it was."},
+};
+
+const VroFieldNote* noteOf(uint32_t position) noexcept {
+    for (const VroFieldNote& note : kFieldNotes)
+        if (note.position == position) return &note;
+    return nullptr;
+}
+
+}  // namespace
+
+void writeFieldList(FILE* out, bool storedValues) noexcept {
+    int nameWidth = 6, unitWidth = 4;
+    const auto widen = [&](int name, const char* unit) {
+        nameWidth = name > nameWidth ? name : nameWidth;
+        unitWidth = int(std::strlen(unit)) > unitWidth ? int(std::strlen(unit)) : unitWidth;
+    };
+    for (const ColumnNote& c : kLeadingColumns) widen(int(std::strlen(c.column)), c.unit);
+    for (const ColumnNote& c : kTrailingColumns) widen(int(std::strlen(c.column)), c.unit);
+    for (const VroFieldNote& note : kFieldNotes) {
+        if (note.position >= kMetricsSchemaRows) continue;
+        const VroMetricsSchemaRow& row = kMetricsSchema[note.position];
+        widen(int(storedValues ? std::strlen(row.snakeName) : readableNameLength(row)), note.unit);
+    }
+    if (storedValues) unitWidth += 6;  // " x1000"
+    const auto line = [&](const char* column, int length, const char* unit, const char* name, const char* meaning) {
+        std::fprintf(out, "%-*.*s  %-*s  %s%s%s\n", nameWidth, length, column, unitWidth, unit, name ? name : "",
+                     name ? ": " : "", meaning);
+    };
+    line("column", 6, "unit", nullptr, "meaning");
+    for (const ColumnNote& c : kLeadingColumns) line(c.column, int(std::strlen(c.column)), c.unit, nullptr, c.meaning);
+    line(kVersionColumn.column, int(std::strlen(kVersionColumn.column)), kVersionColumn.unit, nullptr,
+         kVersionColumn.meaning);
+    for (uint32_t position = 1; position < kMetricsSchemaRows; ++position) {
+        const VroMetricsSchemaRow& row = kMetricsSchema[position];
+        const VroFieldNote* note = noteOf(position);
+        const uint32_t decimals = fieldDecimals(row);
+        char unit[48];
+        if (decimals != 0 && storedValues)
+            std::snprintf(unit, sizeof unit, "%s x%s", note->unit, decimals == 3 ? "1000" : decimals == 2 ? "100" : "10");
+        else
+            std::snprintf(unit, sizeof unit, "%s", note->unit);
+        line(row.snakeName, int(storedValues ? std::strlen(row.snakeName) : readableNameLength(row)), unit, note->name,
+             note->explanation);
+    }
+    const VroFieldNote* i10 = noteOf(kI10Position);
+    line(kI10Name, int(std::strlen(kI10Name)), i10->unit, i10->name, i10->explanation);
+    for (const ColumnNote& c : kTrailingColumns) line(c.column, int(std::strlen(c.column)), c.unit, nullptr, c.meaning);
+}
+
+uint32_t countWithCitations(const VroPublicationList& list, uint32_t minimum) noexcept {
+    uint32_t count = 0;
+    if (list.keepsNumbersOnly()) {
+        const VroPublicationNumbers* numbers = list.numbers();
+        for (uint32_t i = 0; numbers && i < list.numbersCount(); ++i)
+            count += numbers[i].Use >= 1 && numbers[i].Cites >= minimum ? 1 : 0;
+        return count;
+    }
+    for (uint32_t i = 0; i < list.count(); ++i) {
+        const VroPublication* p = list.at(i);
+        if (p && p->Use >= 1 && p->Cites >= minimum) ++count;
+    }
+    return count;
+}

@@ -1,0 +1,99 @@
+// BibTeX: the real exports of Scopus, Web of Science and a source without
+// counts against the figures of their provenance, the plain text a value
+// gives, the first lines that start an entry, and the line varoreport
+// writes for an export without counts.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <vector>
+
+#include "import/bibtex_importer.h"
+#include "import/import_driver.h"
+#include "import/import_formats.h"
+#include "import/tex_text.h"
+#include "metrics/metrics_calc.h"
+#include "model/metrics_record.h"
+#include "model/publication.h"
+#include "tests/support/support.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+const fs::path kReal = VARO_REAL_DATA_DIR;
+
+TEST(BibTeX, RealExportsGiveTheFiguresOfTheirProvenance) {
+    if (!fs::is_directory(kReal)) GTEST_SKIP() << "real export folder absent: " << kReal;
+    int cases = 0;
+    for (const std::vector<std::string>& row : vt::tableOf("real/bibtex.txt")) {
+        SCOPED_TRACE(row.at(0));
+        ASSERT_TRUE(fs::exists(kReal / row[0])) << "listed but absent";
+        VroPublicationList list;
+        XpString filter;
+        ASSERT_EQ(importPublications((kReal / row[0]).c_str(), list, nullptr, filter, nullptr), 0);
+        EXPECT_STREQ(filter.data(), "BibTeX");
+        VroMetrics metrics;
+        resetMetrics(metrics);
+        const MetricsCalcOptions options{50};
+        computeMetrics(list, &metrics, &options, 0);
+        EXPECT_EQ(list.count(), std::stoul(row.at(1)));
+        EXPECT_EQ(metrics.totalCites, std::stoul(row.at(2)));
+        EXPECT_EQ(metrics.hIndex, std::stoul(row.at(3)));
+        EXPECT_EQ(list.countWithStatus(kStatusCountGiven), row.at(4) == "yes" ? list.count() : 0u);
+        ++cases;
+    }
+    EXPECT_EQ(cases, 9);
+}
+
+TEST(BibTeX, ValuesBecomePlainTextAsInTestsDataTexText) {
+    int cases = 0;
+    for (const std::vector<std::string>& row : vt::tableOf("import/tex-text.txt")) {
+        SCOPED_TRACE(row.at(1));
+        const TexMode mode = row[0] == "names" ? TexMode::kNames
+                             : row[0] == "verbatim" ? TexMode::kVerbatim
+                                                    : TexMode::kText;
+        XpString16 value;
+        ASSERT_EQ(value.assign(row[1].data(), uint32_t(row[1].size())), 0);
+        const uint32_t n = texToPlainText(value.data(), value.length(), mode);
+        EXPECT_EQ(value.data()[n], 0);
+        value.setLength(n);
+        XpString got;
+        (void)got.assign(value.data(), value.length());
+        EXPECT_EQ(std::string(got.data()), row.at(2));
+        ++cases;
+    }
+    EXPECT_GT(cases, 15);
+}
+
+TEST(BibTeX, FirstLinesThatStartTheImport) {
+    const struct { const char16_t* line; bool accepted; } cases[] = {
+        {u"@article{key,", true}, {u"  @ARTICLE {key,", true}, {u"@book(key,", true}, {u"Scopus", true},
+        {u" Scopus ", true},      {u"@{key,", false},           {u"@ article{", false}, {u"@article key", false},
+        {u"Scopus export", false}, {u"scopus", false},          {u"% @article{", false},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(vt::narrow(c.line));
+        XpString16 line;
+        ASSERT_EQ(line.assign(c.line), 0);
+        bool accepted = !c.accepted;
+        EXPECT_EQ(probeBibTeX(line, &accepted), 0);
+        EXPECT_EQ(accepted, c.accepted);
+    }
+}
+
+TEST(BibTeX, ExportWithoutCountsGetsTheNoCountsLine) {
+    const fs::path file = kReal / "bibtex-nocites/Wilson008__LLMinMDE2025__ScienceDirect_citations.bib";
+    if (!fs::exists(file)) GTEST_SKIP() << "absent: " << file;
+    const char* hint = nullptr;
+    for (const VroImportFormat& format : kImportFormats)
+        if (std::string(format.name) == "BibTeX") hint = format.countHint;
+    ASSERT_NE(hint, nullptr);
+    vt::TempDir dir;
+    const vt::Run r = vt::runProgram(VARO_REPORT_EXE, {"-q", "--year", "2026", file.string()}, dir.path);
+    EXPECT_EQ(r.status, 0);
+    EXPECT_EQ(r.err, "varoreport: " + file.string() + ": no citation counts in this BibTeX export (" + hint + ")\n");
+    EXPECT_NE(r.out.find(",BibTeX,100,"), std::string::npos);
+}
+
+}  // namespace
