@@ -473,6 +473,9 @@ ResultCode readJsonExport(const VroImportFormat& format, VroInputStream& input, 
     sj::parser parser;
     size_t linesBefore = 1;  // the line the buffer starts on
     size_t readSize = kReadBlock;
+    // The parser's capacity only grows, in whole blocks: sized anew for each
+    // window it would give its index arrays back and fault them in again.
+    size_t batch = 0;
     bool ended = false;
     ResultCode result = kResultOk;
     for (;;) {
@@ -501,7 +504,7 @@ ResultCode readJsonExport(const VroImportFormat& format, VroInputStream& input, 
         size_t consumed = window;
         if (!onlyWhiteSpace(bytes, bytes + window)) {
             sj::document_stream stream;
-            const size_t batch = std::max(window, size_t(simdjson::dom::MINIMAL_BATCH_SIZE));
+            batch = std::max(batch, (window + kReadBlock - 1) / kReadBlock * kReadBlock);
             error_code error = parser.iterate_many(bytes, window, batch).get(stream);
             size_t failedAt = 0;
             if (error == simdjson::SUCCESS) {
