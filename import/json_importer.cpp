@@ -81,6 +81,26 @@ error_code objectOf(sj::value value, sj::object& out, bool& isObject) noexcept {
     return isObject ? value.get_object().get(out) : simdjson::SUCCESS;
 }
 
+// Calls visit(key, value, stop) for each member of an object value in
+// document order, until it fails or sets stop; anything but an object has
+// no members.
+template <class Visit>
+error_code forEachMember(sj::value value, Visit&& visit) noexcept {
+    sj::object object;
+    bool isObject = false;
+    if (auto e = objectOf(value, object, isObject); e || !isObject) return e;
+    for (auto field : object) {
+        std::string_view key;
+        if (auto e = field.unescaped_key().get(key)) return e;
+        sj::value v;
+        if (auto e = field.value().get(v)) return e;
+        bool stop = false;
+        if (auto e = visit(key, v, stop)) return e;
+        if (stop) break;
+    }
+    return simdjson::SUCCESS;
+}
+
 // The text of the member key of an object value (one level).
 error_code memberText(sj::value value, std::string_view key, std::string_view& out) noexcept {
     sj::object object;
@@ -280,15 +300,12 @@ private:
         }
         if (key == "authorships" || key == "author" || key == "authors") return readAuthors(v, key, authors);
         if (key == "primary_location") {
-            sj::object location;
-            bool isObject = false;
-            if (auto e = objectOf(v, location, isObject); e || !isObject) return e;
-            for (auto field : location) {
-                std::string_view k;
-                if (auto e = field.unescaped_key().get(k)) return e;
-                if (k == "source") return memberText(field.value(), "display_name", work.container);
-            }
-            return simdjson::SUCCESS;
+            // Its first source only.
+            return forEachMember(v, [&](std::string_view k, sj::value location, bool& stop) {
+                if (k != "source") return simdjson::SUCCESS;
+                stop = true;
+                return memberText(location, "display_name", work.container);
+            });
         }
         if (key == "container-title") return firstTextOf(v, work.container);
         if (key == "venue") return textOf(v, work.venue);
@@ -303,21 +320,14 @@ private:
         if (key == "issued") return dateYear(v, work.issuedYear);
         if (key == "published") return dateYear(v, work.publishedYear);
         if (key == "biblio") {
-            sj::object biblio;
-            bool isObject = false;
-            if (auto e = objectOf(v, biblio, isObject); e || !isObject) return e;
-            for (auto field : biblio) {
-                std::string_view k;
-                if (auto e = field.unescaped_key().get(k)) return e;
+            return forEachMember(v, [&](std::string_view k, sj::value part, bool&) {
                 std::string_view* slot = k == "volume"       ? &work.volume
                                          : k == "issue"      ? &work.issue
                                          : k == "first_page" ? &work.firstPage
                                          : k == "last_page"  ? &work.lastPage
                                                              : nullptr;
-                if (slot != nullptr) {
-                    if (auto e = textOf(field.value(), *slot)) return e;
-                }
-            }
+                return slot != nullptr ? textOf(part, *slot) : simdjson::SUCCESS;
+            });
         }
         return simdjson::SUCCESS;
     }
