@@ -100,13 +100,12 @@ void writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
 
 // --- csv ---
 
-template <bool kStored>
-ResultCode csvFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
+ResultCode csvHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     if (frame.grouped) out->writeText("group_key,group_name,");
     out->writeText("file,format,publications");
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         out->writeText(",", 1);
-        out->writeText(row.snakeName, columnNameLength(row, kStored));
+        out->writeText(row.snakeName, columnNameLength(row, frame.storedValues));
     }
     out->writeText(",", 1);
     out->writeText(kI10Name);
@@ -114,9 +113,6 @@ ResultCode csvFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     out->writeText(frame.merged ? ",error,exports,publications_read,duplicates_merged\n" : ",error\n");
     return kResultOk;
 }
-
-template <bool kStored>
-ResultCode csvHead(XpTextWriter* out) noexcept { return csvFramedHead<kStored>(VroRowFrame{}, out); }
 
 // The columns a frame puts before a row.
 void csvGroupColumns(const VroRowFrame& frame, XpTextWriter* out) noexcept {
@@ -141,9 +137,8 @@ uint32_t publicationsOf(const VroRowFrame& frame, const VroPublicationList& list
     return frame.publications != kPublicationsFromList ? frame.publications : list.count();
 }
 
-template <bool kStored>
-ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
-                          const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
+ResultCode csvInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
+                    const VroPublicationList& list, const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
     csvGroupColumns(frame, out);
     writeCsvText(out, label, false);
     out->writeText(",", 1);
@@ -154,7 +149,7 @@ ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const
     p = putUnsigned(p, publicationsOf(frame, list));
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         *p++ = ',';
-        (void)putField(p, m, row, kStored);
+        (void)putField(p, m, row, frame.storedValues);
     }
     *p++ = ',';
     p = putUnsigned(p, countWithCitations(list, 10));
@@ -169,14 +164,8 @@ ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const
     return kResultOk;
 }
 
-template <bool kStored>
-ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                    const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    return csvFramedInput<kStored>(VroRowFrame{}, label, formatName, list, m, out);
-}
-
-ResultCode csvFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
-                            XpTextWriter* out) noexcept {
+ResultCode csvFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
+                      XpTextWriter* out) noexcept {
     csvGroupColumns(frame, out);
     writeCsvText(out, label, false);
     // format, publications, the named fields and the histogram stay empty.
@@ -186,10 +175,6 @@ ResultCode csvFramedFailure(const VroRowFrame& frame, const char16_t* label, con
     writeCsvNarrow(out, message);
     out->writeText(frame.merged ? ",,,\n" : "\n");
     return kResultOk;
-}
-
-ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
-    return csvFramedFailure(VroRowFrame{}, label, message, out);
 }
 
 // --- json ---
@@ -203,9 +188,8 @@ void jsonGroupKeys(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     out->writeText(",", 1);
 }
 
-template <bool kStored>
-ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
-                           const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
+ResultCode jsonInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
+                     const VroPublicationList& list, const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
     out->writeText("{", 1);
     jsonGroupKeys(frame, out);
     out->writeText("\"file\":");
@@ -221,12 +205,12 @@ ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, cons
         // Schema names are plain ASCII identifiers: no escaping needed.
         *p++ = ',';
         *p++ = '"';
-        const uint32_t length = columnNameLength(row, kStored);
+        const uint32_t length = columnNameLength(row, frame.storedValues);
         std::memcpy(p, row.snakeName, length);
         p += length;
         *p++ = '"';
         *p++ = ':';
-        if (!putField(p, m, row, kStored)) {
+        if (!putField(p, m, row, frame.storedValues)) {
             std::memcpy(p, "null", 4);
             p += 4;
         }
@@ -258,14 +242,8 @@ ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, cons
     return kResultOk;
 }
 
-template <bool kStored>
-ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                     const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    return jsonFramedInput<kStored>(VroRowFrame{}, label, formatName, list, m, out);
-}
-
-ResultCode jsonFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
-                             XpTextWriter* out) noexcept {
+ResultCode jsonFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
+                       XpTextWriter* out) noexcept {
     out->writeText("{", 1);
     jsonGroupKeys(frame, out);
     out->writeText("\"file\":");
@@ -276,25 +254,17 @@ ResultCode jsonFramedFailure(const VroRowFrame& frame, const char16_t* label, co
     return kResultOk;
 }
 
-ResultCode jsonFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
-    return jsonFramedFailure(VroRowFrame{}, label, message, out);
-}
-
-ResultCode jsonFramedHead(const VroRowFrame&, XpTextWriter*) noexcept { return kResultOk; }
-
 // --- papers ---
 
-ResultCode papersFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
+ResultCode papersHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     if (frame.grouped) out->writeText("group_key,group_name,");
     out->writeText("file,rank,year,cites,authors,age,cites_per_year_100,cites_per_author,in_h_core,use,title");
     out->writeText(frame.merged ? ",found_in\n" : "\n");
     return kResultOk;
 }
 
-ResultCode papersHead(XpTextWriter* out) noexcept { return papersFramedHead(VroRowFrame{}, out); }
-
-ResultCode papersFramedInput(const VroRowFrame& frame, const char16_t* label, const char*,
-                             const VroPublicationList& list, const VroMetrics&, XpTextWriter* out) noexcept {
+ResultCode papersInput(const VroRowFrame& frame, const char16_t* label, const char*, const VroPublicationList& list,
+                       const VroMetrics&, const char*, XpTextWriter* out) noexcept {
     for (uint32_t i = 0; i < list.count() && out->failure() == kResultOk; ++i) {
         const VroPublication* pub = list.at(i);
         if (!pub) continue;
@@ -334,33 +304,23 @@ ResultCode papersFramedInput(const VroRowFrame& frame, const char16_t* label, co
     return kResultOk;
 }
 
-ResultCode papersInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                       const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    return papersFramedInput(VroRowFrame{}, label, formatName, list, m, out);
-}
-
-ResultCode papersFramedFailure(const VroRowFrame& frame, const char16_t* label, const char*,
-                               XpTextWriter* out) noexcept {
+ResultCode papersFailure(const VroRowFrame& frame, const char16_t* label, const char*, XpTextWriter* out) noexcept {
     csvGroupColumns(frame, out);
     writeCsvText(out, label, false);
     out->writeText(frame.merged ? ",,,,,,,,,,,\n" : ",,,,,,,,,,\n");
     return kResultOk;
 }
 
-ResultCode papersFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
-    return papersFramedFailure(VroRowFrame{}, label, message, out);
-}
-
 // --- html ---
 
-ResultCode htmlHead(XpTextWriter* out) noexcept { return writeHtmlHead(out, "Citation metrics"); }
+ResultCode htmlHead(const VroRowFrame&, XpTextWriter* out) noexcept { return writeHtmlHead(out, "Citation metrics"); }
 
-ResultCode htmlInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
+ResultCode htmlInput(const VroRowFrame&, const char16_t* label, const char* formatName, const VroPublicationList& list,
                      const VroMetrics& metrics, const char* noCountsHint, XpTextWriter* out) noexcept {
     return writeHtmlSection(out, VroHtmlSection{label, formatName, &list, &metrics, noCountsHint});
 }
 
-ResultCode htmlFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+ResultCode htmlFailure(const VroRowFrame&, const char16_t* label, const char* message, XpTextWriter* out) noexcept {
     return writeHtmlFailedSection(out, label, message);
 }
 
@@ -369,32 +329,11 @@ ResultCode htmlTail(XpTextWriter* out) noexcept { return writeHtmlFoot(out); }
 }  // namespace
 
 const VroReportFormat kReportFormats[kReportFormatCount] = {
-    {"csv", csvHead<false>, csvInput<false>, csvFailure, nullptr, false, csvFramedHead<false>, csvFramedInput<false>,
-     csvFramedFailure},
-    {"json", nullptr, jsonInput<false>, jsonFailure, nullptr, false, jsonFramedHead, jsonFramedInput<false>,
-     jsonFramedFailure},
-    {"papers", papersHead, papersInput, papersFailure, nullptr, true, papersFramedHead, papersFramedInput,
-     papersFramedFailure},
-    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true, nullptr, nullptr, nullptr},
+    {"csv", csvHead, csvInput, csvFailure, nullptr, false, false},
+    {"json", nullptr, jsonInput, jsonFailure, nullptr, false, false},
+    {"papers", papersHead, papersInput, papersFailure, nullptr, true, false},
+    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true, true},
 };
-
-namespace {
-
-// csv and json with the stored integers under their schema names.
-const VroReportFormat kStoredValueFormats[] = {
-    {"csv", csvHead<true>, csvInput<true>, csvFailure, nullptr, false, csvFramedHead<true>, csvFramedInput<true>,
-     csvFramedFailure},
-    {"json", nullptr, jsonInput<true>, jsonFailure, nullptr, false, jsonFramedHead, jsonFramedInput<true>,
-     jsonFramedFailure},
-};
-
-}  // namespace
-
-const VroReportFormat* withStoredValues(const VroReportFormat* format) noexcept {
-    for (const VroReportFormat& stored : kStoredValueFormats)
-        if (format && std::strcmp(format->name, stored.name) == 0) return &stored;
-    return format;
-}
 
 const VroReportFormat* findReportFormat(const char* name) noexcept {
     if (!name) return nullptr;

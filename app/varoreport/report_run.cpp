@@ -98,6 +98,7 @@ VroRowFrame runFrame(const ReportRun& run) noexcept {
     VroRowFrame frame;
     frame.grouped = run.by != 0;
     frame.merged = run.merge;
+    frame.storedValues = run.storedValues;
     return frame;
 }
 
@@ -166,9 +167,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
     if (writer) {
         if (rc != kResultOk) {
             const char* message = slot.message.empty() ? resultMessage(rc) : slot.message.data();
-            rowsCode = run.format->writeFramedFailure
-                           ? run.format->writeFramedFailure(frame, slot.label.data(), message, writer.get())
-                           : run.format->writeFailure(slot.label.data(), message, writer.get());
+            rowsCode = run.format->writeFailure(frame, slot.label.data(), message, writer.get());
         } else {
             std::unique_ptr<const VroPublication*[]> used(new (std::nothrow)
                                                               const VroPublication*[list->count() + 1]);
@@ -206,13 +205,7 @@ void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexc
     if (rc == kResultOk) rc = importAndCalculate(input.path.c_str(), list, filterName, metrics, run.now, &details);
     slot.importCode = rc;
     if (rc != kResultOk) noteFailure(rc, details, slot.message);
-    // Not one record met a count field: the export carries none at all,
-    // which is not the same as uncited works.
-    if (rc == kResultOk && details.format != nullptr && list.count() != 0 &&
-        list.countWithStatus(kStatusCountGiven) == 0) {
-        slot.noCountsFormat = details.format->name;
-        slot.noCountsHint = details.format->countHint != nullptr ? details.format->countHint : "";
-    }
+    if (rc == kResultOk) noteMissingCounts(details, list, slot);
 
     XpHolder<XpTextWriter> writer;
     ResultCode rowsCode = openTextWriterOnMemory(&slot.rows, &writer);
@@ -221,10 +214,10 @@ void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexc
     if (rowsCode == kResultOk) {
         if (rc != kResultOk) {
             const char* message = slot.message.empty() ? resultMessage(rc) : slot.message.data();
-            rowsCode = run.format->writeFailure(label.data(), message, writer.get());
+            rowsCode = run.format->writeFailure(runFrame(run), label.data(), message, writer.get());
         } else {
-            rowsCode = run.format->writeInput(label.data(), filterName.data(), list, metrics, slot.noCountsHint,
-                                              writer.get());
+            rowsCode = run.format->writeInput(runFrame(run), label.data(), filterName.data(), list, metrics,
+                                              slot.noCountsHint, writer.get());
         }
         const ResultCode closed = writer->close();
         if (rowsCode == kResultOk) rowsCode = closed;
@@ -326,10 +319,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
     // A failure to write the output is kept by its writer; outputCode holds
     // one of an input's rows, which ends the run as well.
     ResultCode outputCode = kResultOk;
-    if (run.collates() && run.format->writeFramedHead)
-        outputCode = run.format->writeFramedHead(runFrame(run), out.get());
-    else if (run.format->writeHead)
-        outputCode = run.format->writeHead(out.get());
+    if (run.format->writeHead) outputCode = run.format->writeHead(runFrame(run), out.get());
     auto writing = [&] { return outputCode == kResultOk && out->failure() == kResultOk; };
 
     // The writing thread is one of the `jobs`: it reports inputs itself
@@ -422,7 +412,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
             for (size_t i = 0; i < inputs.size(); ++i)
                 exports.push_back(
                     {slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get(), &slots[i].groups});
-            outputCode = writeMerged(collatedRun(run), exports, out.get());
+            outputCode = writeMerged(collatedRun(run), runFrame(run), exports, out.get());
         } catch (const std::bad_alloc&) {
             outputCode = kErrNoMemory;
         }
