@@ -15,16 +15,14 @@ namespace {
 
 // Digits of 32-bit values, written forward into a caller's buffer; each
 // returns the position after the last character.
-char* putUnsigned(char* p, uint32_t value) noexcept {
-    char digits[10];
-    int n = 0;
-    do {
-        digits[n++] = char('0' + value % 10);
-        value /= 10;
-    } while (value != 0);
-    while (n > 0) *p++ = digits[--n];
-    return p;
+char* putUnsigned(char* p, uint32_t value) noexcept { return putDecimal(p, value, 0); }
+
+char* putText(char* p, const char* text, size_t length) noexcept {
+    std::memcpy(p, text, length);
+    return p + length;
 }
+
+char* putText(char* p, const char* text) noexcept { return putText(p, text, std::strlen(text)); }
 
 char* putSigned(char* p, int32_t value) noexcept {
     if (value >= 0) return putUnsigned(p, uint32_t(value));
@@ -197,44 +195,27 @@ ResultCode jsonInput(const VroRowFrame& frame, const char16_t* label, const char
     out->writeText(",\"format\":");
     writeJsonNarrow(out, formatName);
     char numbers[kNumbersRoom];
-    char* p = numbers;
-    static constexpr char kPublications[] = ",\"publications\":";
-    std::memcpy(p, kPublications, sizeof kPublications - 1);
-    p = putUnsigned(p + sizeof kPublications - 1, publicationsOf(frame, list));
+    char* p = putUnsigned(putText(numbers, ",\"publications\":"), publicationsOf(frame, list));
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         // Schema names are plain ASCII identifiers: no escaping needed.
         *p++ = ',';
         *p++ = '"';
-        const uint32_t length = columnNameLength(row, frame.storedValues);
-        std::memcpy(p, row.snakeName, length);
-        p += length;
+        p = putText(p, row.snakeName, columnNameLength(row, frame.storedValues));
         *p++ = '"';
         *p++ = ':';
-        if (!putField(p, m, row, frame.storedValues)) {
-            std::memcpy(p, "null", 4);
-            p += 4;
-        }
+        if (!putField(p, m, row, frame.storedValues)) p = putText(p, "null");
     }
-    static constexpr char kI10[] = ",\"i10\":";
-    std::memcpy(p, kI10, sizeof kI10 - 1);
-    p = putUnsigned(p + sizeof kI10 - 1, countWithCitations(list, 10));
-    static constexpr char kAuthors[] = ",\"authors\":[";
-    std::memcpy(p, kAuthors, sizeof kAuthors - 1);
-    p += sizeof kAuthors - 1;
+    p = putUnsigned(putText(p, ",\"i10\":"), countWithCitations(list, 10));
+    p = putText(p, ",\"authors\":[");
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
         if (b != 0) *p++ = ',';
         p = putUnsigned(p, m.authorHistogram[b]);
     }
     *p++ = ']';
     if (frame.merged) {
-        static constexpr const char* kPoolKeys[] = {",\"exports\":", ",\"publications_read\":",
-                                                   ",\"duplicates_merged\":"};
-        const uint32_t values[] = {frame.exports, frame.publicationsRead, frame.duplicatesMerged};
-        for (uint32_t k = 0; k < 3; ++k) {
-            const size_t length = std::strlen(kPoolKeys[k]);
-            std::memcpy(p, kPoolKeys[k], length);
-            p = putUnsigned(p + length, values[k]);
-        }
+        p = putUnsigned(putText(p, ",\"exports\":"), frame.exports);
+        p = putUnsigned(putText(p, ",\"publications_read\":"), frame.publicationsRead);
+        p = putUnsigned(putText(p, ",\"duplicates_merged\":"), frame.duplicatesMerged);
     }
     *p++ = '}';
     *p++ = '\n';
