@@ -124,65 +124,72 @@ struct ColumnNote {
     const char* column;
     const char* unit;
     const char* meaning;
+    bool afterFields;
 };
 
-constexpr ColumnNote kLeadingColumns[] = {
-    {"file", "text", "The export as named on the command line; \"-\" is standard input."},
-    {"format", "text", "The import format that read it."},
-    {"publications", "records", "Publications imported, those not taking part in the metrics included."},
-};
-constexpr ColumnNote kVersionColumn = {"metrics_version", "number", "Version of the metrics record."};
-constexpr ColumnNote kTrailingColumns[] = {
+constexpr ColumnNote kOuterColumns[] = {
+    {"file", "text", "The export as named on the command line; \"-\" is standard input.", false},
+    {"format", "text", "The import format that read it.", false},
+    {"publications", "records", "Publications imported, those not taking part in the metrics included.", false},
+    {"metrics_version", "number", "Version of the metrics record.", false},
     {"authors_0 .. authors_50", "papers",
-     "Papers by number of authors, authors_50 also counting more (json: the array authors)."},
-    {"error", "text", "Why the export could not be read; empty when it was."},
+     "Papers by number of authors, authors_50 also counting more (json: the array authors).", true},
+    {"error", "text", "Why the export could not be read; empty when it was.", true},
 };
 
-const VroFieldNote* noteOf(uint32_t position) noexcept {
+const VroFieldNote& noteOf(uint32_t position) noexcept {
     for (const VroFieldNote& note : kFieldNotes)
-        if (note.position == position) return &note;
-    return nullptr;
+        if (note.position == position) return note;
+    return kFieldNotes[0];  // not reached: every position has its note
 }
+
+// A line of the field list: a column, as many of its characters as are
+// shown, and what the list says of it.
+struct ListedColumn {
+    const char* column;
+    int length;
+    const char* unit;
+    const char* scale;  // a stored scaled field's factor ("100"), else ""
+    const char* name;   // for people: null for the columns around the fields
+    const char* meaning;
+};
 
 }  // namespace
 
 void writeFieldList(FILE* out, bool storedValues) noexcept {
-    int nameWidth = 6, unitWidth = 4;
-    const auto widen = [&](int name, const char* unit) {
-        nameWidth = name > nameWidth ? name : nameWidth;
-        unitWidth = int(std::strlen(unit)) > unitWidth ? int(std::strlen(unit)) : unitWidth;
+    ListedColumn columns[std::size(kOuterColumns) + kFieldNoteCount];
+    uint32_t count = 0;
+    const auto outer = [&](bool afterFields) {
+        for (const ColumnNote& c : kOuterColumns)
+            if (c.afterFields == afterFields)
+                columns[count++] = {c.column, int(std::strlen(c.column)), c.unit, "", nullptr, c.meaning};
     };
-    for (const ColumnNote& c : kLeadingColumns) widen(int(std::strlen(c.column)), c.unit);
-    for (const ColumnNote& c : kTrailingColumns) widen(int(std::strlen(c.column)), c.unit);
-    for (const VroFieldNote& note : kFieldNotes) {
-        if (note.position >= kMetricsSchemaRows) continue;
-        const VroMetricsSchemaRow& row = kMetricsSchema[note.position];
-        widen(int(storedValues ? std::strlen(row.snakeName) : readableNameLength(row)), note.unit);
-    }
-    if (storedValues) unitWidth += 6;  // " x1000"
-    const auto line = [&](const char* column, int length, const char* unit, const char* name, const char* meaning) {
-        std::fprintf(out, "%-*.*s  %-*s  %s%s%s\n", nameWidth, length, column, unitWidth, unit, name ? name : "",
-                     name ? ": " : "", meaning);
-    };
-    line("column", 6, "unit", nullptr, "meaning");
-    for (const ColumnNote& c : kLeadingColumns) line(c.column, int(std::strlen(c.column)), c.unit, nullptr, c.meaning);
-    line(kVersionColumn.column, int(std::strlen(kVersionColumn.column)), kVersionColumn.unit, nullptr,
-         kVersionColumn.meaning);
+    outer(false);
     for (uint32_t position = 1; position < kMetricsSchemaRows; ++position) {
         const VroMetricsSchemaRow& row = kMetricsSchema[position];
-        const VroFieldNote* note = noteOf(position);
-        const uint32_t decimals = fieldDecimals(row);
-        char unit[48];
-        if (decimals != 0 && storedValues)
-            std::snprintf(unit, sizeof unit, "%s x%s", note->unit, decimals == 3 ? "1000" : decimals == 2 ? "100" : "10");
-        else
-            std::snprintf(unit, sizeof unit, "%s", note->unit);
-        line(row.snakeName, int(storedValues ? std::strlen(row.snakeName) : readableNameLength(row)), unit, note->name,
-             note->explanation);
+        const VroFieldNote& note = noteOf(position);
+        const uint32_t shown = readableNameLength(row);
+        const char* factor = row.snakeName[shown] == '_' ? row.snakeName + shown + 1 : "";  // "_100": "100"
+        columns[count++] = {row.snakeName, int(storedValues ? std::strlen(row.snakeName) : shown), note.unit,
+                            storedValues ? factor : "", note.name, note.explanation};
     }
-    const VroFieldNote* i10 = noteOf(kI10Position);
-    line(kI10Name, int(std::strlen(kI10Name)), i10->unit, i10->name, i10->explanation);
-    for (const ColumnNote& c : kTrailingColumns) line(c.column, int(std::strlen(c.column)), c.unit, nullptr, c.meaning);
+    const VroFieldNote& i10 = noteOf(kI10Position);
+    columns[count++] = {kI10Name, int(std::strlen(kI10Name)), i10.unit, "", i10.name, i10.explanation};
+    outer(true);
+
+    int nameWidth = 6, unitWidth = 4;
+    for (const ListedColumn& c : columns) {
+        nameWidth = c.length > nameWidth ? c.length : nameWidth;
+        unitWidth = int(std::strlen(c.unit)) > unitWidth ? int(std::strlen(c.unit)) : unitWidth;
+    }
+    if (storedValues) unitWidth += 6;  // " x1000"
+    std::fprintf(out, "%-*s  %-*s  meaning\n", nameWidth, "column", unitWidth, "unit");
+    for (const ListedColumn& c : columns) {
+        char unit[48];
+        std::snprintf(unit, sizeof unit, "%s%s%s", c.unit, *c.scale ? " x" : "", c.scale);
+        std::fprintf(out, "%-*.*s  %-*s  %s%s%s\n", nameWidth, c.length, c.column, unitWidth, unit,
+                     c.name ? c.name : "", c.name ? ": " : "", c.meaning);
+    }
 }
 
 uint32_t countWithCitations(const VroPublicationList& list, uint32_t minimum) noexcept {

@@ -15,16 +15,14 @@ namespace {
 
 // Digits of 32-bit values, written forward into a caller's buffer; each
 // returns the position after the last character.
-char* putUnsigned(char* p, uint32_t value) noexcept {
-    char digits[10];
-    int n = 0;
-    do {
-        digits[n++] = char('0' + value % 10);
-        value /= 10;
-    } while (value != 0);
-    while (n > 0) *p++ = digits[--n];
-    return p;
+char* putUnsigned(char* p, uint32_t value) noexcept { return putDecimal(p, value, 0); }
+
+char* putText(char* p, const char* text, size_t length) noexcept {
+    std::memcpy(p, text, length);
+    return p + length;
 }
+
+char* putText(char* p, const char* text) noexcept { return putText(p, text, std::strlen(text)); }
 
 char* putSigned(char* p, int32_t value) noexcept {
     if (value >= 0) return putUnsigned(p, uint32_t(value));
@@ -100,13 +98,12 @@ void writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
 
 // --- csv ---
 
-template <bool kStored>
-ResultCode csvFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
+ResultCode csvHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     if (frame.grouped) out->writeText("group_key,group_name,");
     out->writeText("file,format,publications");
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         out->writeText(",", 1);
-        out->writeText(row.snakeName, columnNameLength(row, kStored));
+        out->writeText(row.snakeName, columnNameLength(row, frame.storedValues));
     }
     out->writeText(",", 1);
     out->writeText(kI10Name);
@@ -114,9 +111,6 @@ ResultCode csvFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     out->writeText(frame.merged ? ",error,exports,publications_read,duplicates_merged\n" : ",error\n");
     return kResultOk;
 }
-
-template <bool kStored>
-ResultCode csvHead(XpTextWriter* out) noexcept { return csvFramedHead<kStored>(VroRowFrame{}, out); }
 
 // The columns a frame puts before a row.
 void csvGroupColumns(const VroRowFrame& frame, XpTextWriter* out) noexcept {
@@ -141,9 +135,8 @@ uint32_t publicationsOf(const VroRowFrame& frame, const VroPublicationList& list
     return frame.publications != kPublicationsFromList ? frame.publications : list.count();
 }
 
-template <bool kStored>
-ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
-                          const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
+ResultCode csvInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
+                    const VroPublicationList& list, const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
     csvGroupColumns(frame, out);
     writeCsvText(out, label, false);
     out->writeText(",", 1);
@@ -154,7 +147,7 @@ ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const
     p = putUnsigned(p, publicationsOf(frame, list));
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         *p++ = ',';
-        (void)putField(p, m, row, kStored);
+        (void)putField(p, m, row, frame.storedValues);
     }
     *p++ = ',';
     p = putUnsigned(p, countWithCitations(list, 10));
@@ -169,14 +162,8 @@ ResultCode csvFramedInput(const VroRowFrame& frame, const char16_t* label, const
     return kResultOk;
 }
 
-template <bool kStored>
-ResultCode csvInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                    const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    return csvFramedInput<kStored>(VroRowFrame{}, label, formatName, list, m, out);
-}
-
-ResultCode csvFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
-                            XpTextWriter* out) noexcept {
+ResultCode csvFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
+                      XpTextWriter* out) noexcept {
     csvGroupColumns(frame, out);
     writeCsvText(out, label, false);
     // format, publications, the named fields and the histogram stay empty.
@@ -186,10 +173,6 @@ ResultCode csvFramedFailure(const VroRowFrame& frame, const char16_t* label, con
     writeCsvNarrow(out, message);
     out->writeText(frame.merged ? ",,,\n" : "\n");
     return kResultOk;
-}
-
-ResultCode csvFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
-    return csvFramedFailure(VroRowFrame{}, label, message, out);
 }
 
 // --- json ---
@@ -203,9 +186,8 @@ void jsonGroupKeys(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     out->writeText(",", 1);
 }
 
-template <bool kStored>
-ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
-                           const VroPublicationList& list, const VroMetrics& m, XpTextWriter* out) noexcept {
+ResultCode jsonInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
+                     const VroPublicationList& list, const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
     out->writeText("{", 1);
     jsonGroupKeys(frame, out);
     out->writeText("\"file\":");
@@ -213,44 +195,27 @@ ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, cons
     out->writeText(",\"format\":");
     writeJsonNarrow(out, formatName);
     char numbers[kNumbersRoom];
-    char* p = numbers;
-    static constexpr char kPublications[] = ",\"publications\":";
-    std::memcpy(p, kPublications, sizeof kPublications - 1);
-    p = putUnsigned(p + sizeof kPublications - 1, publicationsOf(frame, list));
+    char* p = putUnsigned(putText(numbers, ",\"publications\":"), publicationsOf(frame, list));
     for (const VroMetricsSchemaRow& row : kMetricsSchema) {
         // Schema names are plain ASCII identifiers: no escaping needed.
         *p++ = ',';
         *p++ = '"';
-        const uint32_t length = columnNameLength(row, kStored);
-        std::memcpy(p, row.snakeName, length);
-        p += length;
+        p = putText(p, row.snakeName, columnNameLength(row, frame.storedValues));
         *p++ = '"';
         *p++ = ':';
-        if (!putField(p, m, row, kStored)) {
-            std::memcpy(p, "null", 4);
-            p += 4;
-        }
+        if (!putField(p, m, row, frame.storedValues)) p = putText(p, "null");
     }
-    static constexpr char kI10[] = ",\"i10\":";
-    std::memcpy(p, kI10, sizeof kI10 - 1);
-    p = putUnsigned(p + sizeof kI10 - 1, countWithCitations(list, 10));
-    static constexpr char kAuthors[] = ",\"authors\":[";
-    std::memcpy(p, kAuthors, sizeof kAuthors - 1);
-    p += sizeof kAuthors - 1;
+    p = putUnsigned(putText(p, ",\"i10\":"), countWithCitations(list, 10));
+    p = putText(p, ",\"authors\":[");
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
         if (b != 0) *p++ = ',';
         p = putUnsigned(p, m.authorHistogram[b]);
     }
     *p++ = ']';
     if (frame.merged) {
-        static constexpr const char* kPoolKeys[] = {",\"exports\":", ",\"publications_read\":",
-                                                   ",\"duplicates_merged\":"};
-        const uint32_t values[] = {frame.exports, frame.publicationsRead, frame.duplicatesMerged};
-        for (uint32_t k = 0; k < 3; ++k) {
-            const size_t length = std::strlen(kPoolKeys[k]);
-            std::memcpy(p, kPoolKeys[k], length);
-            p = putUnsigned(p + length, values[k]);
-        }
+        p = putUnsigned(putText(p, ",\"exports\":"), frame.exports);
+        p = putUnsigned(putText(p, ",\"publications_read\":"), frame.publicationsRead);
+        p = putUnsigned(putText(p, ",\"duplicates_merged\":"), frame.duplicatesMerged);
     }
     *p++ = '}';
     *p++ = '\n';
@@ -258,14 +223,8 @@ ResultCode jsonFramedInput(const VroRowFrame& frame, const char16_t* label, cons
     return kResultOk;
 }
 
-template <bool kStored>
-ResultCode jsonInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                     const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    return jsonFramedInput<kStored>(VroRowFrame{}, label, formatName, list, m, out);
-}
-
-ResultCode jsonFramedFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
-                             XpTextWriter* out) noexcept {
+ResultCode jsonFailure(const VroRowFrame& frame, const char16_t* label, const char* message,
+                       XpTextWriter* out) noexcept {
     out->writeText("{", 1);
     jsonGroupKeys(frame, out);
     out->writeText("\"file\":");
@@ -276,25 +235,17 @@ ResultCode jsonFramedFailure(const VroRowFrame& frame, const char16_t* label, co
     return kResultOk;
 }
 
-ResultCode jsonFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
-    return jsonFramedFailure(VroRowFrame{}, label, message, out);
-}
-
-ResultCode jsonFramedHead(const VroRowFrame&, XpTextWriter*) noexcept { return kResultOk; }
-
 // --- papers ---
 
-ResultCode papersFramedHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
+ResultCode papersHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     if (frame.grouped) out->writeText("group_key,group_name,");
     out->writeText("file,rank,year,cites,authors,age,cites_per_year_100,cites_per_author,in_h_core,use,title");
     out->writeText(frame.merged ? ",found_in\n" : "\n");
     return kResultOk;
 }
 
-ResultCode papersHead(XpTextWriter* out) noexcept { return papersFramedHead(VroRowFrame{}, out); }
-
-ResultCode papersFramedInput(const VroRowFrame& frame, const char16_t* label, const char*,
-                             const VroPublicationList& list, const VroMetrics&, XpTextWriter* out) noexcept {
+ResultCode papersInput(const VroRowFrame& frame, const char16_t* label, const char*, const VroPublicationList& list,
+                       const VroMetrics&, const char*, XpTextWriter* out) noexcept {
     for (uint32_t i = 0; i < list.count() && out->failure() == kResultOk; ++i) {
         const VroPublication* pub = list.at(i);
         if (!pub) continue;
@@ -334,33 +285,23 @@ ResultCode papersFramedInput(const VroRowFrame& frame, const char16_t* label, co
     return kResultOk;
 }
 
-ResultCode papersInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                       const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
-    return papersFramedInput(VroRowFrame{}, label, formatName, list, m, out);
-}
-
-ResultCode papersFramedFailure(const VroRowFrame& frame, const char16_t* label, const char*,
-                               XpTextWriter* out) noexcept {
+ResultCode papersFailure(const VroRowFrame& frame, const char16_t* label, const char*, XpTextWriter* out) noexcept {
     csvGroupColumns(frame, out);
     writeCsvText(out, label, false);
     out->writeText(frame.merged ? ",,,,,,,,,,,\n" : ",,,,,,,,,,\n");
     return kResultOk;
 }
 
-ResultCode papersFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
-    return papersFramedFailure(VroRowFrame{}, label, message, out);
-}
-
 // --- html ---
 
-ResultCode htmlHead(XpTextWriter* out) noexcept { return writeHtmlHead(out, "Citation metrics"); }
+ResultCode htmlHead(const VroRowFrame&, XpTextWriter* out) noexcept { return writeHtmlHead(out, "Citation metrics"); }
 
-ResultCode htmlInput(const char16_t* label, const char* formatName, const VroPublicationList& list,
+ResultCode htmlInput(const VroRowFrame&, const char16_t* label, const char* formatName, const VroPublicationList& list,
                      const VroMetrics& metrics, const char* noCountsHint, XpTextWriter* out) noexcept {
     return writeHtmlSection(out, VroHtmlSection{label, formatName, &list, &metrics, noCountsHint});
 }
 
-ResultCode htmlFailure(const char16_t* label, const char* message, XpTextWriter* out) noexcept {
+ResultCode htmlFailure(const VroRowFrame&, const char16_t* label, const char* message, XpTextWriter* out) noexcept {
     return writeHtmlFailedSection(out, label, message);
 }
 
@@ -369,32 +310,11 @@ ResultCode htmlTail(XpTextWriter* out) noexcept { return writeHtmlFoot(out); }
 }  // namespace
 
 const VroReportFormat kReportFormats[kReportFormatCount] = {
-    {"csv", csvHead<false>, csvInput<false>, csvFailure, nullptr, false, csvFramedHead<false>, csvFramedInput<false>,
-     csvFramedFailure},
-    {"json", nullptr, jsonInput<false>, jsonFailure, nullptr, false, jsonFramedHead, jsonFramedInput<false>,
-     jsonFramedFailure},
-    {"papers", papersHead, papersInput, papersFailure, nullptr, true, papersFramedHead, papersFramedInput,
-     papersFramedFailure},
-    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true, nullptr, nullptr, nullptr},
+    {"csv", csvHead, csvInput, csvFailure, nullptr, false, false},
+    {"json", nullptr, jsonInput, jsonFailure, nullptr, false, false},
+    {"papers", papersHead, papersInput, papersFailure, nullptr, true, false},
+    {"html", htmlHead, htmlInput, htmlFailure, htmlTail, true, true},
 };
-
-namespace {
-
-// csv and json with the stored integers under their schema names.
-const VroReportFormat kStoredValueFormats[] = {
-    {"csv", csvHead<true>, csvInput<true>, csvFailure, nullptr, false, csvFramedHead<true>, csvFramedInput<true>,
-     csvFramedFailure},
-    {"json", nullptr, jsonInput<true>, jsonFailure, nullptr, false, jsonFramedHead, jsonFramedInput<true>,
-     jsonFramedFailure},
-};
-
-}  // namespace
-
-const VroReportFormat* withStoredValues(const VroReportFormat* format) noexcept {
-    for (const VroReportFormat& stored : kStoredValueFormats)
-        if (format && std::strcmp(format->name, stored.name) == 0) return &stored;
-    return format;
-}
 
 const VroReportFormat* findReportFormat(const char* name) noexcept {
     if (!name) return nullptr;

@@ -1,7 +1,8 @@
 // Report rows: how varoreport writes each input, one table row per format.
 //
 // Contract: kReportFormats lists every output format by its -f name. A format
-// writes, to an open text writer, an optional head before the first input,
+// writes, to an open text writer and each in the frame of its row (below),
+// an optional head before the first input,
 // one block per input that imported (given the input's label, the import
 // filter's display name, the publication list as the calculation left it,
 // the metrics record, and, for an export that carries no citation counts,
@@ -18,9 +19,9 @@
 //   authors_50, error. A scaled field is a decimal with the places
 //   its scale gives, named by its schema name without the scale suffix
 //   ("a" 5.31 for a_100 531; report/field_notes.h); a mode of "none" is
-//   empty. withStoredValues gives the same format with every field an
-//   integer as stored, named by its schema name. A failed input has its file
-//   and error, all else empty.
+//   empty. A frame's storedValues gives every field as the integer stored,
+//   named by its schema name. A failed input has its file and error, all
+//   else empty.
 // - json: one object per input and line, keys as in csv, the histogram as the
 //   array "authors", "none" modes as null; a failed input has only "file" and
 //   "error".
@@ -46,8 +47,9 @@ class VroPublicationList;
 class XpTextWriter;
 struct VroMetrics;
 
-// Where a collated report's row stands (varoreport --merge, --by): grouped
-// rows begin with the columns group_key and group_name; merged rows end with
+// Where a report's row stands: a plain run's in an empty frame (but for
+// storedValues); a collated run's (varoreport --merge, --by): grouped rows
+// begin with the columns group_key and group_name; merged rows end with
 // exports, publications_read and duplicates_merged (after error), and the
 // papers of a merged body with found_in, the exports each work was found in
 // and each one's count ("a.csv:12;b.ris:10").
@@ -56,6 +58,9 @@ inline constexpr uint32_t kPublicationsFromList = 0xFFFFFFFFu;
 struct VroRowFrame {
     bool grouped = false;
     bool merged = false;
+    // csv and json: every field the integer stored, under its schema name
+    // (varoreport --values stored).
+    bool storedValues = false;
     const char16_t* groupKey = nullptr;
     const char16_t* groupName = nullptr;
     uint32_t exports = 0;
@@ -72,24 +77,22 @@ struct VroRowFrame {
 
 struct VroReportFormat {
     const char* name;  // as given to -f
-    ResultCode (*writeHead)(XpTextWriter* out) noexcept;  // may be null
+    ResultCode (*writeHead)(const VroRowFrame& frame, XpTextWriter* out) noexcept;  // may be null
     // noCountsHint: null, or where the source keeps the counts this export
     // lacks (the format row's countHint).
-    ResultCode (*writeInput)(const char16_t* label, const char* formatName, const VroPublicationList& list,
-                             const VroMetrics& metrics, const char* noCountsHint, XpTextWriter* out) noexcept;
-    ResultCode (*writeFailure)(const char16_t* label, const char* message, XpTextWriter* out) noexcept;
+    ResultCode (*writeInput)(const VroRowFrame& frame, const char16_t* label, const char* formatName,
+                             const VroPublicationList& list, const VroMetrics& metrics, const char* noCountsHint,
+                             XpTextWriter* out) noexcept;
+    ResultCode (*writeFailure)(const VroRowFrame& frame, const char16_t* label, const char* message,
+                               XpTextWriter* out) noexcept;
     ResultCode (*writeTail)(XpTextWriter* out) noexcept;  // may be null
     // Whether the rows read the publications themselves (then of their texts
     // just the title is kept); otherwise they read only how many there are,
     // and the import keeps numbers only.
     bool readsPapers;
-    // The same three for a collated report's rows (html has its own pages).
-    ResultCode (*writeFramedHead)(const VroRowFrame& frame, XpTextWriter* out) noexcept;
-    ResultCode (*writeFramedInput)(const VroRowFrame& frame, const char16_t* label, const char* formatName,
-                                   const VroPublicationList& list, const VroMetrics& metrics,
-                                   XpTextWriter* out) noexcept;
-    ResultCode (*writeFramedFailure)(const VroRowFrame& frame, const char16_t* label, const char* message,
-                                     XpTextWriter* out) noexcept;
+    // Whether a collated run's groups and merged works are pages of the
+    // format's own (html: report/html_page.h) rather than framed rows.
+    bool collatedPages;
 };
 
 inline constexpr uint32_t kReportFormatCount = 4;
@@ -97,6 +100,3 @@ extern const VroReportFormat kReportFormats[kReportFormatCount];
 
 // The format named exactly name, or null.
 const VroReportFormat* findReportFormat(const char* name) noexcept;
-// csv or json with the stored integers and schema names; any other format
-// as it is.
-const VroReportFormat* withStoredValues(const VroReportFormat* format) noexcept;

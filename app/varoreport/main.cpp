@@ -76,5 +76,6 @@ int main(int argc, char** argv) {
     run.merge = options.merge;
     run.by = options.by;
     run.minPapers = options.minPapers;
+    run.storedValues = options.storedValues;
     return runReport(run, inputs, stderr);
 }

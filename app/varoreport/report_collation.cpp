@@ -13,7 +13,7 @@
 
 namespace {
 
-bool isHtml(const CollatedRun& run) noexcept { return run.format->writeFramedInput == nullptr; }
+bool isHtml(const CollatedRun& run) noexcept { return run.format->collatedPages; }
 
 // What a group row of merged works says about the pool: the works' pooled
 // publications and the exports they came from.
@@ -119,7 +119,7 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
                 countPool(*pool, workIndexes, frame, stamp, uint32_t(r + 1 + pass * ranked.size()));
             }
             if (!html)
-                rc = run.format->writeFramedInput(frame, label, formatName, list, shown, out);
+                rc = run.format->writeInput(frame, label, formatName, list, shown, nullptr, out);
             else if (pass == 0)
                 rc = writeHtmlGroupRow(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &shown});
             else
@@ -148,12 +148,12 @@ void appendNumber(std::u16string& text, uint32_t value) {
     while (n > 0) text.push_back(digits[--n]);
 }
 
-ResultCode writeMergedOf(const CollatedRun& run, const std::vector<MergedExport>& exports, XpTextWriter* out) {
+ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const std::vector<MergedExport>& exports,
+                         XpTextWriter* out) {
     // The pool: every used publication of the exports that imported, in order.
     std::vector<VroPublication*> pool;
     std::vector<uint32_t> exportOf;
-    VroRowFrame frame;
-    frame.merged = true;
+    VroRowFrame frame = base;
     std::u16string label;
     std::string formats;
     std::vector<std::string> formatNames;
@@ -254,7 +254,8 @@ ResultCode writeMergedOf(const CollatedRun& run, const std::vector<MergedExport>
     VroMetrics metrics;
     rc = calculateOver(workRecords.data(), workCount, run.format->readsPapers, run.now, list, metrics);
     if (rc != kResultOk) return rc;
-    if (!isHtml(run)) return run.format->writeFramedInput(frame, label.c_str(), formats.c_str(), list, metrics, out);
+    if (!isHtml(run))
+        return run.format->writeInput(frame, label.c_str(), formats.c_str(), list, metrics, nullptr, out);
 
     rc = writeHtmlSection(out, VroHtmlSection{label.c_str(), formats.c_str(), &list, &metrics, nullptr});
     if (rc != kResultOk) return rc;
@@ -306,9 +307,10 @@ ResultCode writeGroups(const CollatedRun& run, const VroRowFrame& frame, const c
     }
 }
 
-ResultCode writeMerged(const CollatedRun& run, const std::vector<MergedExport>& exports, XpTextWriter* out) noexcept {
+ResultCode writeMerged(const CollatedRun& run, const VroRowFrame& frame, const std::vector<MergedExport>& exports,
+                       XpTextWriter* out) noexcept {
     try {
-        return writeMergedOf(run, exports, out);
+        return writeMergedOf(run, frame, exports, out);
     } catch (const std::bad_alloc&) {
         return kErrNoMemory;
     }

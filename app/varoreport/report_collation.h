@@ -58,5 +58,5 @@ struct MergedExport {
     std::vector<VroGroup>* groups;
 };
 
-[[nodiscard]] ResultCode writeMerged(const CollatedRun& run, const std::vector<MergedExport>& exports,
-                                     XpTextWriter* out) noexcept;
+[[nodiscard]] ResultCode writeMerged(const CollatedRun& run, const VroRowFrame& frame,
+                                     const std::vector<MergedExport>& exports, XpTextWriter* out) noexcept;

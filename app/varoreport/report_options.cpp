@@ -218,6 +218,5 @@ ReportOutcome parseReportOptions(int argc, char* const* argv, const char* progra
         return {true, 0};
     }
     if (options.inputCount == 0) return usageError(err, programName, "%s", "no export given");
-    if (options.storedValues) options.format = withStoredValues(options.format);
     return {false, 0};
 }

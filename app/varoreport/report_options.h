@@ -74,7 +74,7 @@ inline constexpr ReportOptionRow kReportOptions[] = {
 
 struct ReportOptions {
     const VroReportFormat* format = nullptr;  // csv unless -f names another
-    bool storedValues = false;                // --values stored (format is then its stored form)
+    bool storedValues = false;                // --values stored
     uint32_t jobs = 0;                        // 0: the number of processors
     bool yearGiven = false;
     int32_t year = 0;

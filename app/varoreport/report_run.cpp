@@ -35,6 +35,7 @@ struct Slot {
     // The failure as the rows and err give it: the code's message, with the
     // explanation of an export no format accepts.
     XpString message;
+    const char* failureMessage() const noexcept { return message.empty() ? resultMessage(importCode) : message.data(); }
     // An export that carries no citation counts: its format's name and where
     // its source keeps them.
     const char* noCountsFormat = nullptr;
@@ -93,21 +94,29 @@ CollatedRun collatedRun(const ReportRun& run) noexcept {
     return CollatedRun{run.format, run.now, run.merge, run.by, run.minPapers};
 }
 
-// The frame of a collated run's rows.
+// The frame of the run's rows (a plain run's is empty but for the values'
+// form).
 VroRowFrame runFrame(const ReportRun& run) noexcept {
     VroRowFrame frame;
     frame.grouped = run.by != 0;
     frame.merged = run.merge;
+    frame.storedValues = run.storedValues;
     return frame;
 }
 
-// Not one record met a count field: the export carries none at all, which
-// is not the same as uncited works.
-void noteMissingCounts(const VroImportDetails& details, const VroPublicationList& list, Slot& slot) noexcept {
-    if (details.format != nullptr && list.count() != 0 && list.countWithStatus(kStatusCountGiven) == 0) {
+// What the rows and err say of an import: its code and failure, or, when
+// not one record met a count field, that the export carries none at all
+// (which is not the same as uncited works); and the input's label.
+void noteImport(ResultCode rc, const VroImportDetails& details, const VroPublicationList* list,
+                const ReportInput& input, Slot& slot) noexcept {
+    slot.importCode = rc;
+    if (rc != kResultOk) {
+        noteFailure(rc, details, slot.message);
+    } else if (details.format != nullptr && list->count() != 0 && list->countWithStatus(kStatusCountGiven) == 0) {
         slot.noCountsFormat = details.format->name;
         slot.noCountsHint = details.format->countHint != nullptr ? details.format->countHint : "";
     }
+    (void)slot.label.assign(input.path.c_str());  // invalid bytes become U+FFFD
 }
 
 uint32_t unused(const VroPublicationList& list) noexcept {
@@ -145,10 +154,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
         rc = importPublications(input.path.c_str(), *list, nullptr, slot.filterName, nullptr, &details);
         list->endImport();
     }
-    slot.importCode = rc;
-    if (rc != kResultOk) noteFailure(rc, details, slot.message);
-    if (rc == kResultOk) noteMissingCounts(details, *list, slot);
-    (void)slot.label.assign(input.path.c_str());  // invalid bytes become U+FFFD
+    noteImport(rc, details, list.get(), input, slot);
 
     const VroRowFrame frame = runFrame(run);
     XpHolder<XpTextWriter> writer;
@@ -165,10 +171,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
     }
     if (writer) {
         if (rc != kResultOk) {
-            const char* message = slot.message.empty() ? resultMessage(rc) : slot.message.data();
-            rowsCode = run.format->writeFramedFailure
-                           ? run.format->writeFramedFailure(frame, slot.label.data(), message, writer.get())
-                           : run.format->writeFailure(slot.label.data(), message, writer.get());
+            rowsCode = run.format->writeFailure(frame, slot.label.data(), slot.failureMessage(), writer.get());
         } else {
             std::unique_ptr<const VroPublication*[]> used(new (std::nothrow)
                                                               const VroPublication*[list->count() + 1]);
@@ -204,27 +207,16 @@ void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexc
     VroImportDetails details;
     ResultCode rc = input.failure;
     if (rc == kResultOk) rc = importAndCalculate(input.path.c_str(), list, filterName, metrics, run.now, &details);
-    slot.importCode = rc;
-    if (rc != kResultOk) noteFailure(rc, details, slot.message);
-    // Not one record met a count field: the export carries none at all,
-    // which is not the same as uncited works.
-    if (rc == kResultOk && details.format != nullptr && list.count() != 0 &&
-        list.countWithStatus(kStatusCountGiven) == 0) {
-        slot.noCountsFormat = details.format->name;
-        slot.noCountsHint = details.format->countHint != nullptr ? details.format->countHint : "";
-    }
+    noteImport(rc, details, &list, input, slot);
 
     XpHolder<XpTextWriter> writer;
     ResultCode rowsCode = openTextWriterOnMemory(&slot.rows, &writer);
-    XpString16 label;
-    (void)label.assign(input.path.c_str());  // invalid bytes become U+FFFD
     if (rowsCode == kResultOk) {
         if (rc != kResultOk) {
-            const char* message = slot.message.empty() ? resultMessage(rc) : slot.message.data();
-            rowsCode = run.format->writeFailure(label.data(), message, writer.get());
+            rowsCode = run.format->writeFailure(runFrame(run), slot.label.data(), slot.failureMessage(), writer.get());
         } else {
-            rowsCode = run.format->writeInput(label.data(), filterName.data(), list, metrics, slot.noCountsHint,
-                                              writer.get());
+            rowsCode = run.format->writeInput(runFrame(run), slot.label.data(), filterName.data(), list, metrics,
+                                              slot.noCountsHint, writer.get());
         }
         const ResultCode closed = writer->close();
         if (rowsCode == kResultOk) rowsCode = closed;
@@ -326,10 +318,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
     // A failure to write the output is kept by its writer; outputCode holds
     // one of an input's rows, which ends the run as well.
     ResultCode outputCode = kResultOk;
-    if (run.collates() && run.format->writeFramedHead)
-        outputCode = run.format->writeFramedHead(runFrame(run), out.get());
-    else if (run.format->writeHead)
-        outputCode = run.format->writeHead(out.get());
+    if (run.format->writeHead) outputCode = run.format->writeHead(runFrame(run), out.get());
     auto writing = [&] { return outputCode == kResultOk && out->failure() == kResultOk; };
 
     // The writing thread is one of the `jobs`: it reports inputs itself
@@ -373,24 +362,17 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
                 }
             }
         }
-        if (slot.importCode != kResultOk) {
-            anyFailed = true;
+        if (slot.importCode != kResultOk || slot.noCountsHint != nullptr) {
             progress.erase();
-            XpString16 label;
-            (void)label.assign(inputs[i].path.c_str());
             XpString shown;
-            (void)shown.assign(label);
-            std::fprintf(err, "%s: %s: %s\n", run.programName, shown.data(),
-                         slot.message.empty() ? resultMessage(slot.importCode) : slot.message.data());
-        } else if (slot.noCountsHint != nullptr) {
-            progress.erase();
-            XpString16 label;
-            (void)label.assign(inputs[i].path.c_str());
-            XpString shown;
-            (void)shown.assign(label);
-            const bool hint = slot.noCountsHint[0] != 0;
-            std::fprintf(err, "%s: %s: no citation counts in this %s export%s%s%s\n", run.programName, shown.data(),
-                         slot.noCountsFormat, hint ? " (" : "", slot.noCountsHint, hint ? ")" : "");
+            (void)shown.assign(slot.label);
+            const bool hint = slot.noCountsHint != nullptr && slot.noCountsHint[0] != 0;
+            anyFailed = anyFailed || slot.importCode != kResultOk;
+            if (slot.importCode != kResultOk)
+                std::fprintf(err, "%s: %s: %s\n", run.programName, shown.data(), slot.failureMessage());
+            else
+                std::fprintf(err, "%s: %s: no citation counts in this %s export%s%s%s\n", run.programName,
+                             shown.data(), slot.noCountsFormat, hint ? " (" : "", slot.noCountsHint, hint ? ")" : "");
         }
         if (slot.rowsCode != kResultOk) {
             outputCode = slot.rowsCode;
@@ -422,7 +404,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
             for (size_t i = 0; i < inputs.size(); ++i)
                 exports.push_back(
                     {slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get(), &slots[i].groups});
-            outputCode = writeMerged(collatedRun(run), exports, out.get());
+            outputCode = writeMerged(collatedRun(run), runFrame(run), exports, out.get());
         } catch (const std::bad_alloc&) {
             outputCode = kErrNoMemory;
         }

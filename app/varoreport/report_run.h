@@ -31,6 +31,7 @@ struct ReportRun {
     uint32_t jobs = 1;
     int64_t now = 0;  // seconds since 1970-01-01 00:00 UTC
     bool showProgress = false;
+    bool storedValues = false;  // csv, json: the integers stored (report_rows.h)
     // Collation (report_collation.h): pool the exports, and group by
     // 1 + VroGroupKind (0: no grouping), leaving out groups below minPapers.
     bool merge = false;
