@@ -534,16 +534,6 @@ TEST_F(Varoreport, AKilledRunLeavesTheOldReport) {
     }
 }
 
-TEST_F(Varoreport, UsageErrorsExitTwoAndWriteNothing) {
-    for (const char* args : {"", "-x a", "--bogus a", "-f xml a", "-j 0 a", "-j x a", "-j 257 a", "--year 0 a",
-                             "--year 2026x a", "-o", "--quiet=1 a", "-f"}) {
-        const vt::Run result = report(args);
-        EXPECT_EQ(result.status, 2) << args;
-        EXPECT_EQ(result.out, "") << args;
-        EXPECT_NE(result.err.find("Usage: varoreport"), std::string::npos) << args;
-    }
-}
-
 // No memory for the list of inputs: the run ends before any option is read
 // (the version would exit 0) with a message and the status of a usage error.
 TEST_F(Varoreport, NoMemoryForTheInputListExitsTwo) {
