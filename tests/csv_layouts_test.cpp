@@ -13,11 +13,8 @@
 #include "import/csv_layouts.h"
 #include "import/field_handlers.h"
 #include "import/format_explanation.h"
-#include "import/import_driver.h"
 #include "import/import_formats.h"
-#include "metrics/metrics_calc.h"
-#include "model/metrics_record.h"
-#include "model/publication.h"
+#include "tests/support/imported.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -26,47 +23,35 @@ namespace fs = std::filesystem;
 
 const fs::path kReal = VARO_REAL_DATA_DIR;
 
-struct Imported {
-    ResultCode rc = -1;
-    std::string name;
-    VroPublicationList list;
-    VroMetrics metrics{};
+using vt::Imported;
 
-    explicit Imported(const fs::path& path) {
-        XpString filter;
-        rc = importPublications(path.c_str(), list, nullptr, filter, nullptr);
-        name = filter.data();
-        resetMetrics(metrics);
-        const MetricsCalcOptions options{50};
-        computeMetrics(list, &metrics, &options, 0);
-    }
-    uint32_t withCountField() const {
-        uint32_t n = 0;
-        for (uint32_t i = 0; i < list.count(); ++i) n += (list.at(i)->status & kStatusCountGiven) != 0;
-        return n;
-    }
-};
-
-TEST(RealExports, CsvLayoutsGiveTheFiguresOfTheirProvenance) {
+// The real exports of every table below against the figures of their
+// provenance, read plain and gzip-compressed; a last "yes" or "no" column
+// says whether every record or none met a count field.
+TEST(RealExports, GiveTheFiguresOfTheirProvenancePlainAndCompressed) {
     if (!fs::is_directory(kReal)) GTEST_SKIP() << "real export folder absent: " << kReal;
+    vt::TempDir dir;
     int cases = 0;
-    for (const std::vector<std::string>& row : vt::tableOf("real/csv-layouts.txt")) {
-        SCOPED_TRACE(row.at(0));
-        if (!fs::exists(kReal / row[0])) {
-            ADD_FAILURE() << "listed but absent";
-            continue;
+    for (const char* table : {"real/imports.txt", "real/csv-layouts.txt", "real/json-exports.txt", "real/bibtex.txt"}) {
+        for (const std::vector<std::string>& row : vt::tableOf(table)) {
+            const std::string path = kReal / row.at(0);
+            ASSERT_TRUE(fs::exists(path)) << path << " listed but absent";
+            vt::spill(dir / "export.gz", vt::gzipped(vt::slurp(path)));
+            for (const std::string& input : {path, dir / "export.gz"}) {
+                SCOPED_TRACE(input);
+                const Imported r(input);
+                EXPECT_EQ(r.rc, 0);
+                EXPECT_EQ(r.name, row.at(1));
+                EXPECT_EQ(r.list.count(), std::stoul(row.at(2)));
+                EXPECT_EQ(r.metrics.totalCites, std::stoul(row.at(3)));
+                EXPECT_EQ(r.metrics.hIndex, std::stoul(row.at(4)));
+                const std::string counts = row.size() > 5 ? row[5] : "";
+                EXPECT_EQ(r.withCountField(), counts == "yes" ? r.list.count() : counts == "no" ? 0 : r.withCountField());
+            }
+            ++cases;
         }
-        Imported r(kReal / row[0]);
-        ++cases;
-        EXPECT_EQ(r.rc, 0);
-        EXPECT_EQ(r.name, row.at(1));
-        EXPECT_EQ(r.list.count(), std::stoul(row.at(2)));
-        EXPECT_EQ(r.metrics.totalCites, std::stoul(row.at(3)));
-        EXPECT_EQ(r.metrics.hIndex, std::stoul(row.at(4)));
-        // Every record of these layouts met its count column.
-        EXPECT_EQ(r.withCountField(), r.list.count());
     }
-    EXPECT_EQ(cases, 7);
+    EXPECT_EQ(cases, 29);
 }
 
 // Exports that look like their layout but hold no count field: no record

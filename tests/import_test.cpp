@@ -24,6 +24,7 @@
 #include "import/import_driver.h"
 #include "import/import_formats.h"
 #include "import/importer.h"
+#include "import/input_stream.h"
 #include "import/tagged_importers.h"
 #include "model/publication.h"
 #include "tests/support/support.h"
@@ -192,6 +193,27 @@ TEST(Import, CompressedCasesGiveTheirRecordsAndFailWhenCut) {
         if (plain.rfind("rc 0 ", 0) != 0) continue;
         vt::spill(cut, compressed.substr(0, compressed.size() / 2));
         EXPECT_EQ(dumpOf(cut).rfind("rc 537 ", 0), 0u);
+    }
+}
+
+// The import's input keeps the read contract of every stream, plain or
+// compressed, with the source handing out two bytes a call.
+TEST(Import, InputStreamReadsHonourMinimumPlainOrCompressed) {
+    const struct { size_t minimum, maximum; ResultCode code; size_t count; } cases[] = {
+        {1, 3, kResultOk, 3}, {5, 10, kResultOk, 5}, {6, 10, kErrEndOfFile, 5}, {0, 0, kResultOk, 0},
+        {4, 3, kErrInvalidArgument, 0}};
+    for (const std::string& bytes : {std::string("hello"), vt::gzipped("hello")}) {
+        for (const auto& c : cases) {
+            SCOPED_TRACE(std::to_string(bytes.size()) + ": " + std::to_string(c.minimum) + ".." + std::to_string(c.maximum));
+            XpHolder<vt::MemoryStream> source;
+            source.adopt(new vt::MemoryStream(bytes, 2));
+            XpHolder<VroInputStream> input;
+            ASSERT_EQ(VroInputStream::create(&input, source.get()), kResultOk);
+            char buffer[16];
+            size_t count = 99;
+            EXPECT_EQ(input->read(buffer, c.minimum, c.maximum, &count), c.code);
+            EXPECT_EQ(std::string(buffer, count), std::string("hello").substr(0, c.count));
+        }
     }
 }
 

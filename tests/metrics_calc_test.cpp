@@ -9,6 +9,7 @@
 #include <cctype>
 #include <cmath>
 #include <cstring>
+#include <numeric>
 #include <random>
 #include <sstream>
 #include <vector>
@@ -143,10 +144,12 @@ uint32_t naiveG(std::vector<uint32_t> v) {
 TEST(ComputeMetrics, IndicesAgreeWithDirectDefinitionsOnRandomLists) {
     std::mt19937 rng(20210310);
     for (int round = 0; round < 300; ++round) {
-        std::vector<Paper> papers(rng() % 40);
+        // Every 25th list is long enough for the counting sorts, its counts several bytes wide.
+        const bool large = round % 25 == 0;
+        std::vector<Paper> papers(large ? 1024 + rng() % 2000 : rng() % 40);
         std::vector<uint32_t> cites, scores, perYear, perAuthor;
         for (Paper& p : papers) {
-            p.cites = rng() % 60;
+            p.cites = rng() % (large ? 70000 : 60);
             p.authors = rng() % 5;
             p.year = (rng() % 4 == 0) ? 0 : kYear - int32_t(rng() % 30);
             p.use = (rng() % 8 == 0) ? 0 : 1;
@@ -167,6 +170,18 @@ TEST(ComputeMetrics, IndicesAgreeWithDirectDefinitionsOnRandomLists) {
         EXPECT_EQ(m.hcIndex, naiveH(scores)) << round;
         EXPECT_EQ(m.hAIndex, naiveH(perYear)) << round;
         EXPECT_EQ(m.hINormalized, naiveH(perAuthor)) << round;
+        // Back in rank order, the h-core marked: h papers holding the h largest counts.
+        std::sort(cites.rbegin(), cites.rend());
+        uint32_t inOrder = 0, core = 0, coreCites = 0;
+        for (uint32_t i = 0; i < list.count(); ++i) {
+            inOrder += list.at(i)->Rank == int32_t(i + 1);
+            const bool marked = (list.at(i)->status & kStatusInHCore) != 0;
+            core += marked;
+            coreCites += marked ? list.at(i)->Cites : 0;
+        }
+        EXPECT_EQ(inOrder, list.count()) << round;
+        EXPECT_EQ(core, m.hIndex) << round;
+        EXPECT_EQ(coreCites, std::accumulate(cites.begin(), cites.begin() + m.hIndex, 0u)) << round;
     }
 }
 

@@ -104,7 +104,7 @@ TEST(PrintfEngine, WidthJustificationSignsAndBases) {
 }
 
 TEST(PrintfEngine, IntegerPrecisionAndSizes) {
-    EXPECT_EQ(fmt("%.3d %.3d [%.0d] [%#.0o] [%.*d]", 7, -7, 0, 0u, -1, 5), "007 -007 [] [0] [5]");
+    EXPECT_EQ(fmt("%.3d %.3d [%.0d] [%#.0o] [%.*d] [%.*s]", 7, -7, 0, 0u, -1, 5, 0, "ab"), "007 -007 [] [0] [5] []");
     EXPECT_EQ(fmtUnchecked("[%08.3d]", 7), "[     007]");  // precision switches zero padding off
     EXPECT_EQ(fmt("%.300d", 1), std::string(255, '0') + "1");  // cut at 256 characters
     EXPECT_EQ(fmt("%.300x", 0xABu), std::string(254, '0') + "ab");
@@ -151,7 +151,8 @@ TEST(PrintfEngine, CountAndErrnoText) {
 TEST(PrintfEngine, FloatingPoint) {
     EXPECT_EQ(fmt("[%08.2f][%-6.1f][%E][%G]", -3.5, 2.25, 0.00012, 1e20), "[-0003.50][2.2   ][1.200000E-04][1E+20]");
     EXPECT_EQ(fmt("[%a][%010a][%.3Lf]", 1.0, 1.0, 2.5L), "[0x1p+0][0x00001p+0][2.500]");  // zeros after "0x"
-    EXPECT_EQ(fmt("[%06f][%+F]", -INFINITY, INFINITY), "[  -inf][+INF]");  // infinities take no zeros
+    EXPECT_EQ(fmt("[%010a][%+010a][%09.1a]", -1.0, 1.0, 0.5), "[-0x0001p+0][+0x0001p+0][0x01.0p-1]");
+    EXPECT_EQ(fmt("[%06f][%+F][%06a]", -INFINITY, INFINITY, -INFINITY), "[  -inf][+INF][  -inf]");  // no zeros
 
     // Larger than the engine's stack buffer: made once more on the heap.
     std::string big = fmt("%.600f", 1.0);

@@ -4,15 +4,10 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <sstream>
 #include <string>
 
-#include "foundation/strings.h"
-#include "import/import_driver.h"
-#include "metrics/metrics_calc.h"
-#include "model/metrics_record.h"
-#include "model/publication.h"
 #include "report/report_writers.h"
+#include "tests/support/imported.h"
 #include "tests/support/support.h"
 
 namespace {
@@ -30,22 +25,7 @@ std::string narrow(const XpString16& text) {
     return out.data();
 }
 
-struct Imported {
-    ResultCode rc = -1;
-    std::string name;
-    VroPublicationList list;
-    VroMetrics metrics{};
-
-    explicit Imported(const fs::path& path, int64_t now = 0) {
-        XpString filter;
-        rc = importPublications(path.c_str(), list, nullptr, filter, nullptr);
-        name = filter.data();
-        resetMetrics(metrics);
-        const MetricsCalcOptions options{50};
-        computeMetrics(list, &metrics, &options, now);
-    }
-    VroPublication& at(uint32_t i) { return *list.at(i); }
-};
+using vt::Imported;
 
 // The header opens a quote that a 60,000-unit line and a 10,000-unit line
 // keep open: the joined row stops at 65,536 units and the rest is a row.
@@ -74,32 +54,6 @@ TEST(OldMacLineEnds, EveryLineArrivesOnceAcrossTheFirstRead) {
     ASSERT_EQ(r.list.count(), 6000u);
     for (uint32_t i = 0; i < 6000; ++i) ASSERT_EQ(narrow(r.at(i).Title), "T" + std::to_string(i));
     EXPECT_EQ(r.metrics.totalCites, 6000u);
-}
-
-// tests/data/real/imports.txt: records, total citations and h-index worked
-// out by tools/real-import-expectations.py, not by this program.
-TEST(RealExports, NewlyReadExportsMatchAnIndependentReading) {
-    if (!fs::is_directory(kReal)) GTEST_SKIP() << "real export folder absent: " << kReal;
-    int cases = 0;
-    for (const std::string& line : vt::linesOf(slurp(kData / "real/imports.txt"))) {
-        if (line.empty() || line[0] == '#') continue;
-        std::istringstream fields(line);
-        std::string file, importer, records, cites, h;
-        std::getline(fields, file, '|');
-        std::getline(fields, importer, '|');
-        std::getline(fields, records, '|');
-        std::getline(fields, cites, '|');
-        std::getline(fields, h, '|');
-        SCOPED_TRACE(file);
-        Imported r(kReal / file);
-        ++cases;
-        EXPECT_EQ(r.rc, 0);
-        EXPECT_EQ(r.name, importer);
-        EXPECT_EQ(r.list.count(), std::stoul(records));
-        EXPECT_EQ(r.metrics.totalCites, std::stoul(cites));
-        EXPECT_EQ(r.metrics.hIndex, std::stoul(h));
-    }
-    EXPECT_EQ(cases, 8);
 }
 
 // tests/data/real: the last standard-error line and the plain report

@@ -24,7 +24,6 @@
 #include "foundation/strings.h"
 #include "import/format_explanation.h"
 #include "import/import_driver.h"
-#include "import/import_formats.h"
 #include "import/importer.h"
 #include "metrics/metrics_calc.h"
 #include "model/metrics_record.h"
@@ -370,71 +369,6 @@ TEST_F(Varoreport, InputsAreOpenedOnSeveralThreadsAtOnce) {
     writer.join();
 }
 
-// An export whose records carry no count field gets one line on standard
-// error naming it, its format and where its source keeps the counts, and the
-// same note above its charts on the page; an export with counts, all 0 or
-// none, and an empty one get neither. The report is written all the same.
-TEST_F(Varoreport, ExportsWithoutCountsSaySoAndWhereTheyAre) {
-    const std::string data = VARO_SOURCE_DIR "/tests/data/formats/";
-    const std::string scholar = data + "gscholar-csv/semicolon-authors.csv";
-    const std::string uncited = dir_ / "uncited.csv";
-    std::ofstream(uncited) << "Lens ID,Title,Publication Year,Citing Works Count\n1,A,2101,0\n2,B,2101,\n";
-    const std::string empty = data + "gscholar-csv/mark-only-header.csv";
-    const std::string files = "'" + scholar + "' '" + uncited + "' '" + empty + "'";
-    const char* hint = nullptr;
-    for (const VroImportFormat& format : kImportFormats)
-        if (std::string(format.name) == "Google (CSV)") hint = format.countHint;
-    ASSERT_NE(hint, nullptr);
-
-    const vt::Run csv = report("-q --year 2026 " + files);
-    EXPECT_EQ(csv.status, 0);
-    EXPECT_EQ(csv.err, "varoreport: " + scholar + ": no citation counts in this Google (CSV) export (" + hint + ")\n");
-    EXPECT_EQ(rowsByFile(csv.out).size(), 3u);
-
-    const vt::Run html = report("-q --year 2026 -f html " + files);
-    EXPECT_EQ(html.err, csv.err);
-    const size_t note = html.out.find("<p class=\"no-counts\">");
-    ASSERT_NE(note, std::string::npos);
-    EXPECT_EQ(html.out.find("<p class=\"no-counts\">", note + 1), std::string::npos);
-    // In the first section, between its header and its first chart.
-    EXPECT_LT(html.out.find("semicolon-authors.csv"), note);
-    EXPECT_LT(note, html.out.find("</header>", note));
-    EXPECT_LT(note, html.out.find("<svg", note));
-    EXPECT_LT(html.out.find("uncited.csv"), html.out.find("</section>", html.out.find("uncited.csv")));
-}
-
-// An export no format accepts is explained: what its first line looks like
-// and what a close layout lacks, in its row and on standard error alike.
-TEST_F(Varoreport, UnrecognisedExportIsExplained) {
-    const std::string file = VARO_SOURCE_DIR "/tests/data/formats/lens-csv/no-count-column.csv";
-    const std::string why = "Invalid file type: CSV with 5 columns: Lens ID, Title, Publication Year, Author/s, ...; "
-                            "a Lens CSV without a count column: export it with 'Citing Works Count'";
-    const vt::Run csv = report("-q '" + file + "'");
-    EXPECT_EQ(csv.status, 1);
-    EXPECT_EQ(csv.err, "varoreport: " + file + ": " + why + "\n");
-    EXPECT_EQ(rowsByFile(csv.out)[file]["error"], why);
-    const vt::Run html = report("-q -f html '" + file + "'");
-    EXPECT_NE(html.out.find("Could not be read: Invalid file type: CSV with 5 columns: Lens ID,"), std::string::npos);
-    // A file that cannot be opened keeps its message alone.
-    const vt::Run missing = report("-q '" + (dir_ / "missing.csv") + "'");
-    EXPECT_EQ(missing.err, "varoreport: " + (dir_ / "missing.csv") + ": No such file or directory\n");
-}
-
-TEST_F(Varoreport, StandardInputAndOutputFile) {
-    const std::string file = VARO_SOURCE_DIR "/examples/ris.ris";
-    const vt::Run named = report("--year 2026 -f papers '" + file + "'");
-    const vt::Run piped = report("--year 2026 -f papers -o '" + dir_ / "report.csv" + "' -", file);
-    EXPECT_EQ(piped.status, 0) << piped.err;
-    EXPECT_EQ(piped.out, "");
-    std::string expected = named.out;
-    for (size_t at; (at = expected.find(file)) != std::string::npos;) expected.replace(at, file.size(), "-");
-    EXPECT_EQ(vt::slurp(dir_ / "report.csv"), expected);
-    // An output that fails only when standard output is flushed still fails the run.
-    const vt::Run full = report("-q '" + file + "' >/dev/full");
-    EXPECT_EQ(full.status, 1);
-    EXPECT_NE(full.err.find("varoreport: <stdout>: cannot write report: "), std::string::npos) << full.err;
-}
-
 // --fields names the columns of the csv header, in order, as --values names
 // them, and explains each record field with the text of the page's table.
 TEST_F(Varoreport, FieldListMatchesHeaderAndPage) {
@@ -531,16 +465,6 @@ TEST_F(Varoreport, AKilledRunLeavesTheOldReport) {
         EXPECT_EQ(vt::slurp(dir_ / "report.csv"), "the old report\n");
         EXPECT_EQ(vt::exists(temporary), signal == SIGKILL);
         if (signal == SIGKILL) fs::remove(temporary);
-    }
-}
-
-TEST_F(Varoreport, UsageErrorsExitTwoAndWriteNothing) {
-    for (const char* args : {"", "-x a", "--bogus a", "-f xml a", "-j 0 a", "-j x a", "-j 257 a", "--year 0 a",
-                             "--year 2026x a", "-o", "--quiet=1 a", "-f"}) {
-        const vt::Run result = report(args);
-        EXPECT_EQ(result.status, 2) << args;
-        EXPECT_EQ(result.out, "") << args;
-        EXPECT_NE(result.err.find("Usage: varoreport"), std::string::npos) << args;
     }
 }
 

@@ -53,10 +53,10 @@ def main():
     folder = "scopus-csv-newer"
     for name in sorted(os.listdir(os.path.join(root, folder))):
         cites = scopus(os.path.join(root, folder, name))
-        print(f"{folder}/{name}|Scopus (CSV)|{len(cites)}|{sum(cites)}|{h_index(cites)}")
+        print(f"{folder}/{name} | Scopus (CSV) | {len(cites)} | {sum(cites)} | {h_index(cites)}")
     name = "wos-tabbed/egouldo__savedrecs_utf16_cr.txt"
     cites = wos_tabbed_cr(os.path.join(root, name))
-    print(f"{name}|ISI/WoS (tab-delimited)|{len(cites)}|{sum(cites)}|{h_index(cites)}")
+    print(f"{name} | ISI/WoS (tab-delimited) | {len(cites)} | {sum(cites)} | {h_index(cites)}")
 
 
 main()
