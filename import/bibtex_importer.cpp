@@ -2,6 +2,7 @@
 // to the field handlers as plain text.
 #include "import/bibtex_importer.h"
 
+#include <cstring>
 #include <new>
 #include <string>
 
@@ -39,6 +40,11 @@ struct ShortName {
     void add(char16_t c) noexcept {
         if (length < kMaxNameUnits) units[length++] = c, units[length] = 0;
     }
+    void add(const char16_t* text, uint32_t n) noexcept {
+        if (n > kMaxNameUnits - length) n = kMaxNameUnits - length;
+        std::memcpy(units + length, text, n * sizeof(char16_t));
+        units[length += n] = 0;
+    }
     bool is(const char* ascii) const noexcept { return compareFieldKey(units, ascii) == 0; }
     bool sameAs(const ShortName& other) const noexcept {
         if (length != other.length) return false;
@@ -65,6 +71,19 @@ bool keepsText(const VroPublication& record, VroFieldHandler handler) noexcept {
         if (text.handler == handler) return (record.keptTexts & text.field) != 0;
     return true;
 }
+
+// The units that end a field's name (white space, '=') or are dropped from
+// it; the entry's closing delimiter ends it too.
+struct AsciiSet {
+    bool has[0x80] = {};
+};
+constexpr AsciiSet nameStops() {
+    AsciiSet set;
+    for (const char c : {'\t', '\n', '\v', '\f', '\r', ' ', '=', ',', '{', '}', '"', '#', '\0'})
+        set.has[uint8_t(c)] = true;
+    return set;
+}
+constexpr AsciiSet kNameStops = nameStops();
 
 enum class Entry : uint8_t { kRecord, kStrings, kSkipped };
 
@@ -94,8 +113,10 @@ public:
         if (state_ != State::kOutside && isBibTeXEntryLine(text, length)) endOpenEntry();
     }
 
-    // Reads text up to end, where a zero unit stands.
-    void feed(const char16_t* p, const char16_t* end) noexcept {
+    // Reads text up to end, where a zero unit stands. A value that opens and
+    // closes on this line is turned into plain text where it stands, so the
+    // text may change behind the read position.
+    void feed(char16_t* p, char16_t* end) noexcept {
         while (p < end && failure_ == kResultOk) p = step(p, end);
     }
 
@@ -105,11 +126,11 @@ public:
     }
 
 private:
-    const char16_t* step(const char16_t* p, const char16_t* end) noexcept {
+    [[gnu::always_inline]] char16_t* step(char16_t* p, char16_t* end) noexcept {
         const char16_t c = *p;
         switch (state_) {
             case State::kOutside: {
-                const char16_t* at = findUnitOrZero(p, end, u'@', u'@');
+                char16_t* at = findUnitOrZero(p, end, u'@', u'@');
                 if (at == end) return end;
                 if (*at == u'@') {
                     state_ = State::kType;
@@ -131,7 +152,7 @@ private:
                 }
                 return p + 1;
             case State::kKey: {
-                const char16_t* at = findUnitOrZero(p, end, u',', close_);
+                char16_t* at = findUnitOrZero(p, end, u',', close_);
                 if (at == end) return end;
                 if (*at == close_) endEntry();
                 else if (*at == u',') state_ = State::kFieldName;
@@ -139,6 +160,12 @@ private:
             }
             case State::kFieldName:
                 for (; p < end; ++p) {
+                    if (isNameUnit(*p)) {
+                        char16_t* run = p;
+                        while (p + 1 < end && isNameUnit(p[1])) ++p;
+                        name_.add(run, uint32_t(p + 1 - run));
+                        continue;
+                    }
                     const char16_t u = *p;
                     if (u == close_) {
                         endEntry();
@@ -146,12 +173,17 @@ private:
                     }
                     if (u == u'=') {
                         beginValue();
-                        return p + 1;
+                        return valueStart(p + 1, end);
                     }
                     if (isAsciiWhiteSpace(u)) {
                         if (name_.length == 0) continue;
+                        char16_t* next = skipBlanks(p + 1, end);
+                        if (next < end && *next == u'=') {
+                            beginValue();
+                            return valueStart(next + 1, end);
+                        }
                         state_ = State::kAfterName;
-                        return p + 1;
+                        return next;
                     }
                     if (u != u',' && u != u'{' && u != u'}' && u != u'"' && u != u'#' && u != 0) name_.add(u);
                 }
@@ -167,6 +199,9 @@ private:
                 return p + 1;
             case State::kValue:
                 if (isAsciiWhiteSpace(c) || c == u'#') return skipBlanks(p + 1, end);
+                if (c == u'{' && value_.length() == 0 && entry_ == Entry::kRecord) {
+                    if (char16_t* next = wholeBracedValue(p, end)) return next;
+                }
                 if (c == u'{' || c == u'"') {
                     depth_ = c == u'{' ? 1 : 0;
                     state_ = c == u'{' ? State::kBraced : State::kQuoted;
@@ -177,7 +212,7 @@ private:
                 state_ = State::kBare;
                 return p;
             case State::kBraced: {
-                const char16_t* at = findUnitOrZero(p, end, u'{', u'}');
+                char16_t* at = findUnitOrZero(p, end, u'{', u'}');
                 collect(p, at);
                 if (at == end) return end;
                 if (*at == 0) return at + 1;
@@ -217,7 +252,7 @@ private:
                 endField(0);  // no separator: the next field starts here
                 return p;
             case State::kSkipped: {
-                const char16_t* at = findUnitOrZero(p, end, open_, close_);
+                char16_t* at = findUnitOrZero(p, end, open_, close_);
                 if (at == end) return end;
                 if (*at == open_) ++depth_;
                 else if (*at == close_ && --depth_ == 0) state_ = State::kOutside;
@@ -228,8 +263,24 @@ private:
     }
 
     // The handler of a field name, remembered: an export repeats the same
-    // few names in every entry. A slot holds the last name that hashed to it.
+    // names in the same order in every entry, so the name met at this place
+    // of the last entry is tried first, compared as it is written.
     VroFieldHandler handlerOf(const ShortName& name) noexcept {
+        Known* guess = fieldIndex_ < kKnownPlaces ? &byPlace_[fieldIndex_++] : nullptr;
+        if (guess != nullptr && guess->filled && guess->name.length == name.length &&
+            std::memcmp(guess->name.units, name.units, name.length * sizeof(char16_t)) == 0)
+            return guess->handler;
+        const VroFieldHandler handler = handlerByHash(name);
+        if (guess != nullptr) {
+            guess->name = name;
+            guess->handler = handler;
+            guess->filled = true;
+        }
+        return handler;
+    }
+
+    // A slot holds the last name that hashed to it.
+    VroFieldHandler handlerByHash(const ShortName& name) noexcept {
         uint32_t hash = name.length;
         for (uint32_t i = 0; i < name.length; ++i) hash = hash * 31 + asciiLower(name.units[i]);
         Known& slot = known_[hash % kKnownSlots];
@@ -240,9 +291,56 @@ private:
         return slot.handler;
     }
 
-    static const char16_t* skipBlanks(const char16_t* p, const char16_t* end) noexcept {
+    // A unit of a field's name that neither ends it nor is dropped from it.
+    bool isNameUnit(char16_t u) const noexcept {
+        if (u >= 0x80) return true;
+        return !kNameStops.has[u] && u != close_;
+    }
+
+    static char16_t* skipBlanks(char16_t* p, const char16_t* end) noexcept {
         while (p < end && isAsciiWhiteSpace(*p)) ++p;
         return p;
+    }
+
+    // Right after '=': the blanks before the value, then its one braced part
+    // taken whole where it can be.
+    char16_t* valueStart(char16_t* p, char16_t* end) noexcept {
+        p = skipBlanks(p, end);
+        if (p < end && *p == u'{' && entry_ == Entry::kRecord)
+            if (char16_t* next = wholeBracedValue(p, end)) return next;
+        return p;
+    }
+
+    // At the opening brace of a record's value: when the value is one braced
+    // part without inner braces, closed on this line and followed by the
+    // field's end, it is handed on from where it stands, without a copy.
+    // Returns the position after the field's end, or null (nothing done).
+    char16_t* wholeBracedValue(char16_t* open, char16_t* end) noexcept {
+        char16_t* close = findUnitOrZero(open + 1, end, u'{', u'}');
+        if (*close != u'}' || close == end) return nullptr;
+        char16_t* after = skipBlanks(close + 1, end);
+        if (after == end || (*after != u',' && *after != close_)) return nullptr;
+        if (handler_ != nullptr && record_ != nullptr) deliver(open + 1, uint32_t(close - open - 1));
+        handler_ = nullptr;
+        collecting_ = false;
+        name_.clear();
+        state_ = State::kFieldName;
+        if (*after == close_) endEntry();
+        return after + 1;
+    }
+
+    // A record's value, as read, turned into plain text in place and handed
+    // to the field's handler; returns its plain length.
+    uint32_t deliver(char16_t* text, uint32_t length) noexcept {
+        const TexMode mode = handler_ == setListAuthors                       ? TexMode::kNames
+                             : handler_ == setDoi || handler_ == setArticleUrl ? TexMode::kVerbatim
+                                                                               : TexMode::kText;
+        const uint32_t n = texToPlainText(text, length, mode, !keepsText(*record_, handler_));
+        if (handler_ == setPages)
+            for (uint32_t i = 0; i < n; ++i)
+                if (text[i] == 0x2013 || text[i] == 0x2014) text[i] = u'-';
+        handler_(*record_, text, mask_);
+        return n;
     }
 
     void open(char16_t delimiter) noexcept {
@@ -262,6 +360,7 @@ private:
         }
         entry_ = Entry::kRecord;
         state_ = State::kKey;
+        fieldIndex_ = 0;
         record_ = list_.add();
         if (record_ == nullptr) {
             failure_ = kErrNoMemory;
@@ -323,17 +422,8 @@ private:
     void endField(char16_t by) noexcept {
         if (state_ == State::kBare) endWord();
         if (entry_ == Entry::kStrings && name_.length > 0) defineMacro();
-        if (entry_ == Entry::kRecord && handler_ != nullptr && record_ != nullptr) {
-            const TexMode mode = handler_ == setListAuthors                   ? TexMode::kNames
-                                 : handler_ == setDoi || handler_ == setArticleUrl ? TexMode::kVerbatim
-                                                                               : TexMode::kText;
-            uint32_t n = texToPlainText(value_.data(), value_.length(), mode, !keepsText(*record_, handler_));
-            if (handler_ == setPages)
-                for (uint32_t i = 0; i < n; ++i)
-                    if (value_.data()[i] == 0x2013 || value_.data()[i] == 0x2014) value_.data()[i] = u'-';
-            value_.setLength(n);
-            handler_(*record_, value_.data(), mask_);
-        }
+        if (entry_ == Entry::kRecord && handler_ != nullptr && record_ != nullptr)
+            value_.setLength(deliver(value_.data(), value_.length()));
         handler_ = nullptr;
         collecting_ = false;
         name_.clear();
@@ -404,6 +494,9 @@ private:
     };
     static constexpr uint32_t kKnownSlots = 61;
     Known known_[kKnownSlots];
+    static constexpr uint32_t kKnownPlaces = 32;
+    Known byPlace_[kKnownPlaces];
+    uint32_t fieldIndex_ = 0;  // the record's fields named so far
     ShortName macroNames_[kMaxMacros];
     XpString16 macroValues_[kMaxMacros];
     uint32_t macroCount_ = 0;
@@ -442,9 +535,9 @@ ResultCode readBibTeXRecords(const VroImportFormat& format, XpTextReader* reader
     // The macros make the reader large: it lives on the heap.
     BibTeXReader* bib = new (std::nothrow) BibTeXReader(format, list, fieldMaskOut);
     if (bib == nullptr) return kErrNoMemory;
-    static constexpr char16_t kLineEnd[] = u"\n";
+    char16_t lineEnd[] = u"\n";
     bib->feed(line.data(), line.end());
-    bib->feed(kLineEnd, kLineEnd + 1);
+    bib->feed(lineEnd, lineEnd + 1);
     // BibTeX is written in UTF-8 today: without a byte-order mark the lines
     // after the first are read as UTF-8, up to a byte that UTF-8 cannot
     // decode; from there on the fallback code page reads them, so that an
