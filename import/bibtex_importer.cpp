@@ -4,6 +4,10 @@
 
 #include <cstring>
 #include <new>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <string>
 
 #include "foundation/text_reader.h"
@@ -85,6 +89,12 @@ constexpr AsciiSet nameStops() {
 }
 constexpr AsciiSet kNameStops = nameStops();
 
+bool sameUnits(const char16_t* a, const char16_t* b, uint32_t n) noexcept {
+    for (uint32_t i = 0; i < n; ++i)
+        if (a[i] != b[i]) return false;
+    return true;
+}
+
 enum class Entry : uint8_t { kRecord, kStrings, kSkipped };
 
 enum class State : uint8_t {
@@ -162,9 +172,9 @@ private:
                 for (; p < end; ++p) {
                     if (isNameUnit(*p)) {
                         char16_t* run = p;
-                        while (p + 1 < end && isNameUnit(p[1])) ++p;
-                        name_.add(run, uint32_t(p + 1 - run));
-                        continue;
+                        p = nameRunEnd(p + 1, end);
+                        name_.add(run, uint32_t(p - run));
+                        if (p == end) break;
                     }
                     const char16_t u = *p;
                     if (u == close_) {
@@ -268,7 +278,7 @@ private:
     VroFieldHandler handlerOf(const ShortName& name) noexcept {
         Known* guess = fieldIndex_ < kKnownPlaces ? &byPlace_[fieldIndex_++] : nullptr;
         if (guess != nullptr && guess->filled && guess->name.length == name.length &&
-            std::memcmp(guess->name.units, name.units, name.length * sizeof(char16_t)) == 0)
+            sameUnits(guess->name.units, name.units, name.length))
             return guess->handler;
         const VroFieldHandler handler = handlerByHash(name);
         if (guess != nullptr) {
@@ -295,6 +305,36 @@ private:
     bool isNameUnit(char16_t u) const noexcept {
         if (u >= 0x80) return true;
         return !kNameStops.has[u] && u != close_;
+    }
+
+    // The end of a run of name units from p on (end at the latest).
+    char16_t* nameRunEnd(char16_t* p, char16_t* end) const noexcept {
+#if defined(__SSE2__)
+        // Eight units at a time: units of 0x8000 and above are negative
+        // here, which only the equality tests see, and none of them is a stop.
+        const __m128i tab = _mm_set1_epi16(8), carriageReturn = _mm_set1_epi16(14);
+        const __m128i blank = _mm_set1_epi16(' '), equals = _mm_set1_epi16('='), comma = _mm_set1_epi16(',');
+        const __m128i openBrace = _mm_set1_epi16('{'), closeBrace = _mm_set1_epi16('}');
+        const __m128i quote = _mm_set1_epi16('"'), hash = _mm_set1_epi16('#'), zero = _mm_setzero_si128();
+        const __m128i closing = _mm_set1_epi16(short(close_));
+        for (; end - p >= 8; p += 8) {
+            const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            __m128i stop = _mm_and_si128(_mm_cmpgt_epi16(units, tab), _mm_cmplt_epi16(units, carriageReturn));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, blank));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, equals));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, comma));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, openBrace));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, closeBrace));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, quote));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, hash));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, zero));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, closing));
+            const int mask = _mm_movemask_epi8(stop);
+            if (mask != 0) return p + __builtin_ctz(unsigned(mask)) / 2;
+        }
+#endif
+        while (p < end && isNameUnit(*p)) ++p;
+        return p;
     }
 
     static char16_t* skipBlanks(char16_t* p, const char16_t* end) noexcept {
@@ -335,7 +375,7 @@ private:
         const TexMode mode = handler_ == setListAuthors                       ? TexMode::kNames
                              : handler_ == setDoi || handler_ == setArticleUrl ? TexMode::kVerbatim
                                                                                : TexMode::kText;
-        const uint32_t n = texToPlainText(text, length, mode, !keepsText(*record_, handler_));
+        const uint32_t n = texToPlainText(text, length, mode, !textKept_);
         if (handler_ == setPages)
             for (uint32_t i = 0; i < n; ++i)
                 if (text[i] == 0x2013 || text[i] == 0x2014) text[i] = u'-';
@@ -377,7 +417,8 @@ private:
         if (entry_ == Entry::kRecord && record_ != nullptr)
             handler_ = handlerOf(name_);
         collecting_ = handler_ != nullptr || entry_ == Entry::kStrings;
-        presenceOnly_ = handler_ != nullptr && !keepsText(*record_, handler_);
+        textKept_ = handler_ == nullptr || keepsText(*record_, handler_);
+        presenceOnly_ = !textKept_;
         value_.clear();
         valueFull_ = false;
         state_ = State::kValue;
@@ -483,6 +524,7 @@ private:
     bool collecting_ = false;
     bool valueFull_ = false;
     bool presenceOnly_ = false;  // until the first character that is not white space
+    bool textKept_ = true;       // the record keeps the field's text, not only its presence
     XpString16 value_;
     VroPublication* record_ = nullptr;
     uint32_t records_ = 0;
