@@ -34,6 +34,12 @@ bool isDigits(const char16_t* text, uint32_t n) noexcept {
     return n > 0;
 }
 
+bool sameUnits(const char16_t* a, const char16_t* b, uint32_t n) noexcept {
+    for (uint32_t i = 0; i < n; ++i)
+        if (a[i] != b[i]) return false;
+    return true;
+}
+
 // A zero-terminated name of bounded length; longer names are cut (none of
 // them is bound anyway).
 struct ShortName {
@@ -52,6 +58,7 @@ struct ShortName {
     bool is(const char* ascii) const noexcept { return compareFieldKey(units, ascii) == 0; }
     bool sameAs(const ShortName& other) const noexcept {
         if (length != other.length) return false;
+        if (sameUnits(units, other.units, length)) return true;
         for (uint32_t i = 0; i < length; ++i)
             if (asciiLower(units[i]) != asciiLower(other.units[i])) return false;
         return true;
@@ -70,10 +77,11 @@ constexpr StoredText kStoredTexts[] = {
     {setIssn, kFieldIssn},
 };
 
-bool keepsText(const VroPublication& record, VroFieldHandler handler) noexcept {
+// The field a handler stores its text in, 0 for the other handlers.
+uint32_t storedField(VroFieldHandler handler) noexcept {
     for (const StoredText& text : kStoredTexts)
-        if (text.handler == handler) return (record.keptTexts & text.field) != 0;
-    return true;
+        if (text.handler == handler) return text.field;
+    return 0;
 }
 
 // The units that end a field's name (white space, '=') or are dropped from
@@ -89,11 +97,6 @@ constexpr AsciiSet nameStops() {
 }
 constexpr AsciiSet kNameStops = nameStops();
 
-bool sameUnits(const char16_t* a, const char16_t* b, uint32_t n) noexcept {
-    for (uint32_t i = 0; i < n; ++i)
-        if (a[i] != b[i]) return false;
-    return true;
-}
 
 enum class Entry : uint8_t { kRecord, kStrings, kSkipped };
 
@@ -275,30 +278,26 @@ private:
     // The handler of a field name, remembered: an export repeats the same
     // names in the same order in every entry, so the name met at this place
     // of the last entry is tried first, compared as it is written.
-    VroFieldHandler handlerOf(const ShortName& name) noexcept {
-        Known* guess = fieldIndex_ < kKnownPlaces ? &byPlace_[fieldIndex_++] : nullptr;
-        if (guess != nullptr && guess->filled && guess->name.length == name.length &&
-            sameUnits(guess->name.units, name.units, name.length))
-            return guess->handler;
-        const VroFieldHandler handler = handlerByHash(name);
-        if (guess != nullptr) {
-            guess->name = name;
-            guess->handler = handler;
-            guess->filled = true;
-        }
-        return handler;
+    struct Known;
+    const Known& handlerOf(const ShortName& name) noexcept {
+        if (fieldIndex_ >= kKnownPlaces) return handlerByHash(name);
+        Known& guess = byPlace_[fieldIndex_++];
+        if (guess.filled && guess.name.sameAs(name)) return guess;
+        guess = handlerByHash(name);
+        return guess;
     }
 
     // A slot holds the last name that hashed to it.
-    VroFieldHandler handlerByHash(const ShortName& name) noexcept {
+    const Known& handlerByHash(const ShortName& name) noexcept {
         uint32_t hash = name.length;
         for (uint32_t i = 0; i < name.length; ++i) hash = hash * 31 + asciiLower(name.units[i]);
         Known& slot = known_[hash % kKnownSlots];
-        if (slot.filled && slot.name.sameAs(name)) return slot.handler;
+        if (slot.filled && slot.name.sameAs(name)) return slot;
         slot.name = name;
         slot.handler = findFieldHandler(uint32_t(format_.fields.size()), name.units, format_.fields.data());
+        slot.stored = storedField(slot.handler);
         slot.filled = true;
-        return slot.handler;
+        return slot;
     }
 
     // A unit of a field's name that neither ends it nor is dropped from it.
@@ -366,7 +365,9 @@ private:
         name_.clear();
         state_ = State::kFieldName;
         if (*after == close_) endEntry();
-        return after + 1;
+        // Blanks after it are skipped both before a field's name and
+        // between entries.
+        return skipBlanks(after + 1, end);
     }
 
     // A record's value, as read, turned into plain text in place and handed
@@ -414,10 +415,14 @@ private:
 
     void beginValue() noexcept {
         handler_ = nullptr;
-        if (entry_ == Entry::kRecord && record_ != nullptr)
-            handler_ = handlerOf(name_);
+        uint32_t stored = 0;
+        if (entry_ == Entry::kRecord && record_ != nullptr) {
+            const Known& known = handlerOf(name_);
+            handler_ = known.handler;
+            stored = known.stored;
+        }
         collecting_ = handler_ != nullptr || entry_ == Entry::kStrings;
-        textKept_ = handler_ == nullptr || keepsText(*record_, handler_);
+        textKept_ = stored == 0 || (record_->keptTexts & stored) != 0;
         presenceOnly_ = !textKept_;
         value_.clear();
         valueFull_ = false;
@@ -532,6 +537,7 @@ private:
     struct Known {
         ShortName name;
         VroFieldHandler handler = nullptr;
+        uint32_t stored = 0;  // the record's field that keeps the text, 0 when always kept
         bool filled = false;
     };
     static constexpr uint32_t kKnownSlots = 61;
