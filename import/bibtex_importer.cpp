@@ -34,15 +34,10 @@ bool isDigits(const char16_t* text, uint32_t n) noexcept {
     return n > 0;
 }
 
-bool sameUnits(const char16_t* a, const char16_t* b, uint32_t n) noexcept {
-    for (uint32_t i = 0; i < n; ++i)
-        if (a[i] != b[i]) return false;
-    return true;
-}
-
 // A zero-terminated name of bounded length; longer names are cut (none of
 // them is bound anyway).
 struct ShortName {
+    static_assert(kMaxNameUnits % 8 == 0);
     char16_t units[kMaxNameUnits + 1] = {};
     uint32_t length = 0;
 
@@ -56,9 +51,27 @@ struct ShortName {
         units[length += n] = 0;
     }
     bool is(const char* ascii) const noexcept { return compareFieldKey(units, ascii) == 0; }
+    // Both names as written, eight units at a time: the units array holds
+    // every chunk that starts below the longest length.
+    bool sameUnits(const ShortName& other) const noexcept {
+        uint32_t i = 0;
+#if defined(__SSE2__)
+        for (; i < length; i += 8) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + i));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(other.units + i));
+            const unsigned differ = ~unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(a, b))) & 0xFFFFu;
+            const uint32_t left = length - i;
+            if ((differ & (left >= 8 ? 0xFFFFu : (1u << (2 * left)) - 1)) != 0) return false;
+        }
+#else
+        for (; i < length; ++i)
+            if (units[i] != other.units[i]) return false;
+#endif
+        return true;
+    }
     bool sameAs(const ShortName& other) const noexcept {
         if (length != other.length) return false;
-        if (sameUnits(units, other.units, length)) return true;
+        if (sameUnits(other)) return true;
         for (uint32_t i = 0; i < length; ++i)
             if (asciiLower(units[i]) != asciiLower(other.units[i])) return false;
         return true;
@@ -123,7 +136,10 @@ public:
 
     // A line that starts an entry ends one left open.
     void lineStart(const char16_t* text, uint32_t length) noexcept {
-        if (state_ != State::kOutside && isBibTeXEntryLine(text, length)) endOpenEntry();
+        if (state_ == State::kOutside) return;
+        uint32_t i = 0;
+        while (i < length && isAsciiWhiteSpace(text[i])) ++i;
+        if (i < length && text[i] == u'@' && isBibTeXEntryLine(text + i, length - i)) endOpenEntry();
     }
 
     // Reads text up to end, where a zero unit stands. A value that opens and
