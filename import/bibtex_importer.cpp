@@ -2,7 +2,12 @@
 // to the field handlers as plain text.
 #include "import/bibtex_importer.h"
 
+#include <cstring>
 #include <new>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 #include <string>
 
 #include "foundation/text_reader.h"
@@ -32,6 +37,7 @@ bool isDigits(const char16_t* text, uint32_t n) noexcept {
 // A zero-terminated name of bounded length; longer names are cut (none of
 // them is bound anyway).
 struct ShortName {
+    static_assert(kMaxNameUnits % 8 == 0);
     char16_t units[kMaxNameUnits + 1] = {};
     uint32_t length = 0;
 
@@ -39,9 +45,33 @@ struct ShortName {
     void add(char16_t c) noexcept {
         if (length < kMaxNameUnits) units[length++] = c, units[length] = 0;
     }
+    void add(const char16_t* text, uint32_t n) noexcept {
+        if (n > kMaxNameUnits - length) n = kMaxNameUnits - length;
+        std::memcpy(units + length, text, n * sizeof(char16_t));
+        units[length += n] = 0;
+    }
     bool is(const char* ascii) const noexcept { return compareFieldKey(units, ascii) == 0; }
+    // Both names as written, eight units at a time: the units array holds
+    // every chunk that starts below the longest length.
+    bool sameUnits(const ShortName& other) const noexcept {
+        uint32_t i = 0;
+#if defined(__SSE2__)
+        for (; i < length; i += 8) {
+            const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(units + i));
+            const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(other.units + i));
+            const unsigned differ = ~unsigned(_mm_movemask_epi8(_mm_cmpeq_epi16(a, b))) & 0xFFFFu;
+            const uint32_t left = length - i;
+            if ((differ & (left >= 8 ? 0xFFFFu : (1u << (2 * left)) - 1)) != 0) return false;
+        }
+#else
+        for (; i < length; ++i)
+            if (units[i] != other.units[i]) return false;
+#endif
+        return true;
+    }
     bool sameAs(const ShortName& other) const noexcept {
         if (length != other.length) return false;
+        if (sameUnits(other)) return true;
         for (uint32_t i = 0; i < length; ++i)
             if (asciiLower(units[i]) != asciiLower(other.units[i])) return false;
         return true;
@@ -60,11 +90,26 @@ constexpr StoredText kStoredTexts[] = {
     {setIssn, kFieldIssn},
 };
 
-bool keepsText(const VroPublication& record, VroFieldHandler handler) noexcept {
+// The field a handler stores its text in, 0 for the other handlers.
+uint32_t storedField(VroFieldHandler handler) noexcept {
     for (const StoredText& text : kStoredTexts)
-        if (text.handler == handler) return (record.keptTexts & text.field) != 0;
-    return true;
+        if (text.handler == handler) return text.field;
+    return 0;
 }
+
+// The units that end a field's name (white space, '=') or are dropped from
+// it; the entry's closing delimiter ends it too.
+struct AsciiSet {
+    bool has[0x80] = {};
+};
+constexpr AsciiSet nameStops() {
+    AsciiSet set;
+    for (const char c : {'\t', '\n', '\v', '\f', '\r', ' ', '=', ',', '{', '}', '"', '#', '\0'})
+        set.has[uint8_t(c)] = true;
+    return set;
+}
+constexpr AsciiSet kNameStops = nameStops();
+
 
 enum class Entry : uint8_t { kRecord, kStrings, kSkipped };
 
@@ -91,11 +136,16 @@ public:
 
     // A line that starts an entry ends one left open.
     void lineStart(const char16_t* text, uint32_t length) noexcept {
-        if (state_ != State::kOutside && isBibTeXEntryLine(text, length)) endOpenEntry();
+        if (state_ == State::kOutside) return;
+        uint32_t i = 0;
+        while (i < length && isAsciiWhiteSpace(text[i])) ++i;
+        if (i < length && text[i] == u'@' && isBibTeXEntryLine(text + i, length - i)) endOpenEntry();
     }
 
-    // Reads text up to end, where a zero unit stands.
-    void feed(const char16_t* p, const char16_t* end) noexcept {
+    // Reads text up to end, where a zero unit stands. A value that opens and
+    // closes on this line is turned into plain text where it stands, so the
+    // text may change behind the read position.
+    void feed(char16_t* p, char16_t* end) noexcept {
         while (p < end && failure_ == kResultOk) p = step(p, end);
     }
 
@@ -105,11 +155,11 @@ public:
     }
 
 private:
-    const char16_t* step(const char16_t* p, const char16_t* end) noexcept {
+    [[gnu::always_inline]] char16_t* step(char16_t* p, char16_t* end) noexcept {
         const char16_t c = *p;
         switch (state_) {
             case State::kOutside: {
-                const char16_t* at = findUnitOrZero(p, end, u'@', u'@');
+                char16_t* at = findUnitOrZero(p, end, u'@', u'@');
                 if (at == end) return end;
                 if (*at == u'@') {
                     state_ = State::kType;
@@ -131,7 +181,7 @@ private:
                 }
                 return p + 1;
             case State::kKey: {
-                const char16_t* at = findUnitOrZero(p, end, u',', close_);
+                char16_t* at = findUnitOrZero(p, end, u',', close_);
                 if (at == end) return end;
                 if (*at == close_) endEntry();
                 else if (*at == u',') state_ = State::kFieldName;
@@ -139,6 +189,12 @@ private:
             }
             case State::kFieldName:
                 for (; p < end; ++p) {
+                    if (isNameUnit(*p)) {
+                        char16_t* run = p;
+                        p = nameRunEnd(p + 1, end);
+                        name_.add(run, uint32_t(p - run));
+                        if (p == end) break;
+                    }
                     const char16_t u = *p;
                     if (u == close_) {
                         endEntry();
@@ -146,12 +202,17 @@ private:
                     }
                     if (u == u'=') {
                         beginValue();
-                        return p + 1;
+                        return valueStart(p + 1, end);
                     }
                     if (isAsciiWhiteSpace(u)) {
                         if (name_.length == 0) continue;
+                        char16_t* next = skipBlanks(p + 1, end);
+                        if (next < end && *next == u'=') {
+                            beginValue();
+                            return valueStart(next + 1, end);
+                        }
                         state_ = State::kAfterName;
-                        return p + 1;
+                        return next;
                     }
                     if (u != u',' && u != u'{' && u != u'}' && u != u'"' && u != u'#' && u != 0) name_.add(u);
                 }
@@ -167,6 +228,9 @@ private:
                 return p + 1;
             case State::kValue:
                 if (isAsciiWhiteSpace(c) || c == u'#') return skipBlanks(p + 1, end);
+                if (c == u'{' && value_.length() == 0 && entry_ == Entry::kRecord) {
+                    if (char16_t* next = wholeBracedValue(p, end)) return next;
+                }
                 if (c == u'{' || c == u'"') {
                     depth_ = c == u'{' ? 1 : 0;
                     state_ = c == u'{' ? State::kBraced : State::kQuoted;
@@ -177,7 +241,7 @@ private:
                 state_ = State::kBare;
                 return p;
             case State::kBraced: {
-                const char16_t* at = findUnitOrZero(p, end, u'{', u'}');
+                char16_t* at = findUnitOrZero(p, end, u'{', u'}');
                 collect(p, at);
                 if (at == end) return end;
                 if (*at == 0) return at + 1;
@@ -217,7 +281,7 @@ private:
                 endField(0);  // no separator: the next field starts here
                 return p;
             case State::kSkipped: {
-                const char16_t* at = findUnitOrZero(p, end, open_, close_);
+                char16_t* at = findUnitOrZero(p, end, open_, close_);
                 if (at == end) return end;
                 if (*at == open_) ++depth_;
                 else if (*at == close_ && --depth_ == 0) state_ = State::kOutside;
@@ -228,21 +292,112 @@ private:
     }
 
     // The handler of a field name, remembered: an export repeats the same
-    // few names in every entry. A slot holds the last name that hashed to it.
-    VroFieldHandler handlerOf(const ShortName& name) noexcept {
+    // names in the same order in every entry, so the name met at this place
+    // of the last entry is tried first, compared as it is written.
+    struct Known;
+    const Known& handlerOf(const ShortName& name) noexcept {
+        if (fieldIndex_ >= kKnownPlaces) return handlerByHash(name);
+        Known& guess = byPlace_[fieldIndex_++];
+        if (guess.filled && guess.name.sameAs(name)) return guess;
+        guess = handlerByHash(name);
+        return guess;
+    }
+
+    // A slot holds the last name that hashed to it.
+    const Known& handlerByHash(const ShortName& name) noexcept {
         uint32_t hash = name.length;
         for (uint32_t i = 0; i < name.length; ++i) hash = hash * 31 + asciiLower(name.units[i]);
         Known& slot = known_[hash % kKnownSlots];
-        if (slot.filled && slot.name.sameAs(name)) return slot.handler;
+        if (slot.filled && slot.name.sameAs(name)) return slot;
         slot.name = name;
         slot.handler = findFieldHandler(uint32_t(format_.fields.size()), name.units, format_.fields.data());
+        slot.stored = storedField(slot.handler);
         slot.filled = true;
-        return slot.handler;
+        return slot;
     }
 
-    static const char16_t* skipBlanks(const char16_t* p, const char16_t* end) noexcept {
+    // A unit of a field's name that neither ends it nor is dropped from it.
+    bool isNameUnit(char16_t u) const noexcept {
+        if (u >= 0x80) return true;
+        return !kNameStops.has[u] && u != close_;
+    }
+
+    // The end of a run of name units from p on (end at the latest).
+    char16_t* nameRunEnd(char16_t* p, char16_t* end) const noexcept {
+#if defined(__SSE2__)
+        // Eight units at a time: units of 0x8000 and above are negative
+        // here, which only the equality tests see, and none of them is a stop.
+        const __m128i tab = _mm_set1_epi16(8), carriageReturn = _mm_set1_epi16(14);
+        const __m128i blank = _mm_set1_epi16(' '), equals = _mm_set1_epi16('='), comma = _mm_set1_epi16(',');
+        const __m128i openBrace = _mm_set1_epi16('{'), closeBrace = _mm_set1_epi16('}');
+        const __m128i quote = _mm_set1_epi16('"'), hash = _mm_set1_epi16('#'), zero = _mm_setzero_si128();
+        const __m128i closing = _mm_set1_epi16(short(close_));
+        for (; end - p >= 8; p += 8) {
+            const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            __m128i stop = _mm_and_si128(_mm_cmpgt_epi16(units, tab), _mm_cmplt_epi16(units, carriageReturn));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, blank));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, equals));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, comma));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, openBrace));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, closeBrace));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, quote));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, hash));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, zero));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi16(units, closing));
+            const int mask = _mm_movemask_epi8(stop);
+            if (mask != 0) return p + __builtin_ctz(unsigned(mask)) / 2;
+        }
+#endif
+        while (p < end && isNameUnit(*p)) ++p;
+        return p;
+    }
+
+    static char16_t* skipBlanks(char16_t* p, const char16_t* end) noexcept {
         while (p < end && isAsciiWhiteSpace(*p)) ++p;
         return p;
+    }
+
+    // Right after '=': the blanks before the value, then its one braced part
+    // taken whole where it can be.
+    char16_t* valueStart(char16_t* p, char16_t* end) noexcept {
+        p = skipBlanks(p, end);
+        if (p < end && *p == u'{' && entry_ == Entry::kRecord)
+            if (char16_t* next = wholeBracedValue(p, end)) return next;
+        return p;
+    }
+
+    // At the opening brace of a record's value: when the value is one braced
+    // part without inner braces, closed on this line and followed by the
+    // field's end, it is handed on from where it stands, without a copy.
+    // Returns the position after the field's end, or null (nothing done).
+    char16_t* wholeBracedValue(char16_t* open, char16_t* end) noexcept {
+        char16_t* close = findUnitOrZero(open + 1, end, u'{', u'}');
+        if (*close != u'}' || close == end) return nullptr;
+        char16_t* after = skipBlanks(close + 1, end);
+        if (after == end || (*after != u',' && *after != close_)) return nullptr;
+        if (handler_ != nullptr && record_ != nullptr) deliver(open + 1, uint32_t(close - open - 1));
+        handler_ = nullptr;
+        collecting_ = false;
+        name_.clear();
+        state_ = State::kFieldName;
+        if (*after == close_) endEntry();
+        // Blanks after it are skipped both before a field's name and
+        // between entries.
+        return skipBlanks(after + 1, end);
+    }
+
+    // A record's value, as read, turned into plain text in place and handed
+    // to the field's handler; returns its plain length.
+    uint32_t deliver(char16_t* text, uint32_t length) noexcept {
+        const TexMode mode = handler_ == setListAuthors                       ? TexMode::kNames
+                             : handler_ == setDoi || handler_ == setArticleUrl ? TexMode::kVerbatim
+                                                                               : TexMode::kText;
+        const uint32_t n = texToPlainText(text, length, mode, !textKept_);
+        if (handler_ == setPages)
+            for (uint32_t i = 0; i < n; ++i)
+                if (text[i] == 0x2013 || text[i] == 0x2014) text[i] = u'-';
+        handler_(*record_, text, mask_);
+        return n;
     }
 
     void open(char16_t delimiter) noexcept {
@@ -262,6 +417,7 @@ private:
         }
         entry_ = Entry::kRecord;
         state_ = State::kKey;
+        fieldIndex_ = 0;
         record_ = list_.add();
         if (record_ == nullptr) {
             failure_ = kErrNoMemory;
@@ -275,10 +431,15 @@ private:
 
     void beginValue() noexcept {
         handler_ = nullptr;
-        if (entry_ == Entry::kRecord && record_ != nullptr)
-            handler_ = handlerOf(name_);
+        uint32_t stored = 0;
+        if (entry_ == Entry::kRecord && record_ != nullptr) {
+            const Known& known = handlerOf(name_);
+            handler_ = known.handler;
+            stored = known.stored;
+        }
         collecting_ = handler_ != nullptr || entry_ == Entry::kStrings;
-        presenceOnly_ = handler_ != nullptr && !keepsText(*record_, handler_);
+        textKept_ = stored == 0 || (record_->keptTexts & stored) != 0;
+        presenceOnly_ = !textKept_;
         value_.clear();
         valueFull_ = false;
         state_ = State::kValue;
@@ -323,17 +484,8 @@ private:
     void endField(char16_t by) noexcept {
         if (state_ == State::kBare) endWord();
         if (entry_ == Entry::kStrings && name_.length > 0) defineMacro();
-        if (entry_ == Entry::kRecord && handler_ != nullptr && record_ != nullptr) {
-            const TexMode mode = handler_ == setListAuthors                   ? TexMode::kNames
-                                 : handler_ == setDoi || handler_ == setArticleUrl ? TexMode::kVerbatim
-                                                                               : TexMode::kText;
-            uint32_t n = texToPlainText(value_.data(), value_.length(), mode, !keepsText(*record_, handler_));
-            if (handler_ == setPages)
-                for (uint32_t i = 0; i < n; ++i)
-                    if (value_.data()[i] == 0x2013 || value_.data()[i] == 0x2014) value_.data()[i] = u'-';
-            value_.setLength(n);
-            handler_(*record_, value_.data(), mask_);
-        }
+        if (entry_ == Entry::kRecord && handler_ != nullptr && record_ != nullptr)
+            value_.setLength(deliver(value_.data(), value_.length()));
         handler_ = nullptr;
         collecting_ = false;
         name_.clear();
@@ -393,6 +545,7 @@ private:
     bool collecting_ = false;
     bool valueFull_ = false;
     bool presenceOnly_ = false;  // until the first character that is not white space
+    bool textKept_ = true;       // the record keeps the field's text, not only its presence
     XpString16 value_;
     VroPublication* record_ = nullptr;
     uint32_t records_ = 0;
@@ -400,10 +553,14 @@ private:
     struct Known {
         ShortName name;
         VroFieldHandler handler = nullptr;
+        uint32_t stored = 0;  // the record's field that keeps the text, 0 when always kept
         bool filled = false;
     };
     static constexpr uint32_t kKnownSlots = 61;
     Known known_[kKnownSlots];
+    static constexpr uint32_t kKnownPlaces = 32;
+    Known byPlace_[kKnownPlaces];
+    uint32_t fieldIndex_ = 0;  // the record's fields named so far
     ShortName macroNames_[kMaxMacros];
     XpString16 macroValues_[kMaxMacros];
     uint32_t macroCount_ = 0;
@@ -442,9 +599,9 @@ ResultCode readBibTeXRecords(const VroImportFormat& format, XpTextReader* reader
     // The macros make the reader large: it lives on the heap.
     BibTeXReader* bib = new (std::nothrow) BibTeXReader(format, list, fieldMaskOut);
     if (bib == nullptr) return kErrNoMemory;
-    static constexpr char16_t kLineEnd[] = u"\n";
+    char16_t lineEnd[] = u"\n";
     bib->feed(line.data(), line.end());
-    bib->feed(kLineEnd, kLineEnd + 1);
+    bib->feed(lineEnd, lineEnd + 1);
     // BibTeX is written in UTF-8 today: without a byte-order mark the lines
     // after the first are read as UTF-8, up to a byte that UTF-8 cannot
     // decode; from there on the fallback code page reads them, so that an

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <cwctype>
 #include <new>
+#include <utility>
 
 #include "foundation/ascii.h"
 #include "foundation/logging.h"
@@ -26,6 +27,34 @@ void logStreamFailure(const char* inputName, ResultCode rc) noexcept {
         logMessage(kLogError, rc, "%s: Compressed stream cut short", inputName);
     else
         logMessage(kLogError, rc, "%s: Compressed stream cannot be inflated", inputName);
+}
+
+// BibTeX files may open with TeX comment lines ('%') before the first
+// entry. At such a line, reads on past comment and blank lines; a line that
+// BibTeX then accepts becomes the first line, and its importer is handed
+// out. Otherwise 774 with the line as it was (it explains the refusal).
+ResultCode findBibTeXAfterComments(XpTextReader* reader, XpString16& line, VroImporter** out) noexcept {
+    const auto isComment = [](const XpString16& text) {
+        const char16_t* unit = text.data();
+        while (unit < text.end() && isAsciiWhiteSpace(*unit)) ++unit;
+        return unit < text.end() && *unit == u'%';
+    };
+    if (!isComment(line)) return kErrInvalidFileType;
+    XpString16 next;
+    while ((next.empty() || isComment(next)) && readTrimmedLine(reader, next) == kResultOk) {
+    }
+    for (const VroImportFormat& format : kImportFormats) {
+        if (format.code != fourCharacterCode("BibT") || next.empty()) continue;
+        bool accepted = false;
+        const ResultCode rc = format.probe(next, &accepted);
+        if (rc != kResultOk) return rc;
+        if (!accepted) break;
+        *out = new (std::nothrow) VroImporter(format);
+        if (*out == nullptr) return kErrNoMemory;
+        line = std::move(next);
+        return kResultOk;
+    }
+    return kErrInvalidFileType;
 }
 
 }  // namespace
@@ -105,7 +134,10 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
         while (line.empty() && readTrimmedLine(reader.get(), line) == kResultOk) {
         }
         if (!line.empty()) rc = findImporterFor(line, &importer, true);
+        if (rc == kErrInvalidFileType) rc = findBibTeXAfterComments(reader.get(), line, &importer);
         if (rc == kErrInvalidFileType) line.clear();
+    } else if (rc == kErrInvalidFileType) {
+        rc = findBibTeXAfterComments(reader.get(), line, &importer);
     }
     // A first line that a cut compressed stream ended is no line of the export.
     if (rc == kErrInvalidFileType && input->compressed() && input->failure() != kResultOk) {

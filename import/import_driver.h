@@ -27,6 +27,11 @@
 //   rows that may follow blank lines (BibTeX, whose importer starts there, and
 //   JSON, whose reader starts over from the first byte); when none
 //   accepts it either, the result is 774 as before, for the blank first line.
+// - When no row accepts the first line that is not blank and it is a TeX
+//   comment line (its first character after white space is '%'), the
+//   comment and blank lines after it are skipped too, and BibTeX alone is
+//   asked for the next line, where its importer starts; when it refuses, the
+//   result is 774 for the line that was refused first.
 // - An input beginning with the gzip magic bytes is inflated as it is read
 //   (import/input_stream.h), whatever its layout inside. When such a stream
 //   is cut short or cannot be inflated, the import fails with the stream's

@@ -2,6 +2,10 @@
 
 #include "foundation/ascii.h"
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 namespace {
 
 bool isLetter(char16_t c) noexcept { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
@@ -113,8 +117,9 @@ public:
     }
     // Copies the run of characters that stand for themselves at the read
     // position: most of a value, taken in one tight loop.
-    // With singleBlanks, one blank between two such characters is copied too.
-    void copyPlain(bool singleBlanks) noexcept {
+    // With singleBlanks, one blank between two such characters is copied too;
+    // with names, not one before "and" and white space (a name's end).
+    void copyPlain(bool singleBlanks, bool names) noexcept {
         uint32_t r = read_;
         if (r == length_ || !isPlain(text_[r])) return;
         uint32_t w = write_;
@@ -125,6 +130,7 @@ public:
             if (r == length_) break;
             if (isPlain(text_[r])) continue;
             if (!singleBlanks || text_[r] != u' ' || r + 1 == length_ || !isPlain(text_[r + 1])) break;
+            if (names && startsAnd(r + 1)) break;
             text_[w++] = text_[r++];
         }
         read_ = r;
@@ -132,6 +138,11 @@ public:
     }
 
 private:
+    bool startsAnd(uint32_t r) const noexcept {
+        return r + 3 < length_ && asciiLower(text_[r]) == u'a' && asciiLower(text_[r + 1]) == u'n' &&
+               asciiLower(text_[r + 2]) == u'd' && isAsciiWhiteSpace(text_[r + 3]);
+    }
+
     char16_t* text_;
     uint32_t length_;
     uint32_t read_ = 0;
@@ -235,9 +246,58 @@ uint32_t dropOthers(char16_t* text, uint32_t length) noexcept {
     return length - n;
 }
 
+// Whether text reads as it stands outside name lists: only characters that
+// stand for themselves, with single blanks between them. Most values are
+// such, so this is checked sixteen units at a time first.
+bool readsAsItStands(const char16_t* text, uint32_t length) noexcept {
+    if (length == 0) return true;
+    if (text[0] == u' ' || text[length - 1] == u' ') return false;
+    uint32_t i = 0;
+    bool blankBefore = false;  // the unit before i is a blank
+#if defined(__SSE2__)
+    // Units packed to bytes with unsigned saturation: 0x0100-0x7FFF become
+    // 0xFF and 0x8000-0xFFFF become 0, none of which is looked for.
+    const __m128i tab = _mm_set1_epi8(8), carriageReturn = _mm_set1_epi8(14);
+    const __m128i blank = _mm_set1_epi8(' '), openBrace = _mm_set1_epi8('{'), closeBrace = _mm_set1_epi8('}');
+    const __m128i backslash = _mm_set1_epi8('\\'), tie = _mm_set1_epi8('~'), dollar = _mm_set1_epi8('$');
+    const __m128i dash = _mm_set1_epi8('-');
+    for (; i + 16 <= length; i += 16) {
+        const __m128i low = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i));
+        const __m128i high = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text + i + 8));
+        const __m128i bytes = _mm_packus_epi16(low, high);
+        __m128i special = _mm_and_si128(_mm_cmpgt_epi8(bytes, tab), _mm_cmplt_epi8(bytes, carriageReturn));
+        special = _mm_or_si128(special, _mm_cmpeq_epi8(bytes, openBrace));
+        special = _mm_or_si128(special, _mm_cmpeq_epi8(bytes, closeBrace));
+        special = _mm_or_si128(special, _mm_cmpeq_epi8(bytes, backslash));
+        special = _mm_or_si128(special, _mm_cmpeq_epi8(bytes, tie));
+        special = _mm_or_si128(special, _mm_cmpeq_epi8(bytes, dollar));
+        special = _mm_or_si128(special, _mm_cmpeq_epi8(bytes, dash));
+        if (_mm_movemask_epi8(special) != 0) return false;
+        const unsigned blanks = unsigned(_mm_movemask_epi8(_mm_cmpeq_epi8(bytes, blank)));
+        if ((blanks & (blanks << 1 | unsigned(blankBefore))) != 0) return false;
+        blankBefore = (blanks >> 15) != 0;
+    }
+#endif
+    for (; i < length; ++i) {
+        const char16_t c = text[i];
+        if (c == u' ') {
+            if (blankBefore) return false;
+            blankBefore = true;
+            continue;
+        }
+        if (!isPlain(c)) return false;
+        blankBefore = false;
+    }
+    return true;
+}
+
 }  // namespace
 
 uint32_t texToPlainText(char16_t* text, uint32_t length, TexMode mode, bool presenceOnly) noexcept {
+    if (mode != TexMode::kNames && !presenceOnly && readsAsItStands(text, length)) {
+        text[length] = 0;
+        return length;
+    }
     PlainWriter w(text, length);
     uint32_t depth = 0;
     const bool prose = mode != TexMode::kVerbatim;
@@ -247,7 +307,7 @@ uint32_t texToPlainText(char16_t* text, uint32_t length, TexMode mode, bool pres
             w.put(w.at());
             break;
         }
-        w.copyPlain(mode != TexMode::kNames);
+        w.copyPlain(true, mode == TexMode::kNames);
         if (w.done()) break;
         const char16_t c = w.at();
         if (isAsciiWhiteSpace(c)) {
