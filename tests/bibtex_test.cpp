@@ -29,11 +29,13 @@ TEST(BibTeX, ValuesBecomePlainTextAsInTestsDataTexText) {
         const TexMode mode = row[0] == "names" ? TexMode::kNames
                              : row[0] == "verbatim" ? TexMode::kVerbatim
                                                     : TexMode::kText;
+        XpString16 value;
+        ASSERT_EQ(value.assign(row[1].data(), uint32_t(row[1].size())), 0);
+        const uint32_t length = value.length();
         // The value lies in a longer text that it must not read on into.
         const std::string text = row[1] + "'e~\\ss}";
-        XpString16 value;
         ASSERT_EQ(value.assign(text.data(), uint32_t(text.size())), 0);
-        const uint32_t n = texToPlainText(value.data(), uint32_t(row[1].size()), mode);
+        const uint32_t n = texToPlainText(value.data(), length, mode);
         EXPECT_EQ(value.data()[n], 0);
         value.setLength(n);
         XpString got;
