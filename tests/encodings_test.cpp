@@ -246,4 +246,28 @@ TEST(Encodings, RoundTripsThroughEveryWidth) {
     }
 }
 
+// Every conversion refuses a missing count, buffer or text, whichever one is missing.
+TEST(Encodings, ConversionsRefuseEachMissingArgument) {
+    for (uint32_t cp : {20127u, 437u, 1252u, 65001u, 1200u, 1201u, 12000u}) {
+        Shared e(cp);
+        uint8_t bytes[8] = {'a'};
+        char32_t t32[2] = {U'a'};
+        char16_t t16[2] = {u'a'};
+        char t8[2] = {'a'};
+        for (int missing = 0; missing < 3; ++missing) {
+            SCOPED_TRACE(std::to_string(cp) + " without argument " + std::to_string(missing));
+            uint32_t one = 1, eight = 8;
+            uint32_t* first = missing == 0 ? nullptr : &one;
+            uint32_t* last = missing == 2 ? nullptr : &eight;
+            const bool none = missing == 1;
+            EXPECT_EQ(e->encodeFromUtf32(t32, first, none ? nullptr : bytes, last), kErrInvalidArgument);
+            EXPECT_EQ(e->encodeFromUtf16(t16, first, none ? nullptr : bytes, last), kErrInvalidArgument);
+            EXPECT_EQ(e->encodeFromUtf8(t8, first, none ? nullptr : bytes, last), kErrInvalidArgument);
+            EXPECT_EQ(e->decodeToUtf32(bytes, first, none ? nullptr : t32, last), kErrInvalidArgument);
+            EXPECT_EQ(e->decodeToUtf16(bytes, first, none ? nullptr : t16, last), kErrInvalidArgument);
+            EXPECT_EQ(e->decodeToUtf8(bytes, first, none ? nullptr : t8, last), kErrInvalidArgument);
+        }
+    }
+}
+
 }  // namespace
