@@ -29,13 +29,13 @@ TEST(BibTeX, ValuesBecomePlainTextAsInTestsDataTexText) {
         const TexMode mode = row[0] == "names" ? TexMode::kNames
                              : row[0] == "verbatim" ? TexMode::kVerbatim
                                                     : TexMode::kText;
+        // The value lies in a longer text that it must not read on into.
         XpString16 value;
         ASSERT_EQ(value.assign(row[1].data(), uint32_t(row[1].size())), 0);
-        const uint32_t length = value.length();
-        // The value lies in a longer text that it must not read on into.
+        const uint32_t units = value.length();
         const std::string text = row[1] + "'e~\\ss}";
         ASSERT_EQ(value.assign(text.data(), uint32_t(text.size())), 0);
-        const uint32_t n = texToPlainText(value.data(), length, mode);
+        const uint32_t n = texToPlainText(value.data(), units, mode);
         EXPECT_EQ(value.data()[n], 0);
         value.setLength(n);
         XpString got;
