@@ -543,6 +543,26 @@ ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool
     return kResultOk;
 }
 
+ResultCode calculateOverNumbers(const VroPublicationNumbers* numbers, const uint32_t* members, uint32_t count,
+                                int64_t now, VroPublicationList& list, VroMetrics& metrics) noexcept {
+    if (list.keepsNumbersOnly()) {
+        list.restartNumbers();
+    } else {
+        list.clear();
+        list.keepNumbersOnly();
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        const VroPublicationNumbers& p = numbers[members[i]];
+        const VroPublicationNumbers copy{p.Rank, p.Year,  p.Use, 0, p.authorCount,
+                                         p.ECC,  p.Cites, 0,     0, 0, p.status & kStatusCountGiven};
+        if (!list.appendNumbers(copy)) return kErrNoMemory;
+    }
+    MetricsCalcOptions calculation{};
+    calculation.maxAuthors = kMaxAuthors;
+    computeMetrics(list, &metrics, &calculation, now);
+    return kResultOk;
+}
+
 ResultCode combineGroups(std::vector<std::vector<VroGroup>>& parts,
                          const std::vector<std::vector<uint32_t>>& memberMap, std::vector<VroGroup>& groups) noexcept {
     try {
