@@ -155,8 +155,24 @@ public:
         }
     }
 
-    // The key of the author at index (empty: none), valid until the next call.
-    std::u16string_view key(uint32_t index) {
+    // The key of the author at index (empty: none), valid until the next
+    // read(); a name key is appended to names and given as kInNames with
+    // where it starts there.
+    static constexpr char16_t kNamesMark[1] = {0};
+    static constexpr const char16_t* kInNames = kNamesMark;
+    struct Found {
+        const char16_t* text;  // kInNames: at names[start]
+        uint32_t start;
+        uint32_t length;
+    };
+    Found key(uint32_t index, std::u16string& names) {
+        const std::u16string_view k = keyView(index, names);
+        if (k.data() == kInNames) return {kInNames, uint32_t(names.size() - k.size()), uint32_t(k.size())};
+        return {k.data(), 0, uint32_t(k.size())};
+    }
+
+private:
+    std::u16string_view keyView(uint32_t index, std::u16string& names) {
         const VroPublication& pub = *pub_;
         const char16_t* name =
             index < pub.authorCount && pub.authorList != nullptr ? pub.authorList[index].name : nullptr;
@@ -193,12 +209,11 @@ public:
             if (found != nullptr) return found->key;
         }
         if (own_.empty()) return {};
-        scratch_.assign(u"name:");
-        scratch_ += own_;
-        return scratch_;
+        names.append(u"name:");
+        names.append(own_);
+        return {kInNames, own_.size() + 5};
     }
 
-private:
     const VroPublication* pub_ = nullptr;
     std::vector<IdEntry> entries_;
     uint32_t byPlace_[kMaxAuthors];
@@ -206,7 +221,6 @@ private:
     bool namedKeysMade_ = false;
     std::vector<std::u16string> namedKeys_;  // per entry: its name's key (named entries)
     std::u16string own_;
-    std::u16string scratch_;
 };
 
 std::u16string_view textOf(const XpString16& text) { return {text.data() ? text.data() : u"", text.length()}; }
@@ -258,11 +272,31 @@ struct GroupBuilder {
         }
     }
 
+    // Room for more groups, so that slots found stay where they are.
+    void reserveFor(uint32_t more) {
+        while ((uint64_t(groupCount) + more) * 4 > uint64_t(slots.size()) * 3) grow();
+    }
+
     // spelling without data: the key is the group's name.
     void add(std::u16string_view key, std::u16string_view spelling, uint32_t member) {
+        reserveFor(1);
+        addHashed(key, hashOf(key), spelling, member);
+    }
+
+    // Asks for the memory the keys of hashes will be compared in, so that
+    // the authors of one publication wait for it together.
+    void prefetch(const uint64_t* hashes, uint32_t count) const {
+        const size_t mask = slots.size() - 1;
+        for (uint32_t k = 0; k < count; ++k) __builtin_prefetch(&slots[size_t(hashes[k]) & mask]);
+        for (uint32_t k = 0; k < count; ++k) {
+            const Slot& slot = slots[size_t(hashes[k]) & mask];
+            if (slot.group != kFree && slot.hash == hashes[k]) __builtin_prefetch(arena.data() + slot.keyStart);
+        }
+    }
+
+    // add() of a key whose hash is h, with room for it reserved.
+    void addHashed(std::u16string_view key, uint64_t h, std::u16string_view spelling, uint32_t member) {
         if (spelling.data() == nullptr) spelling = key;
-        if ((uint64_t(groupCount) + 1) * 4 > uint64_t(slots.size()) * 3) grow();
-        const uint64_t h = hashOf(key);
         const size_t mask = slots.size() - 1;
         size_t i = size_t(h) & mask;
         for (;; i = (i + 1) & mask) {
@@ -341,16 +375,31 @@ struct GroupBuilder {
     void note(const VroPublication& p, uint32_t member, VroGroupKind kind, std::u16string& key) {
         switch (kind) {
             case VroGroupKind::author: {
+                // Every author's key first, then their slots asked for at
+                // once, then each noted.
                 authors.read(p);
-                const uint32_t listed = p.authorList != nullptr ? p.authorCount : 0;
-                bool any = false;
-                for (uint32_t a = 0; a < listed && a < kMaxAuthors; ++a) {
-                    const std::u16string_view k = authors.key(a);
-                    if (k.empty()) continue;
-                    add(k, p.authorList[a].name, member);
-                    any = true;
+                const uint32_t listed = std::min(p.authorList != nullptr ? p.authorCount : 0, kMaxAuthors);
+                names.clear();
+                uint32_t count = 0;
+                for (uint32_t a = 0; a < listed; ++a) {
+                    const AuthorKeys::Found k = authors.key(a, names);
+                    if (k.length == 0) continue;
+                    found[count] = k;
+                    place[count++] = a;
                 }
-                if (!any) add(std::u16string_view(), std::u16string_view(), member);
+                if (count == 0) {
+                    add(std::u16string_view(), std::u16string_view(), member);
+                    break;
+                }
+                reserveFor(count);
+                for (uint32_t k = 0; k < count; ++k) {
+                    const AuthorKeys::Found& f = found[k];
+                    keys[k] = {f.text == AuthorKeys::kInNames ? names.data() + f.start : f.text, f.length};
+                    hashes[k] = hashOf(keys[k]);
+                }
+                prefetch(hashes, count);
+                for (uint32_t k = 0; k < count; ++k)
+                    addHashed(keys[k], hashes[k], p.authorList[place[k]].name, member);
                 break;
             }
             case VroGroupKind::source:
@@ -365,6 +414,11 @@ struct GroupBuilder {
     }
 
     AuthorKeys authors;
+    std::u16string names;  // the name keys of one publication's authors
+    AuthorKeys::Found found[kMaxAuthors];
+    uint32_t place[kMaxAuthors];
+    std::u16string_view keys[kMaxAuthors];
+    uint64_t hashes[kMaxAuthors];
 };
 
 }  // namespace
@@ -452,7 +506,9 @@ bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) n
     try {
         AuthorKeys keys;
         keys.read(pub);
-        key.assign(keys.key(index));
+        std::u16string names;
+        const AuthorKeys::Found k = keys.key(index, names);
+        key.assign(k.text == AuthorKeys::kInNames ? names.data() + k.start : k.text, k.length);
     } catch (const std::bad_alloc&) {
         return false;
     }
