@@ -426,8 +426,15 @@ struct GroupBuilder {
 ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks& works) noexcept {
     try {
         Links links(count);
+        // Keys lie one after the other in a pool, found by where they start
+        // and their length, so that a key costs no allocation of its own.
+        struct PoolKey {
+            size_t start;
+            size_t length;
+        };
         KeyTable byDoi;
-        std::vector<std::u16string> doiKeys(count);
+        std::u16string doiPool;
+        std::vector<PoolKey> doiKeys(count);  // per pooled publication with a DOI key
         // Publications of one title key and year: the first one without a
         // DOI links to every other; those with DOIs met before it wait for it.
         constexpr uint32_t kNone = 0xFFFFFFFFu;
@@ -436,7 +443,8 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
             uint32_t waiting;  // index into waitingLists
         };
         KeyTable byTitle;
-        std::vector<std::u16string> titleKeys;  // per title slot
+        std::u16string titlePool;
+        std::vector<PoolKey> titleKeys;  // per title slot
         std::vector<TitleSlot> titleSlots;
         std::vector<std::vector<uint32_t>> waitingLists;
         std::u16string doi;
@@ -446,10 +454,15 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
             if (!doiKey(p.DOI.data(), p.DOI.length(), doi)) return kErrNoMemory;
             const bool hasDoi = !doi.empty();
             if (hasDoi) {
-                doiKeys[i] = doi;
-                const uint32_t first =
-                    byDoi.findOrAdd(doi, i, [&](uint32_t j) { return std::u16string_view(doiKeys[j]); });
-                if (first != i) links.join(first, i);
+                const uint32_t first = byDoi.findOrAdd(doi, i, [&](uint32_t j) {
+                    return std::u16string_view(doiPool).substr(doiKeys[j].start, doiKeys[j].length);
+                });
+                if (first != i) {
+                    links.join(first, i);
+                } else {
+                    doiKeys[i] = {doiPool.size(), doi.size()};
+                    doiPool += doi;
+                }
             }
             if (p.Year < 1) continue;
             if (!titleKey(p.Title.data(), p.Title.length(), title)) return kErrNoMemory;
@@ -457,10 +470,12 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
             title += u'\t';
             title += yearKey(p.Year);
             const uint32_t fresh = uint32_t(titleSlots.size());
-            const uint32_t at =
-                byTitle.findOrAdd(title, fresh, [&](uint32_t j) { return std::u16string_view(titleKeys[j]); });
+            const uint32_t at = byTitle.findOrAdd(title, fresh, [&](uint32_t j) {
+                return std::u16string_view(titlePool).substr(titleKeys[j].start, titleKeys[j].length);
+            });
             if (at == fresh) {
-                titleKeys.push_back(title);
+                titleKeys.push_back({titlePool.size(), title.size()});
+                titlePool += title;
                 titleSlots.push_back({kNone, kNone});
             }
             TitleSlot& slot = titleSlots[at];
