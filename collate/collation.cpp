@@ -1,6 +1,7 @@
 #include "collate/collation.h"
 
 #include <algorithm>
+#include <iterator>
 #include <new>
 #include <string_view>
 
@@ -111,150 +112,262 @@ struct IdEntry {
     std::u16string_view who;  // "#i" or a name
 };
 
-std::vector<IdEntry> idEntries(const VroPublication& pub) {
-    std::vector<IdEntry> entries;
-    const std::u16string_view text(pub.AuthorIds.data(), pub.AuthorIds.length());
-    size_t start = 0;
-    while (start < text.size()) {
-        size_t end = text.find(u'\n', start);
-        if (end == std::u16string_view::npos) end = text.size();
-        const std::u16string_view line = text.substr(start, end - start);
-        const size_t tab = line.find(u'\t');
-        if (tab != std::u16string_view::npos) entries.push_back({line.substr(0, tab), line.substr(tab + 1)});
-        start = end + 1;
-    }
-    return entries;
-}
+constexpr uint32_t kNotPlace = 0xFFFFFFFFu;
 
-// Whether who is "#index".
-bool isPlace(std::u16string_view who, uint32_t index) noexcept {
-    if (who.size() < 2 || who[0] != u'#') return false;
+// The index of who when it is "#index", else kNotPlace.
+uint32_t placeOf(std::u16string_view who) noexcept {
+    if (who.size() < 2 || who[0] != u'#') return kNotPlace;
     uint64_t n = 0;
     for (size_t i = 1; i < who.size(); ++i) {
-        if (who[i] < u'0' || who[i] > u'9' || n > 0xFFFFFFFFu) return false;
+        if (who[i] < u'0' || who[i] > u'9' || n > 0xFFFFFFFFu) return kNotPlace;
         n = n * 10 + (who[i] - u'0');
     }
-    return n == index;
+    return n < kNotPlace ? uint32_t(n) : kNotPlace;
 }
 
-// The key of the author at index, from the parsed identifiers.
-void keyOfAuthor(const VroPublication& pub, const std::vector<IdEntry>& entries, uint32_t index,
-                 std::u16string& key) {
-    key.clear();
-    const char16_t* name = index < pub.authorCount && pub.authorList != nullptr ? pub.authorList[index].name : nullptr;
-    if (name == nullptr) return;
-    const uint32_t nameLength = uint32_t(std::char_traits<char16_t>::length(name));
-    if (!entries.empty()) {
-        for (const IdEntry& e : entries)
-            if (isPlace(e.who, index)) {
-                key.assign(e.key);
-                return;
+// The authors' keys of one publication: its identifiers are read once, the
+// entry for each place looked up directly, and the name keys of named
+// entries made only when an author has no entry for its place. Reused from
+// one publication to the next, so that keying an author allocates nothing.
+class AuthorKeys {
+public:
+    void read(const VroPublication& pub) {
+        pub_ = &pub;
+        entries_.clear();
+        named_ = 0;
+        namedKeysMade_ = false;
+        std::fill(std::begin(byPlace_), std::end(byPlace_), kNotPlace);
+        const std::u16string_view text(pub.AuthorIds.data(), pub.AuthorIds.length());
+        size_t start = 0;
+        while (start < text.size()) {
+            size_t end = text.find(u'\n', start);
+            if (end == std::u16string_view::npos) end = text.size();
+            const std::u16string_view line = text.substr(start, end - start);
+            const size_t tab = line.find(u'\t');
+            if (tab != std::u16string_view::npos) {
+                const IdEntry e{line.substr(0, tab), line.substr(tab + 1)};
+                const uint32_t place = placeOf(e.who);
+                if (place < kMaxAuthors && byPlace_[place] == kNotPlace) byPlace_[place] = uint32_t(entries_.size());
+                if (!e.who.empty() && e.who[0] != u'#') ++named_;
+                entries_.push_back(e);
             }
-        std::u16string own;
-        std::u16string other;
-        (void)nameKey(name, nameLength, own);
-        const IdEntry* found = nullptr;
-        for (const IdEntry& e : entries) {
-            if (own.empty() || e.who.empty() || e.who[0] == u'#') continue;
-            (void)nameKey(e.who.data(), uint32_t(e.who.size()), other);
-            if (other != own) continue;
-            if (found == nullptr || (e.key.starts_with(u"orcid:") && !found->key.starts_with(u"orcid:"))) found = &e;
-        }
-        if (found != nullptr) {
-            key.assign(found->key);
-            return;
+            start = end + 1;
         }
     }
-    std::u16string nk;
-    (void)nameKey(name, nameLength, nk);
-    if (!nk.empty()) key = u"name:" + nk;
-}
+
+    // The key of the author at index (empty: none), valid until the next
+    // read(); a name key is appended to names and given as kInNames with
+    // where it starts there.
+    static constexpr char16_t kNamesMark[1] = {0};
+    static constexpr const char16_t* kInNames = kNamesMark;
+    struct Found {
+        const char16_t* text;  // kInNames: at names[start]
+        uint32_t start;
+        uint32_t length;
+    };
+    Found key(uint32_t index, std::u16string& names) {
+        const std::u16string_view k = keyView(index, names);
+        if (k.data() == kInNames) return {kInNames, uint32_t(names.size() - k.size()), uint32_t(k.size())};
+        return {k.data(), 0, uint32_t(k.size())};
+    }
+
+private:
+    std::u16string_view keyView(uint32_t index, std::u16string& names) {
+        const VroPublication& pub = *pub_;
+        const char16_t* name =
+            index < pub.authorCount && pub.authorList != nullptr ? pub.authorList[index].name : nullptr;
+        if (name == nullptr) return {};
+        if (!entries_.empty()) {
+            if (index < kMaxAuthors) {
+                if (byPlace_[index] != kNotPlace) return entries_[byPlace_[index]].key;
+            } else {
+                for (const IdEntry& e : entries_)
+                    if (placeOf(e.who) == index) return e.key;
+            }
+        }
+        const uint32_t nameLength = uint32_t(std::char_traits<char16_t>::length(name));
+        (void)nameKey(name, nameLength, own_);
+        if (named_ != 0 && !own_.empty()) {
+            if (!namedKeysMade_) {
+                namedKeys_.resize(entries_.size());
+                for (size_t k = 0; k < entries_.size(); ++k) {
+                    const IdEntry& e = entries_[k];
+                    if (e.who.empty() || e.who[0] == u'#')
+                        namedKeys_[k].clear();
+                    else
+                        (void)nameKey(e.who.data(), uint32_t(e.who.size()), namedKeys_[k]);
+                }
+                namedKeysMade_ = true;
+            }
+            const IdEntry* found = nullptr;
+            for (size_t k = 0; k < entries_.size(); ++k) {
+                const IdEntry& e = entries_[k];
+                if (e.who.empty() || e.who[0] == u'#' || namedKeys_[k] != own_) continue;
+                if (found == nullptr || (e.key.starts_with(u"orcid:") && !found->key.starts_with(u"orcid:")))
+                    found = &e;
+            }
+            if (found != nullptr) return found->key;
+        }
+        if (own_.empty()) return {};
+        names.append(u"name:");
+        names.append(own_);
+        return {kInNames, own_.size() + 5};
+    }
+
+    const VroPublication* pub_ = nullptr;
+    std::vector<IdEntry> entries_;
+    uint32_t byPlace_[kMaxAuthors];
+    uint32_t named_ = 0;
+    bool namedKeysMade_ = false;
+    std::vector<std::u16string> namedKeys_;  // per entry: its name's key (named entries)
+    std::u16string own_;
+};
 
 std::u16string_view textOf(const XpString16& text) { return {text.data() ? text.data() : u"", text.length()}; }
 
-// Groups are found in one pass that notes every (group, publication,
-// spelling) met, and laid out at the end, so that the pass touches little
-// memory per author. Spellings are copied, so that the texts they come from
-// may go once their publication has been noted.
+// Groups are found in one pass that notes every (group, publication) met,
+// and laid out at the end. Each group's key and first spelling lie side by
+// side in one arena, reached from the group's slot of the table, so that
+// noting an author touches little memory; a spelling that differs from its
+// group's first is copied apart, so that the texts it comes from may go
+// once their publication has been noted.
 struct GroupBuilder {
-    std::vector<VroGroup> groups;
-    KeyTable byKey;
-    std::u16string keyPool;              // every group's key, one after the other
-    std::vector<uint32_t> keyStart{0};   // group g's key: [keyStart[g], keyStart[g + 1])
-    std::vector<uint32_t> lastMember;    // per group: the last publication noted, plus 1
-    std::u16string spellingPool;
+    struct Slot {
+        uint64_t hash;
+        uint32_t group;       // kFree: unused
+        uint32_t lastMember;  // the last publication noted, plus 1
+        uint32_t keyStart;    // into arena; the first spelling follows the key
+        uint32_t keyLength;
+        uint32_t spellingLength;
+        uint32_t spare;
+    };
+    static constexpr uint32_t kFree = 0xFFFFFFFFu;
+    std::vector<Slot> slots;
+    uint32_t groupCount = 0;
+    std::u16string arena;
     struct Occurrence {
         uint32_t group;
         uint32_t member;
-        uint32_t spelling;  // into spellingPool; kNoSpelling: the key itself
-        uint32_t spellingLength;
     };
-    static constexpr uint32_t kNoSpelling = 0xFFFFFFFFu;
     std::vector<Occurrence> seen;
+    // Spellings that differ from their group's first, in the order met.
+    struct OtherSpelling {
+        uint32_t group;
+        uint32_t start;  // into otherPool
+        uint32_t length;
+    };
+    std::vector<OtherSpelling> others;
+    std::u16string otherPool;
+    std::vector<VroGroup> groups;
 
-    std::u16string_view keyOf(uint32_t g) const {
-        return std::u16string_view(keyPool).substr(keyStart[g], keyStart[g + 1] - keyStart[g]);
+    void grow() {
+        std::vector<Slot> old(slots.empty() ? 64 : slots.size() * 2, Slot{0, kFree, 0, 0, 0, 0, 0});
+        old.swap(slots);
+        const size_t mask = slots.size() - 1;
+        for (const Slot& slot : old) {
+            if (slot.group == kFree) continue;
+            size_t i = size_t(slot.hash) & mask;
+            while (slots[i].group != kFree) i = (i + 1) & mask;
+            slots[i] = slot;
+        }
+    }
+
+    // Room for more groups, so that slots found stay where they are.
+    void reserveFor(uint32_t more) {
+        while ((uint64_t(groupCount) + more) * 4 > uint64_t(slots.size()) * 3) grow();
     }
 
     // spelling without data: the key is the group's name.
     void add(std::u16string_view key, std::u16string_view spelling, uint32_t member) {
-        const uint32_t fresh = uint32_t(lastMember.size());
-        const uint32_t g = byKey.findOrAdd(key, fresh, [&](uint32_t j) { return keyOf(j); });
-        if (g == fresh) {
-            keyPool.append(key);
-            keyStart.push_back(uint32_t(keyPool.size()));
-            lastMember.push_back(0);
+        reserveFor(1);
+        addHashed(key, hashOf(key), spelling, member);
+    }
+
+    // Asks for the memory the keys of hashes will be compared in, so that
+    // the authors of one publication wait for it together.
+    void prefetch(const uint64_t* hashes, uint32_t count) const {
+        const size_t mask = slots.size() - 1;
+        for (uint32_t k = 0; k < count; ++k) __builtin_prefetch(&slots[size_t(hashes[k]) & mask]);
+        for (uint32_t k = 0; k < count; ++k) {
+            const Slot& slot = slots[size_t(hashes[k]) & mask];
+            if (slot.group != kFree && slot.hash == hashes[k]) __builtin_prefetch(arena.data() + slot.keyStart);
         }
-        if (lastMember[g] == member + 1) return;
-        lastMember[g] = member + 1;
-        uint32_t at = kNoSpelling;
-        if (spelling.data() != nullptr) {
-            at = uint32_t(spellingPool.size());
-            spellingPool.append(spelling);
+    }
+
+    // add() of a key whose hash is h, with room for it reserved.
+    void addHashed(std::u16string_view key, uint64_t h, std::u16string_view spelling, uint32_t member) {
+        if (spelling.data() == nullptr) spelling = key;
+        const size_t mask = slots.size() - 1;
+        size_t i = size_t(h) & mask;
+        for (;; i = (i + 1) & mask) {
+            Slot& slot = slots[i];
+            if (slot.group == kFree) {
+                if (groupCount == kFree - 1 || arena.size() + key.size() + spelling.size() > 0xFFFFFFFFu)
+                    throw std::bad_alloc();
+                slot = {h, groupCount++, 0, uint32_t(arena.size()), uint32_t(key.size()),
+                        uint32_t(spelling.size()), 0};
+                arena.append(key);
+                arena.append(spelling);
+                break;
+            }
+            if (slot.hash == h && std::u16string_view(arena).substr(slot.keyStart, slot.keyLength) == key) break;
         }
-        seen.push_back({g, member, at, uint32_t(spelling.size())});
+        Slot& slot = slots[i];
+        if (slot.lastMember == member + 1) return;
+        slot.lastMember = member + 1;
+        seen.push_back({slot.group, member});
+        if (std::u16string_view(arena).substr(slot.keyStart + slot.keyLength, slot.spellingLength) == spelling)
+            return;
+        if (otherPool.size() + spelling.size() > 0xFFFFFFFFu) throw std::bad_alloc();
+        others.push_back({slot.group, uint32_t(otherPool.size()), uint32_t(spelling.size())});
+        otherPool.append(spelling);
     }
 
     // The groups in the order first met, their members in publication order
     // and their commonest spelling.
     void finish() {
-        const uint32_t count = uint32_t(lastMember.size());
-        std::vector<uint32_t> start(count + 1, 0);
-        for (const Occurrence& o : seen) ++start[o.group + 1];
-        for (uint32_t g = 0; g < count; ++g) start[g + 1] += start[g];
-        std::vector<uint32_t> order(seen.size());
-        {
-            std::vector<uint32_t> next(start.begin(), start.end() - 1);
-            for (uint32_t k = 0; k < seen.size(); ++k) order[next[seen[k].group]++] = k;
-        }
+        const uint32_t count = groupCount;
+        groups.clear();
         groups.resize(count);
-        std::vector<std::pair<std::u16string_view, uint32_t>> spellings;
+        std::vector<uint32_t> filled(count, 0);
+        for (const Occurrence& o : seen) ++filled[o.group];
         for (uint32_t g = 0; g < count; ++g) {
-            VroGroup& group = groups[g];
-            group.key.assign(keyOf(g));
-            group.members.reserve(start[g + 1] - start[g]);
-            spellings.clear();
-            for (uint32_t k = start[g]; k < start[g + 1]; ++k) {
-                const Occurrence& o = seen[order[k]];
-                group.members.push_back(o.member);
-                const std::u16string_view spelling =
-                    o.spelling == kNoSpelling ? keyOf(g)
-                                              : std::u16string_view(spellingPool).substr(o.spelling, o.spellingLength);
-                bool counted = false;
-                for (auto& s : spellings)
-                    if (s.first == spelling) {
-                        ++s.second;
-                        counted = true;
-                        break;
-                    }
-                if (!counted) spellings.emplace_back(spelling, 1u);
-            }
-            const std::pair<std::u16string_view, uint32_t>* best = nullptr;
-            for (const auto& s : spellings)
+            groups[g].members.resize(filled[g]);
+            filled[g] = 0;
+        }
+        for (const Occurrence& o : seen) groups[o.group].members[filled[o.group]++] = o.member;
+        std::vector<Occurrence>().swap(seen);
+        // Each group's key and first spelling, with how often the first was met.
+        const std::u16string_view pool(arena);
+        for (const Slot& slot : slots) {
+            if (slot.group == kFree) continue;
+            VroGroup& group = groups[slot.group];
+            group.key.assign(pool.substr(slot.keyStart, slot.keyLength));
+            group.spellings.emplace_back(std::u16string(pool.substr(slot.keyStart + slot.keyLength,
+                                                                    slot.spellingLength)),
+                                         uint32_t(group.members.size()));
+        }
+        std::u16string().swap(arena);
+        std::vector<Slot>().swap(slots);
+        // The other spellings, counted in the order first met.
+        const std::u16string_view other(otherPool);
+        for (const OtherSpelling& o : others) {
+            auto& spellings = groups[o.group].spellings;
+            --spellings[0].second;
+            const std::u16string_view spelling = other.substr(o.start, o.length);
+            bool counted = false;
+            for (size_t k = 1; k < spellings.size() && !counted; ++k)
+                if (spellings[k].first == spelling) {
+                    ++spellings[k].second;
+                    counted = true;
+                }
+            if (!counted) spellings.emplace_back(std::u16string(spelling), 1u);
+        }
+        for (VroGroup& group : groups) {
+            const std::pair<std::u16string, uint32_t>* best = nullptr;
+            for (const auto& s : group.spellings)
                 if (best == nullptr || s.second > best->second) best = &s;
-            if (best != nullptr) group.name.assign(best->first);
-            group.spellings.reserve(spellings.size());
-            for (const auto& s : spellings) group.spellings.emplace_back(std::u16string(s.first), s.second);
+            if (best != nullptr) group.name = best->first;
         }
     }
 
@@ -262,16 +375,31 @@ struct GroupBuilder {
     void note(const VroPublication& p, uint32_t member, VroGroupKind kind, std::u16string& key) {
         switch (kind) {
             case VroGroupKind::author: {
-                const std::vector<IdEntry> entries = idEntries(p);
-                const uint32_t listed = p.authorList != nullptr ? p.authorCount : 0;
-                bool any = false;
-                for (uint32_t a = 0; a < listed && a < kMaxAuthors; ++a) {
-                    keyOfAuthor(p, entries, a, key);
-                    if (key.empty()) continue;
-                    add(key, p.authorList[a].name, member);
-                    any = true;
+                // Every author's key first, then their slots asked for at
+                // once, then each noted.
+                authors.read(p);
+                const uint32_t listed = std::min(p.authorList != nullptr ? p.authorCount : 0, kMaxAuthors);
+                names.clear();
+                uint32_t count = 0;
+                for (uint32_t a = 0; a < listed; ++a) {
+                    const AuthorKeys::Found k = authors.key(a, names);
+                    if (k.length == 0) continue;
+                    found[count] = k;
+                    place[count++] = a;
                 }
-                if (!any) add(std::u16string_view(), std::u16string_view(), member);
+                if (count == 0) {
+                    add(std::u16string_view(), std::u16string_view(), member);
+                    break;
+                }
+                reserveFor(count);
+                for (uint32_t k = 0; k < count; ++k) {
+                    const AuthorKeys::Found& f = found[k];
+                    keys[k] = {f.text == AuthorKeys::kInNames ? names.data() + f.start : f.text, f.length};
+                    hashes[k] = hashOf(keys[k]);
+                }
+                prefetch(hashes, count);
+                for (uint32_t k = 0; k < count; ++k)
+                    addHashed(keys[k], hashes[k], p.authorList[place[k]].name, member);
                 break;
             }
             case VroGroupKind::source:
@@ -284,6 +412,13 @@ struct GroupBuilder {
                 break;
         }
     }
+
+    AuthorKeys authors;
+    std::u16string names;  // the name keys of one publication's authors
+    AuthorKeys::Found found[kMaxAuthors];
+    uint32_t place[kMaxAuthors];
+    std::u16string_view keys[kMaxAuthors];
+    uint64_t hashes[kMaxAuthors];
 };
 
 }  // namespace
@@ -291,8 +426,15 @@ struct GroupBuilder {
 ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks& works) noexcept {
     try {
         Links links(count);
+        // Keys lie one after the other in a pool, found by where they start
+        // and their length, so that a key costs no allocation of its own.
+        struct PoolKey {
+            size_t start;
+            size_t length;
+        };
         KeyTable byDoi;
-        std::vector<std::u16string> doiKeys(count);
+        std::u16string doiPool;
+        std::vector<PoolKey> doiKeys(count);  // per pooled publication with a DOI key
         // Publications of one title key and year: the first one without a
         // DOI links to every other; those with DOIs met before it wait for it.
         constexpr uint32_t kNone = 0xFFFFFFFFu;
@@ -301,7 +443,8 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
             uint32_t waiting;  // index into waitingLists
         };
         KeyTable byTitle;
-        std::vector<std::u16string> titleKeys;  // per title slot
+        std::u16string titlePool;
+        std::vector<PoolKey> titleKeys;  // per title slot
         std::vector<TitleSlot> titleSlots;
         std::vector<std::vector<uint32_t>> waitingLists;
         std::u16string doi;
@@ -311,10 +454,15 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
             if (!doiKey(p.DOI.data(), p.DOI.length(), doi)) return kErrNoMemory;
             const bool hasDoi = !doi.empty();
             if (hasDoi) {
-                doiKeys[i] = doi;
-                const uint32_t first =
-                    byDoi.findOrAdd(doi, i, [&](uint32_t j) { return std::u16string_view(doiKeys[j]); });
-                if (first != i) links.join(first, i);
+                const uint32_t first = byDoi.findOrAdd(doi, i, [&](uint32_t j) {
+                    return std::u16string_view(doiPool).substr(doiKeys[j].start, doiKeys[j].length);
+                });
+                if (first != i) {
+                    links.join(first, i);
+                } else {
+                    doiKeys[i] = {doiPool.size(), doi.size()};
+                    doiPool += doi;
+                }
             }
             if (p.Year < 1) continue;
             if (!titleKey(p.Title.data(), p.Title.length(), title)) return kErrNoMemory;
@@ -322,10 +470,12 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
             title += u'\t';
             title += yearKey(p.Year);
             const uint32_t fresh = uint32_t(titleSlots.size());
-            const uint32_t at =
-                byTitle.findOrAdd(title, fresh, [&](uint32_t j) { return std::u16string_view(titleKeys[j]); });
+            const uint32_t at = byTitle.findOrAdd(title, fresh, [&](uint32_t j) {
+                return std::u16string_view(titlePool).substr(titleKeys[j].start, titleKeys[j].length);
+            });
             if (at == fresh) {
-                titleKeys.push_back(title);
+                titleKeys.push_back({titlePool.size(), title.size()});
+                titlePool += title;
                 titleSlots.push_back({kNone, kNone});
             }
             TitleSlot& slot = titleSlots[at];
@@ -369,7 +519,11 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
 
 bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) noexcept {
     try {
-        keyOfAuthor(pub, idEntries(pub), index, key);
+        AuthorKeys keys;
+        keys.read(pub);
+        std::u16string names;
+        const AuthorKeys::Found k = keys.key(index, names);
+        key.assign(k.text == AuthorKeys::kInNames ? names.data() + k.start : k.text, k.length);
     } catch (const std::bad_alloc&) {
         return false;
     }
@@ -453,6 +607,26 @@ ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool
                                                 p.ECC,  p.Cites, 0,     0, 0, p.status & kStatusCountGiven};
             if (!list.appendNumbers(numbers)) return kErrNoMemory;
         }
+    }
+    MetricsCalcOptions calculation{};
+    calculation.maxAuthors = kMaxAuthors;
+    computeMetrics(list, &metrics, &calculation, now);
+    return kResultOk;
+}
+
+ResultCode calculateOverNumbers(const VroPublicationNumbers* numbers, const uint32_t* members, uint32_t count,
+                                int64_t now, VroPublicationList& list, VroMetrics& metrics) noexcept {
+    if (list.keepsNumbersOnly()) {
+        list.restartNumbers();
+    } else {
+        list.clear();
+        list.keepNumbersOnly();
+    }
+    for (uint32_t i = 0; i < count; ++i) {
+        const VroPublicationNumbers& p = numbers[members[i]];
+        const VroPublicationNumbers copy{p.Rank, p.Year,  p.Use, 0, p.authorCount,
+                                         p.ECC,  p.Cites, 0,     0, 0, p.status & kStatusCountGiven};
+        if (!list.appendNumbers(copy)) return kErrNoMemory;
     }
     MetricsCalcOptions calculation{};
     calculation.maxAuthors = kMaxAuthors;

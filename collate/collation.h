@@ -40,6 +40,7 @@
 class VroPublication;
 class VroPublicationList;
 struct VroMetrics;
+struct VroPublicationNumbers;
 
 struct VroWorks {
     std::vector<uint32_t> workOf;          // per pooled publication: its work
@@ -106,3 +107,9 @@ bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) n
 
 [[nodiscard]] ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool titles, int64_t now,
                                        VroPublicationList& list, VroMetrics& metrics) noexcept;
+
+// calculateOver without titles, over numbers[members[0]], numbers[members[1]]
+// and so on: the publications as a list of numbers only keeps them.
+[[nodiscard]] ResultCode calculateOverNumbers(const VroPublicationNumbers* numbers, const uint32_t* members,
+                                              uint32_t count, int64_t now, VroPublicationList& list,
+                                              VroMetrics& metrics) noexcept;

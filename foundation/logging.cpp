@@ -249,7 +249,13 @@ ResultCode logRotate(uint32_t maxKiB, uint32_t keep) noexcept {
         } while (locked == -1 && errno == EINTR);
     }
     const ResultCode rc = rotateLocked(path, file, maxKiB, keep);
-    if (lock != -1) (void)close(lock);
+    // The lock belongs to the open file the stream shares, not to this
+    // descriptor: closing it alone would hold every other run up until this
+    // one ends.
+    if (lock != -1) {
+        (void)flock(lock, LOCK_UN);
+        (void)close(lock);
+    }
     return rc;
 }
 

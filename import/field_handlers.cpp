@@ -1,5 +1,6 @@
 #include "import/field_handlers.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 #include <string_view>
@@ -572,31 +573,38 @@ bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
 
 namespace {
 
-// Appends one entry; who is "#index" when name is null.
+// Appends one entry; who is "#index" when name is null. The entry is written
+// straight into room grown once, since a list of many authors appends one
+// entry per author.
 void appendAuthorId(VroPublication& pub, const char16_t* kind, const char16_t* id, uint32_t idLength,
                     uint32_t index, const char16_t* name, uint32_t nameLength) noexcept {
     if (idLength == 0) return;
-    XpString16& ids = pub.AuthorIds;
-    if (!ids.empty()) keep(ids.append(u"\n"));
-    keep(ids.append(kind));
-    keep(ids.append(u":"));
-    keep(ids.append(id, idLength));
-    keep(ids.append(u"\t"));
-    if (name != nullptr) {
-        keep(ids.append(name, nameLength));
-        return;
+    char16_t place[12];
+    uint32_t placeLength = 0;
+    if (name == nullptr) {
+        char16_t reversed[10];
+        uint32_t r = 0;
+        do {
+            reversed[r++] = char16_t(u'0' + index % 10);
+            index /= 10;
+        } while (index != 0);
+        place[placeLength++] = u'#';
+        while (r > 0) place[placeLength++] = reversed[--r];
+        name = place;
+        nameLength = placeLength;
     }
-    char16_t digits[12];
-    uint32_t n = 0;
-    digits[n++] = u'#';
-    char16_t reversed[10];
-    uint32_t r = 0;
-    do {
-        reversed[r++] = char16_t(u'0' + index % 10);
-        index /= 10;
-    } while (index != 0);
-    while (r > 0) digits[n++] = reversed[--r];
-    keep(ids.append(digits, n));
+    XpString16& ids = pub.AuthorIds;
+    const uint32_t kindLength = textLength(kind);
+    const uint64_t units = uint64_t(ids.empty() ? 0 : 1) + kindLength + 1 + idLength + 1 + nameLength;
+    if (units > kXpStringMaxCapacity || ids.grow(uint32_t(units)) != kResultOk) return;
+    char16_t* out = ids.end();
+    if (!ids.empty()) *out++ = u'\n';
+    out = std::copy(kind, kind + kindLength, out);
+    *out++ = u':';
+    out = std::copy(id, id + idLength, out);
+    *out++ = u'\t';
+    std::copy(name, name + nameLength, out);
+    ids.commitAppended(uint32_t(units));
 }
 
 // The pieces of value separated by `separator`, each trimmed, with its place

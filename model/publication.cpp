@@ -404,6 +404,7 @@ void VroPublicationList::setOrder(VroPublication* const* publications) noexcept 
 
 void VroPublicationList::endImport() noexcept {
     if (numbersOnly_) {
+        if (open_ != nullptr && hook_ != nullptr) hook_(*open_, hookContext_);
         closeNumbersOnly();
         return;
     }
@@ -462,6 +463,7 @@ bool VroPublicationList::growNumbers() noexcept {
 
 bool VroPublicationList::appendNumbers(const VroPublicationNumbers& numbers) noexcept {
     if (!numbersOnly_) return false;
+    if (open_ != nullptr && hook_ != nullptr) hook_(*open_, hookContext_);
     closeNumbersOnly();
     if (!growNumbers()) return false;
     numbers_[count_++] = numbers;
@@ -482,8 +484,9 @@ VroPublication* VroPublicationList::addNumbersOnly() noexcept {
     if (!growNumbers()) return nullptr;
     auto* publication = new (places_[nextPlace_]) VroPublication();
     nextPlace_ ^= 1u;
-    publication->keptTexts = 0;
+    publication->keptTexts = hookTexts_;
     if (open_ != nullptr) {
+        if (hook_ != nullptr) hook_(*open_, hookContext_);
         open_->dropTexts(0, publication);
         closeNumbersOnly();
     }

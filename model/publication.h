@@ -216,10 +216,10 @@ public:
     // bits and kTextAuthorIds, see dropTexts); all but the authors'
     // identifiers by default. Set it before the first add().
     void retainTexts(uint32_t fields) noexcept { retainedTexts_ = fields; }
-    // Call before the first add(), on a list that keeps records: hook sees
-    // each publication whose import has ended (when the next is added, or at
-    // endImport()), with the texts it reads (texts) stored as well, before
-    // the texts the list does not retain go.
+    // Call before the first add(): hook sees each publication whose import
+    // has ended (when the next is added, or at endImport()), with the texts
+    // it reads (texts) stored as well, before the texts the list does not
+    // retain go; on a list of numbers only, before all but its numbers go.
     using ImportEndedHook = void (*)(VroPublication& publication, void* context) noexcept;
     void onImportEnded(ImportEndedHook hook, void* context, uint32_t texts) noexcept {
         hook_ = hook;

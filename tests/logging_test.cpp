@@ -1,6 +1,8 @@
 #include "foundation/logging.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -168,6 +170,11 @@ TEST_F(LoggingTest, RotationShiftsGenerationsInSecondaryForm) {
         vt::spill(file, "run" + std::to_string(run) + "\n");
         ASSERT_EQ(logOpen(kLogToFile, file.c_str()), 0);
         ASSERT_EQ(logRotate(0, 7), 0);
+        ASSERT_EQ(logRotate(1u << 20, 7), 0);  // small enough: the file stays
+        // Another run may take its turn while this one still logs.
+        const int other = open(file.c_str(), O_WRONLY | O_APPEND);
+        EXPECT_EQ(flock(other, LOCK_EX | LOCK_NB), 0);
+        close(other);
         logMessage(kLogError, 0, "after rotation %d", run);  // lands in the new file
         logClose();
     }

@@ -88,27 +88,41 @@ TEST(Publication, IssnShapesAndAge) {
 
 // A hook sees every record whole as its import ends; the texts only it reads
 // go afterwards, those the list retains stay.
+// Whether the list keeps records or numbers only, the hook sees each record
+// whole before the texts the list keeps no more go.
 TEST(PublicationList, ImportEndedHookSeesTextsTheListThenDrops) {
-    VroPublicationList list;
-    list.retainTexts(kFieldTitle);
-    std::vector<std::string> seen;
-    auto note = [](VroPublication& p, void* context) noexcept {
-        auto* texts = static_cast<std::vector<std::string>*>(context);
-        texts->push_back(vt::narrow(p.AuthorIds.data() ? p.AuthorIds.data() : u""));
-    };
-    list.onImportEnded(note, &seen, kTextAuthorIds);
-    for (const char16_t* ids : {u"scopus:1\t#0", u"orcid:2\tDoe, J"}) {
-        VroPublication* p = list.add();
-        ASSERT_NE(p, nullptr);
-        EXPECT_NE(p->keptTexts & kTextAuthorIds, 0u);
-        ASSERT_EQ(p->AuthorIds.assign(ids), kResultOk);
-        ASSERT_EQ(p->Title.assign(u"T"), kResultOk);
-    }
-    list.endImport();
-    EXPECT_EQ(seen, (std::vector<std::string>{"scopus:1\t#0", "orcid:2\tDoe, J"}));
-    for (uint32_t i = 0; i < 2; ++i) {
-        EXPECT_TRUE(list.at(i)->AuthorIds.empty());
-        EXPECT_EQ(vt::narrow(list.at(i)->Title.data()), "T");
+    for (const bool numbersOnly : {false, true}) {
+        VroPublicationList list;
+        if (numbersOnly)
+            list.keepNumbersOnly();
+        else
+            list.retainTexts(kFieldTitle);
+        std::vector<std::string> seen;
+        auto note = [](VroPublication& p, void* context) noexcept {
+            auto* texts = static_cast<std::vector<std::string>*>(context);
+            texts->push_back(vt::narrow(p.AuthorIds.data() ? p.AuthorIds.data() : u""));
+        };
+        list.onImportEnded(note, &seen, kTextAuthorIds);
+        int32_t rank = 0;
+        for (const char16_t* ids : {u"scopus:1\t#0", u"orcid:2\tDoe, J"}) {
+            VroPublication* p = list.add();
+            ASSERT_NE(p, nullptr);
+            EXPECT_NE(p->keptTexts & kTextAuthorIds, 0u);
+            ASSERT_EQ(p->AuthorIds.assign(ids), kResultOk);
+            ASSERT_EQ(p->Title.assign(u"T"), kResultOk);
+            p->Rank = ++rank;
+        }
+        list.endImport();
+        EXPECT_EQ(seen, (std::vector<std::string>{"scopus:1\t#0", "orcid:2\tDoe, J"})) << numbersOnly;
+        if (numbersOnly) {
+            ASSERT_EQ(list.numbersCount(), 2u);
+            EXPECT_EQ(list.numbers()[1].Rank, 2);
+            continue;
+        }
+        for (uint32_t i = 0; i < 2; ++i) {
+            EXPECT_TRUE(list.at(i)->AuthorIds.empty());
+            EXPECT_EQ(vt::narrow(list.at(i)->Title.data()), "T");
+        }
     }
 }
 

@@ -53,9 +53,12 @@ struct RankedGroup {
 };
 
 // groups: null, or the groups of pubs already found.
+// numbers: null, or the publications' numbers when pubs is null (csv and
+// json, whose rows read the metrics only).
 ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const char16_t* label,
-                         const char* formatName, const VroPublication* const* pubs, uint32_t count,
-                         std::vector<VroGroup>* found, const PoolView* pool, XpTextWriter* out) {
+                         const char* formatName, const VroPublication* const* pubs,
+                         const VroPublicationNumbers* numbers, uint32_t count, std::vector<VroGroup>* found,
+                         const PoolView* pool, XpTextWriter* out) {
     std::vector<VroGroup> own;
     ResultCode rc = kResultOk;
     if (found == nullptr) rc = groupPublications(pubs, count, VroGroupKind(run.by - 1), own);
@@ -63,7 +66,7 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     std::vector<VroGroup>& groups = found != nullptr ? *found : own;
     std::vector<const VroPublication*> members;
     std::vector<RankedGroup> ranked;
-    VroPublicationList numbers;  // the ranking's calculations
+    VroPublicationList calculation;  // the ranking's
     VroPublicationList list;     // the rows'
     VroMetrics metrics;
     // The rows of csv and json read only the metrics: those are kept from
@@ -74,9 +77,14 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     for (uint32_t g = 0; g < groups.size(); ++g) {
         const VroGroup& group = groups[g];
         if (group.members.size() < run.minPapers) continue;
-        members.clear();
-        for (const uint32_t m : group.members) members.push_back(pubs[m]);
-        rc = calculateOver(members.data(), uint32_t(members.size()), false, run.now, numbers, metrics);
+        if (numbers != nullptr) {
+            rc = calculateOverNumbers(numbers, group.members.data(), uint32_t(group.members.size()), run.now,
+                                      calculation, metrics);
+        } else {
+            members.clear();
+            for (const uint32_t m : group.members) members.push_back(pubs[m]);
+            rc = calculateOver(members.data(), uint32_t(members.size()), false, run.now, calculation, metrics);
+        }
         if (rc != kResultOk) return rc;
         ranked.push_back({g, metrics.hIndex, metrics.totalCites, uint32_t(kept.size())});
         if (keepMetrics) kept.push_back(metrics);
@@ -222,12 +230,13 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
                 map.push_back(works.representative[w] == p ? w : kNoMember);
                 ++p;
             }
+            if (map.size() != e.grouped) return kErrNoMemory;
         }
         std::vector<VroGroup> groups;
         rc = combineGroups(parts, workOfMember, groups);
         if (rc != kResultOk) return rc;
-        return writeGroupsOf(run, frame, label.c_str(), formats.c_str(), workRecords.data(), workCount, &groups,
-                             &view, out);
+        return writeGroupsOf(run, frame, label.c_str(), formats.c_str(), workRecords.data(), nullptr, workCount,
+                             &groups, &view, out);
     }
 
     // Where each work was found: "label:cites" per pooled publication.
@@ -298,10 +307,11 @@ uint32_t collatedTexts(const CollatedRun& run) noexcept {
 }
 
 ResultCode writeGroups(const CollatedRun& run, const VroRowFrame& frame, const char16_t* label, const char* formatName,
-                       const VroPublication* const* pubs, uint32_t count, std::vector<VroGroup>& groups,
-                       XpTextWriter* out) noexcept {
+                       const VroPublication* const* pubs, const VroPublicationNumbers* numbers, uint32_t count,
+                       std::vector<VroGroup>& groups, XpTextWriter* out) noexcept {
+    if (pubs == nullptr && (numbers == nullptr || run.format->readsPapers)) return kErrInvalidArgument;
     try {
-        return writeGroupsOf(run, frame, label, formatName, pubs, count, &groups, nullptr, out);
+        return writeGroupsOf(run, frame, label, formatName, pubs, numbers, count, &groups, nullptr, out);
     } catch (const std::bad_alloc&) {
         return kErrNoMemory;
     }

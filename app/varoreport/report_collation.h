@@ -16,7 +16,9 @@
 //   or more pooled in the order given, as one row block (or, with
 //   run.by, the groups of the works: those of their records), with the
 //   pool's counts; for html also each export's share of the works.
-// Each returns the first failing write code, or kErrNoMemory.
+// Each returns the first failing write code, or kErrNoMemory (also when an
+// export's groups were noted over other publications than its list holds:
+// one the list could not take).
 #pragma once
 
 #include <cstdint>
@@ -25,6 +27,7 @@
 #include "foundation/result_codes.h"
 
 class VroPublication;
+struct VroPublicationNumbers;
 struct VroGroup;
 class VroPublicationList;
 class XpTextWriter;
@@ -44,9 +47,12 @@ struct CollatedRun {
 
 uint32_t collatedTexts(const CollatedRun& run) noexcept;
 
-// groups: the groups of pubs (collate/collation.h), found as they were read.
+// groups: the groups of the count publications (collate/collation.h),
+// found as they were read; pubs gives them, or, for formats that do not
+// read papers, numbers may instead (pubs null).
 [[nodiscard]] ResultCode writeGroups(const CollatedRun& run, const VroRowFrame& frame, const char16_t* label,
-                                     const char* formatName, const VroPublication* const* pubs, uint32_t count,
+                                     const char* formatName, const VroPublication* const* pubs,
+                                     const VroPublicationNumbers* numbers, uint32_t count,
                                      std::vector<VroGroup>& groups, XpTextWriter* out) noexcept;
 
 struct MergedExport {
@@ -56,6 +62,7 @@ struct MergedExport {
     // With run.by: the groups of its publications with a Use of 1 or more,
     // found as they were read (emptied by writeMerged).
     std::vector<VroGroup>* groups;
+    uint32_t grouped;  // with run.by: how many publications the groups were noted over
 };
 
 [[nodiscard]] ResultCode writeMerged(const CollatedRun& run, const VroRowFrame& frame,

@@ -45,6 +45,7 @@ struct Slot {
     // kept until every export has been read.
     std::unique_ptr<VroPublicationList> list;
     std::vector<VroGroup> groups;  // with --by: the groups of list, found as it was read
+    uint32_t grouped = 0;          // with --by: the publications the groups were noted over
     XpString16 label;
     XpString filterName;
 };
@@ -119,12 +120,6 @@ void noteImport(ResultCode rc, const VroImportDetails& details, const VroPublica
     (void)slot.label.assign(input.path.c_str());  // invalid bytes become U+FFFD
 }
 
-uint32_t unused(const VroPublicationList& list) noexcept {
-    uint32_t n = 0;
-    for (uint32_t i = 0; i < list.count(); ++i) n += list.at(i) == nullptr || list.at(i)->Use < 1;
-    return n;
-}
-
 // Groups noted as the import ends each record: its publications with a Use
 // of 1 or more, numbered in order.
 struct GroupsAsRead {
@@ -141,15 +136,20 @@ struct GroupsAsRead {
 
 // A collated run: the export is imported keeping the texts the collation
 // reads, in file order; its groups are written at once, or with --merge the
-// list waits for the others (a failed export still gets its row now).
+// list waits for the others (a failed export still gets its row now). Rows
+// that read the metrics only are calculated from a list of numbers only.
 void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
     std::unique_ptr<VroPublicationList> list(new (std::nothrow) VroPublicationList);
     ResultCode rc = list ? input.failure : kErrNoMemory;
     VroImportDetails details;
     const VroGroupKind kind = VroGroupKind(run.by != 0 ? run.by - 1 : 0);
+    const bool numbersOnly = !run.merge && !run.format->readsPapers;
     GroupsAsRead groups(kind);
     if (rc == kResultOk) {
-        list->retainTexts(collatedTexts(collatedRun(run)));
+        if (numbersOnly)
+            list->keepNumbersOnly();
+        else
+            list->retainTexts(collatedTexts(collatedRun(run)));
         if (run.by != 0) list->onImportEnded(GroupsAsRead::note, &groups, VroGroupCollector::textsRead(kind));
         rc = importPublications(input.path.c_str(), *list, nullptr, slot.filterName, nullptr, &details);
         list->endImport();
@@ -161,11 +161,8 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
     ResultCode rowsCode = kResultOk;
     if (rc == kResultOk && run.merge) {
         slot.list = std::move(list);
-        if (run.by != 0) {
-            rowsCode = groups.collector.finish(slot.groups);
-            if (rowsCode == kResultOk && groups.used != slot.list->count() - unused(*slot.list))
-                rowsCode = kErrNoMemory;  // a record the list could not take
-        }
+        slot.grouped = groups.used;
+        if (run.by != 0) rowsCode = groups.collector.finish(slot.groups);
     } else {
         rowsCode = openTextWriterOnMemory(&slot.rows, &writer);
     }
@@ -173,18 +170,27 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
         if (rc != kResultOk) {
             rowsCode = run.format->writeFailure(frame, slot.label.data(), slot.failureMessage(), writer.get());
         } else {
-            std::unique_ptr<const VroPublication*[]> used(new (std::nothrow)
-                                                              const VroPublication*[list->count() + 1]);
+            // The publications with a Use of 1 or more, as the groups number them.
+            const uint32_t total = numbersOnly ? list->numbersCount() : list->count();
+            std::unique_ptr<const VroPublication*[]> used;
+            std::unique_ptr<VroPublicationNumbers[]> usedNumbers;
+            if (numbersOnly)
+                usedNumbers.reset(new (std::nothrow) VroPublicationNumbers[total + 1]);
+            else
+                used.reset(new (std::nothrow) const VroPublication*[total + 1]);
             uint32_t count = 0;
-            if (!used) rowsCode = kErrNoMemory;
-            for (uint32_t i = 0; used && i < list->count(); ++i)
+            if (!used && !usedNumbers) rowsCode = kErrNoMemory;
+            for (uint32_t i = 0; usedNumbers && i < total; ++i)
+                if (list->numbers()[i].Use >= 1) usedNumbers[count++] = list->numbers()[i];
+            for (uint32_t i = 0; used && i < total; ++i)
                 if (const VroPublication* p = list->at(i); p != nullptr && p->Use >= 1) used[count++] = p;
             std::vector<VroGroup> found;
-            if (used) rowsCode = groups.collector.finish(found);
-            if (used && rowsCode == kResultOk && count != groups.used) rowsCode = kErrNoMemory;  // a record unlisted
-            if (used && rowsCode == kResultOk)
-                rowsCode = writeGroups(collatedRun(run), frame, slot.label.data(), slot.filterName.data(),
-                                       used.get(), count, found, writer.get());
+            if (rowsCode == kResultOk) rowsCode = groups.collector.finish(found);
+            // A record the hook saw but the list could not take.
+            if (rowsCode == kResultOk && count != groups.used) rowsCode = kErrNoMemory;
+            if (rowsCode == kResultOk)
+                rowsCode = writeGroups(collatedRun(run), frame, slot.label.data(), slot.filterName.data(), used.get(),
+                                       usedNumbers.get(), count, found, writer.get());
         }
         const ResultCode closed = writer->close();
         if (rowsCode == kResultOk) rowsCode = closed;
@@ -403,7 +409,8 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
             exports.reserve(inputs.size());
             for (size_t i = 0; i < inputs.size(); ++i)
                 exports.push_back(
-                    {slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get(), &slots[i].groups});
+                    {slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get(), &slots[i].groups,
+                     slots[i].grouped});
             outputCode = writeMerged(collatedRun(run), runFrame(run), exports, out.get());
         } catch (const std::bad_alloc&) {
             outputCode = kErrNoMemory;
