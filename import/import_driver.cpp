@@ -29,32 +29,30 @@ void logStreamFailure(const char* inputName, ResultCode rc) noexcept {
         logMessage(kLogError, rc, "%s: Compressed stream cannot be inflated", inputName);
 }
 
-// BibTeX files may open with TeX comment lines ('%') before the first
-// entry. At such a line, reads on past comment and blank lines; a line that
-// BibTeX then accepts becomes the first line, and its importer is handed
-// out. Otherwise 774 with the line as it was (it explains the refusal).
-ResultCode findBibTeXAfterComments(XpTextReader* reader, XpString16& line, VroImporter** out) noexcept {
-    const auto isComment = [](const XpString16& text) {
-        const char16_t* unit = text.data();
-        while (unit < text.end() && isAsciiWhiteSpace(*unit)) ++unit;
-        return unit < text.end() && *unit == u'%';
-    };
-    if (!isComment(line)) return kErrInvalidFileType;
+bool isTexComment(const XpString16& line) noexcept {
+    const char16_t* unit = line.data();
+    while (unit < line.end() && isAsciiWhiteSpace(*unit)) ++unit;
+    return unit < line.end() && *unit == u'%';
+}
+
+// Past blank and TeX comment lines after a first line that no row accepted:
+// the next line, offered to the rows whose lead-in allows what was skipped.
+// On success that line becomes the first line; otherwise the first line
+// stays for an explanation (a blank one is empty).
+ResultCode findImporterPastLeadIn(XpTextReader* reader, XpString16& line, VroImporter** out) noexcept {
+    if (!line.empty() && !isTexComment(line)) return kErrInvalidFileType;
+    VroLeadIn skipped = line.empty() ? VroLeadIn::kBlankLines : VroLeadIn::kBlankOrCommentLines;
     XpString16 next;
-    while ((next.empty() || isComment(next)) && readTrimmedLine(reader, next) == kResultOk) {
+    bool found = false;
+    while (!found && readTrimmedLine(reader, next) == kResultOk) {
+        if (isTexComment(next))
+            skipped = VroLeadIn::kBlankOrCommentLines;
+        else
+            found = !next.empty();
     }
-    for (const VroImportFormat& format : kImportFormats) {
-        if (format.code != fourCharacterCode("BibT") || next.empty()) continue;
-        bool accepted = false;
-        const ResultCode rc = format.probe(next, &accepted);
-        if (rc != kResultOk) return rc;
-        if (!accepted) break;
-        *out = new (std::nothrow) VroImporter(format);
-        if (*out == nullptr) return kErrNoMemory;
-        line = std::move(next);
-        return kResultOk;
-    }
-    return kErrInvalidFileType;
+    const ResultCode rc = found ? findImporterFor(next, out, skipped) : kErrInvalidFileType;
+    if (rc == kResultOk) line = std::move(next);
+    return rc;
 }
 
 }  // namespace
@@ -69,10 +67,10 @@ bool lineStartsWithSignature(const XpString16& line, const char* signature) noex
     return true;
 }
 
-ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out, bool afterBlankLines) noexcept {
+ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out, VroLeadIn skipped) noexcept {
     *out = nullptr;
     for (const VroImportFormat& format : kImportFormats) {
-        if (afterBlankLines && !format.mayFollowBlankLines) continue;
+        if (format.leadIn < skipped) continue;
         bool accepted = false;
         if (format.probe != nullptr) {
             const ResultCode rc = format.probe(firstLine, &accepted);
@@ -129,16 +127,7 @@ ResultCode importPublications(const char* inputName, VroPublicationList& list, u
 
     VroImporter* importer = nullptr;
     rc = findImporterFor(line, &importer);
-    // Lines are trimmed, so a blank first line is an empty one.
-    if (rc == kErrInvalidFileType && line.empty()) {
-        while (line.empty() && readTrimmedLine(reader.get(), line) == kResultOk) {
-        }
-        if (!line.empty()) rc = findImporterFor(line, &importer, true);
-        if (rc == kErrInvalidFileType) rc = findBibTeXAfterComments(reader.get(), line, &importer);
-        if (rc == kErrInvalidFileType) line.clear();
-    } else if (rc == kErrInvalidFileType) {
-        rc = findBibTeXAfterComments(reader.get(), line, &importer);
-    }
+    if (rc == kErrInvalidFileType) rc = findImporterPastLeadIn(reader.get(), line, &importer);
     // A first line that a cut compressed stream ended is no line of the export.
     if (rc == kErrInvalidFileType && input->compressed() && input->failure() != kResultOk) {
         rc = input->failure();

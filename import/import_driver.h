@@ -22,16 +22,14 @@
 // - A row accepts the first line when one of its signatures is a prefix of
 //   it, compared without regard to letter case (the line may go on past
 //   it), or, for a row with a probe of its own, when that probe accepts it.
-// - When the first line is blank and no row accepts it, the blank lines after
-//   it are skipped and the first line that is not blank is offered to the
-//   rows that may follow blank lines (BibTeX, whose importer starts there, and
-//   JSON, whose reader starts over from the first byte); when none
-//   accepts it either, the result is 774 as before, for the blank first line.
-// - When no row accepts the first line that is not blank and it is a TeX
-//   comment line (its first character after white space is '%'), the
-//   comment and blank lines after it are skipped too, and BibTeX alone is
-//   asked for the next line, where its importer starts; when it refuses, the
-//   result is 774 for the line that was refused first.
+// - When no row accepts the first line and it is blank or a TeX comment line
+//   (its first character after white space is '%'), the blank and comment
+//   lines after it are skipped and the next line is offered to the rows whose
+//   lead-in (VroImportFormat::leadIn) allows every line skipped: blank lines
+//   alone to BibTeX, whose importer starts at that line, and JSON, whose
+//   reader starts over from the first byte; comment lines to BibTeX alone.
+//   When none accepts it, the result is 774 for the first line, which is
+//   explained as an empty line when it was blank.
 // - An input beginning with the gzip magic bytes is inflated as it is read
 //   (import/input_stream.h), whatever its layout inside. When such a stream
 //   is cut short or cannot be inflated, the import fails with the stream's
@@ -50,10 +48,9 @@
 
 #include "foundation/result_codes.h"
 #include "foundation/strings.h"
+#include "import/importer.h"
 
-class VroImporter;
 class VroPublicationList;
-struct VroImportFormat;
 
 // True when signature (ASCII) is a prefix of line, letters compared without
 // case: each line unit lower-cased by the locale's mapping, each signature
@@ -64,9 +61,9 @@ bool lineStartsWithSignature(const XpString16& line, const char* signature) noex
 // accepts the line, creating its importer into *out (0; 12 when it cannot be
 // made), or at a probe that fails (12); 774 when none accepts the line. *out
 // is null unless the result is 0; the caller deletes the importer.
-// With afterBlankLines only the rows that may follow blank lines are asked.
+// Only rows whose lead-in allows the lines skipped before firstLine are asked.
 [[nodiscard]] ResultCode findImporterFor(const XpString16& firstLine, VroImporter** out,
-                                         bool afterBlankLines = false) noexcept;
+                                         VroLeadIn skipped = VroLeadIn::kNothing) noexcept;
 
 [[nodiscard]] ResultCode importPublications(const char* inputName, VroPublicationList& list,
                                             uint32_t* formatCodeOut, XpString& filterNameOut,

@@ -372,12 +372,12 @@ constexpr VroImportFormat kFormatRows[] = {
      .read = readCsvLayoutRecords, .fields = kWosCsvColumns, .header = &kWosCsvHeader,
      .countHint = "Web of Science writes them in \"Times Cited, WoS Core\" with the full record"},
     {.name = "BibTeX", .code = fourCharacterCode("BibT"), .probe = probeBibTeX,
-     .read = readBibTeXRecords, .fields = kBibTeXFields, .mayFollowBlankLines = true,
+     .read = readBibTeXRecords, .fields = kBibTeXFields, .leadIn = VroLeadIn::kBlankOrCommentLines,
      .countHint = "Scopus writes them in note as \"Cited by: N\", Web of Science in Times-Cited"},
     // JSON: one probe for the three sources' API responses, single works,
     // arrays and JSON Lines; the document decides which source it is, and
     // the reader names the row. The two rows after it are reached only so.
-    {.name = "OpenAlex (JSON)", .code = fourCharacterCode("OAlj"), .probe = probeJson, .mayFollowBlankLines = true,
+    {.name = "OpenAlex (JSON)", .code = fourCharacterCode("OAlj"), .probe = probeJson, .leadIn = VroLeadIn::kBlankLines,
      .countHint = "OpenAlex writes them in cited_by_count", .readInput = readJsonExport},
     {.name = "Crossref (JSON)", .code = fourCharacterCode("Crfj"),
      .countHint = "Crossref writes them in is-referenced-by-count", .readInput = readJsonExport},

@@ -99,6 +99,14 @@ using VroInputReader = ResultCode (*)(const VroImportFormat& format, VroInputStr
 // header of the format. 0, or 12 when the test itself ran out of memory.
 using VroFormatProbe = ResultCode (*)(const XpString16& firstLine, bool* accepted) noexcept;
 
+// Lines an export may carry before its first line: the more a row allows,
+// the later in this order.
+enum class VroLeadIn : uint8_t {
+    kNothing,
+    kBlankLines,
+    kBlankOrCommentLines,  // also TeX comment lines (first character '%')
+};
+
 struct VroImportFormat {
     const char* name;  // display name
     uint32_t code;     // fourCharacterCode of four ASCII characters
@@ -112,9 +120,9 @@ struct VroImportFormat {
     bool joinsQuotedLines = false;            // delimited text: quoted values span lines
     // Delimited text known by its header's columns (import/csv_layouts.h).
     const VroCsvHeader* header = nullptr;
-    // The row is also asked for the first line that is not blank when the
-    // input begins with blank lines and no row accepts the first of them.
-    bool mayFollowBlankLines = false;
+    // What may come before the line the row knows as its first; such lines
+    // are skipped when no row accepts the input's first line.
+    VroLeadIn leadIn = VroLeadIn::kNothing;
     // Where the source keeps citation counts, for a report of an export that
     // holds none ("the TC field of the full record").
     const char* countHint = nullptr;
