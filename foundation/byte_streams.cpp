@@ -25,6 +25,16 @@ namespace {
 // Largest byte count handed to one host call.
 constexpr size_t kMaxTransfer = size_t(1) << 30;
 
+// A stream made by make() into *holder, emptied first: 0, 1 without a
+// holder, 12 when make() found no memory.
+template <class Stream, class Make>
+ResultCode createInto(XpHolder<Stream>* holder, Make make) noexcept {
+    if (!holder) return kErrInvalidArgument;
+    holder->reset();
+    holder->adopt(make());
+    return *holder ? kResultOk : kErrNoMemory;
+}
+
 // The descriptor's status flags carry no meaning at bit 27 on this host; the
 // bit is copied into state-flag bit 0 all the same so that the capability word
 // reflects the descriptor as queried.
@@ -96,12 +106,7 @@ bool isStandardPath(const char* path) noexcept {
 // ---------------------------------------------------------------- XpFileStream
 
 ResultCode XpFileStream::create(XpHolder<XpFileStream>* holder) noexcept {
-    if (!holder) return kErrInvalidArgument;
-    holder->reset();
-    XpFileStream* stream = new (std::nothrow) XpFileStream();
-    if (!stream) return kErrNoMemory;
-    holder->adopt(stream);
-    return kResultOk;
+    return createInto(holder, [] { return new (std::nothrow) XpFileStream(); });
 }
 
 XpFileStream::~XpFileStream() {
@@ -240,12 +245,7 @@ ResultCode XpFileStream::writeByte(uint8_t byte) noexcept {
 // --------------------------------------------------------------- XpStdioStream
 
 ResultCode XpStdioStream::create(XpHolder<XpStdioStream>* holder) noexcept {
-    if (!holder) return kErrInvalidArgument;
-    holder->reset();
-    XpStdioStream* stream = new (std::nothrow) XpStdioStream();
-    if (!stream) return kErrNoMemory;
-    holder->adopt(stream);
-    return kResultOk;
+    return createInto(holder, [] { return new (std::nothrow) XpStdioStream(); });
 }
 
 XpStdioStream::~XpStdioStream() {
@@ -398,12 +398,7 @@ ResultCode XpStdioStream::writeByte(uint8_t byte) noexcept {
 }
 
 ResultCode XpMemoryStream::create(XpHolder<XpMemoryStream>* holder) noexcept {
-    if (!holder) return kErrInvalidArgument;
-    holder->reset();
-    XpMemoryStream* stream = new (std::nothrow) XpMemoryStream;
-    if (!stream) return kErrNoMemory;
-    holder->adopt(stream);
-    return kResultOk;
+    return createInto(holder, [] { return new (std::nothrow) XpMemoryStream; });
 }
 
 XpMemoryStream::~XpMemoryStream() { std::free(data_); }
