@@ -134,30 +134,30 @@ ResultCode VroInputStream::readSource(unsigned char* destination, size_t maximum
     return rc;
 }
 
+// Fills the compressed block when inflation has used it up and the source
+// has more.
+ResultCode VroInputStream::refillCompressed() noexcept {
+    if (inflater_->avail_in != 0 || sourceEnded_) return kResultOk;
+    size_t more = 0;
+    const ResultCode rc = source_->read(compressedBlock_, 1, kCompressedBlock, &more);
+    if (rc != kResultOk && rc != kErrEndOfFile) return rc;
+    sourceEnded_ = more == 0;
+    inflater_->next_in = compressedBlock_;
+    inflater_->avail_in = uInt(more);
+    return kResultOk;
+}
+
 ResultCode VroInputStream::inflateInto(unsigned char* destination, size_t maximum, size_t* got) noexcept {
     *got = 0;
     while (*got < maximum) {
+        const ResultCode rc = refillCompressed();
+        if (rc != kResultOk) return rc;
         if (memberEnded_) {
-            // Another member may follow; only white space of nothing may not.
-            if (inflater_->avail_in == 0 && !sourceEnded_) {
-                size_t more = 0;
-                const ResultCode rc = source_->read(compressedBlock_, 1, kCompressedBlock, &more);
-                if (rc != kResultOk && rc != kErrEndOfFile) return rc;
-                sourceEnded_ = more == 0;
-                inflater_->next_in = compressedBlock_;
-                inflater_->avail_in = uInt(more);
-            }
+            // Another member may follow; with no byte after a member, the
+            // stream has ended.
             if (inflater_->avail_in == 0) return kErrEndOfFile;
             if (inflateReset(inflater_) != Z_OK) return kErrInvalidData;
             memberEnded_ = false;
-        }
-        if (inflater_->avail_in == 0 && !sourceEnded_) {
-            size_t more = 0;
-            const ResultCode rc = source_->read(compressedBlock_, 1, kCompressedBlock, &more);
-            if (rc != kResultOk && rc != kErrEndOfFile) return rc;
-            sourceEnded_ = more == 0;
-            inflater_->next_in = compressedBlock_;
-            inflater_->avail_in = uInt(more);
         }
         inflater_->next_out = destination + *got;
         inflater_->avail_out = uInt(maximum - *got);

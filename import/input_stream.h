@@ -66,6 +66,7 @@ private:
     ResultCode start() noexcept;
     // Up to maximum bytes from the source, the peeked ones first.
     ResultCode readSource(unsigned char* destination, size_t maximum, size_t* got) noexcept;
+    ResultCode refillCompressed() noexcept;
     ResultCode inflateInto(unsigned char* destination, size_t maximum, size_t* got) noexcept;
     void record(const unsigned char* bytes, size_t count) noexcept;
 
