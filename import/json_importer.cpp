@@ -37,12 +37,48 @@ struct Work {
 
 bool present(std::string_view v) noexcept { return v.data() != nullptr; }
 
+bool isJsonWhiteSpace(unsigned char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
+
+// The text of a string value. One without escapes is used where it lies in
+// the input, between its quotes: copying every title and name into the
+// parser's string buffer first would cost as much again. Escaped text is
+// unescaped (and its escapes checked) as before.
+error_code stringOf(sj::value value, std::string_view& out) noexcept {
+    std::string_view token = value.raw_json_token();
+    while (!token.empty() && isJsonWhiteSpace(static_cast<unsigned char>(token.back()))) token.remove_suffix(1);
+    if (token.size() >= 2 && token.front() == '"' && token.back() == '"') {
+        const std::string_view inner = token.substr(1, token.size() - 2);
+        if (std::memchr(inner.data(), '\\', inner.size()) == nullptr) {
+            out = inner;
+            return simdjson::SUCCESS;
+        }
+    }
+    return value.get_string().get(out);
+}
+
+// The key of a member, likewise read in place unless it holds an escape.
+// Its closing quote is found back from the value, which stands after it,
+// the colon and any white space.
+error_code keyOf(sj::field& field, std::string_view& out) noexcept {
+    const char* const begin = field.key().raw();
+    const char* end = field.value().raw_json_token().data();
+    while (end > begin && *(end - 1) != '"') --end;
+    if (end > begin) {
+        --end;
+        if (std::memchr(begin, '\\', size_t(end - begin)) == nullptr) {
+            out = std::string_view(begin, size_t(end - begin));
+            return simdjson::SUCCESS;
+        }
+    }
+    return field.unescaped_key().get(out);
+}
+
 // Text of a scalar: a string unescaped, a number as written; null, true,
 // false, objects and arrays give none.
 error_code textOf(sj::value value, std::string_view& out) noexcept {
     sj::json_type type;
     if (auto e = value.type().get(type)) return e;
-    if (type == sj::json_type::string) return value.get_string().get(out);
+    if (type == sj::json_type::string) return stringOf(value, out);
     // Read so that a misspelt literal is found.
     if (type == sj::json_type::boolean) return value.get_bool().error();
     if (type == sj::json_type::null) return value.is_null().error();
@@ -89,11 +125,12 @@ error_code forEachMember(sj::value value, Visit&& visit) noexcept {
     sj::object object;
     bool isObject = false;
     if (auto e = objectOf(value, object, isObject); e || !isObject) return e;
-    for (auto field : object) {
+    for (auto member : object) {
+        sj::field field;
+        if (auto e = std::move(member).get(field)) return e;
         std::string_view key;
-        if (auto e = field.unescaped_key().get(key)) return e;
-        sj::value v;
-        if (auto e = field.value().get(v)) return e;
+        if (auto e = keyOf(field, key)) return e;
+        sj::value v = field.value();
         bool stop = false;
         if (auto e = visit(key, v, stop)) return e;
         if (stop) break;
@@ -106,9 +143,11 @@ error_code memberText(sj::value value, std::string_view key, std::string_view& o
     sj::object object;
     bool isObject = false;
     if (auto e = objectOf(value, object, isObject); e || !isObject) return e;
-    for (auto field : object) {
+    for (auto member : object) {
+        sj::field field;
+        if (auto e = std::move(member).get(field)) return e;
         std::string_view name;
-        if (auto e = field.unescaped_key().get(name)) return e;
+        if (auto e = keyOf(field, name)) return e;
         if (name == key) {
             if (auto e = textOf(field.value(), out)) return e;
         }
@@ -121,9 +160,11 @@ error_code dateYear(sj::value value, std::string_view& out) noexcept {
     sj::object object;
     bool isObject = false;
     if (auto e = objectOf(value, object, isObject); e || !isObject) return e;
-    for (auto field : object) {
+    for (auto member : object) {
+        sj::field field;
+        if (auto e = std::move(member).get(field)) return e;
         std::string_view name;
-        if (auto e = field.unescaped_key().get(name)) return e;
+        if (auto e = keyOf(field, name)) return e;
         if (name != "date-parts") continue;
         sj::array parts;
         if (field.value().get_array().get(parts)) continue;
@@ -188,11 +229,12 @@ private:
         XpString& authors = authors_[depth];
         authors.clear();
         bool wrapped = false;
-        for (auto field : object) {
+        for (auto member : object) {
+            sj::field field;
+            if (auto e = std::move(member).get(field)) return e;
             std::string_view key;
-            if (auto e = field.unescaped_key().get(key)) return e;
-            sj::value v;
-            if (auto e = field.value().get(v)) return e;
+            if (auto e = keyOf(field, key)) return e;
+            sj::value v = field.value();
             if (wrappers) {
                 Source list = Source::kNone;
                 if (depth > 0)
@@ -255,9 +297,11 @@ private:
             if (auto e = objectOf(v, person, isObject)) return e;
             if (!isObject) continue;
             std::string_view given, family, name;
-            for (auto field : person) {
+            for (auto member : person) {
+                sj::field field;
+                if (auto e = std::move(member).get(field)) return e;
                 std::string_view k;
-                if (auto e = field.unescaped_key().get(k)) return e;
+                if (auto e = keyOf(field, k)) return e;
                 if (key == "authorships") {
                     if (k == "author") {
                         if (auto e = memberText(field.value(), "display_name", name)) return e;
@@ -336,10 +380,29 @@ private:
         if (!present(value)) return;
         // A value that cannot be converted whole is still given as far as it
         // went; one that cannot be held is dropped, as handlers drop values.
-        const ResultCode rc = value16_.assign(value.data(), uint32_t(value.size()));
-        if (rc == kErrNoMemory || rc == kErrNoBufferSpace) return;
+        if (!widenAscii(value)) {
+            const ResultCode rc = value16_.assign(value.data(), uint32_t(value.size()));
+            if (rc == kErrNoMemory || rc == kErrNoBufferSpace) return;
+        }
         handler(pub, value16_.data(), mask);
     }
+
+    // Nearly every value is plain ASCII: its units are its bytes, written
+    // straight into the handlers' text without measuring and decoding it as
+    // UTF-8 first. false leaves anything else to the general conversion.
+    bool widenAscii(std::string_view value) noexcept {
+        if (value.empty() || value.size() > kWidenLimit) return false;
+        const auto* bytes = reinterpret_cast<const unsigned char*>(value.data());
+        const size_t n = value.size();
+        unsigned char any = 0;
+        for (size_t i = 0; i < n; ++i) any |= bytes[i];
+        if ((any & 0x80) != 0 || value16_.reserve(uint32_t(n)) != kResultOk) return false;
+        char16_t* units = value16_.data();
+        for (size_t i = 0; i < n; ++i) units[i] = char16_t(bytes[i]);
+        value16_.setLength(uint32_t(n));
+        return true;
+    }
+    static constexpr size_t kWidenLimit = 1 << 16;
 
     static std::string_view firstGiven(std::string_view a, std::string_view b) noexcept {
         return present(a) && !a.empty() ? a : b;
@@ -383,8 +446,6 @@ private:
     XpString authors_[3];
     XpString16 value16_;
 };
-
-bool isJsonWhiteSpace(unsigned char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 bool onlyWhiteSpace(const unsigned char* begin, const unsigned char* end) noexcept {
     return std::all_of(begin, end, isJsonWhiteSpace);
