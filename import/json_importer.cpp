@@ -37,48 +37,12 @@ struct Work {
 
 bool present(std::string_view v) noexcept { return v.data() != nullptr; }
 
-bool isJsonWhiteSpace(unsigned char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
-
-// The text of a string value. One without escapes is used where it lies in
-// the input, between its quotes: copying every title and name into the
-// parser's string buffer first would cost as much again. Escaped text is
-// unescaped (and its escapes checked) as before.
-error_code stringOf(sj::value value, std::string_view& out) noexcept {
-    std::string_view token = value.raw_json_token();
-    while (!token.empty() && isJsonWhiteSpace(static_cast<unsigned char>(token.back()))) token.remove_suffix(1);
-    if (token.size() >= 2 && token.front() == '"' && token.back() == '"') {
-        const std::string_view inner = token.substr(1, token.size() - 2);
-        if (std::memchr(inner.data(), '\\', inner.size()) == nullptr) {
-            out = inner;
-            return simdjson::SUCCESS;
-        }
-    }
-    return value.get_string().get(out);
-}
-
-// The key of a member, likewise read in place unless it holds an escape.
-// Its closing quote is found back from the value, which stands after it,
-// the colon and any white space.
-error_code keyOf(sj::field& field, std::string_view& out) noexcept {
-    const char* const begin = field.key().raw();
-    const char* end = field.value().raw_json_token().data();
-    while (end > begin && *(end - 1) != '"') --end;
-    if (end > begin) {
-        --end;
-        if (std::memchr(begin, '\\', size_t(end - begin)) == nullptr) {
-            out = std::string_view(begin, size_t(end - begin));
-            return simdjson::SUCCESS;
-        }
-    }
-    return field.unescaped_key().get(out);
-}
-
 // Text of a scalar: a string unescaped, a number as written; null, true,
 // false, objects and arrays give none.
 error_code textOf(sj::value value, std::string_view& out) noexcept {
     sj::json_type type;
     if (auto e = value.type().get(type)) return e;
-    if (type == sj::json_type::string) return stringOf(value, out);
+    if (type == sj::json_type::string) return value.get_string().get(out);
     // Read so that a misspelt literal is found.
     if (type == sj::json_type::boolean) return value.get_bool().error();
     if (type == sj::json_type::null) return value.is_null().error();
@@ -125,12 +89,11 @@ error_code forEachMember(sj::value value, Visit&& visit) noexcept {
     sj::object object;
     bool isObject = false;
     if (auto e = objectOf(value, object, isObject); e || !isObject) return e;
-    for (auto member : object) {
-        sj::field field;
-        if (auto e = std::move(member).get(field)) return e;
+    for (auto field : object) {
         std::string_view key;
-        if (auto e = keyOf(field, key)) return e;
-        sj::value v = field.value();
+        if (auto e = field.unescaped_key().get(key)) return e;
+        sj::value v;
+        if (auto e = field.value().get(v)) return e;
         bool stop = false;
         if (auto e = visit(key, v, stop)) return e;
         if (stop) break;
@@ -143,11 +106,9 @@ error_code memberText(sj::value value, std::string_view key, std::string_view& o
     sj::object object;
     bool isObject = false;
     if (auto e = objectOf(value, object, isObject); e || !isObject) return e;
-    for (auto member : object) {
-        sj::field field;
-        if (auto e = std::move(member).get(field)) return e;
+    for (auto field : object) {
         std::string_view name;
-        if (auto e = keyOf(field, name)) return e;
+        if (auto e = field.unescaped_key().get(name)) return e;
         if (name == key) {
             if (auto e = textOf(field.value(), out)) return e;
         }
@@ -160,11 +121,9 @@ error_code dateYear(sj::value value, std::string_view& out) noexcept {
     sj::object object;
     bool isObject = false;
     if (auto e = objectOf(value, object, isObject); e || !isObject) return e;
-    for (auto member : object) {
-        sj::field field;
-        if (auto e = std::move(member).get(field)) return e;
+    for (auto field : object) {
         std::string_view name;
-        if (auto e = keyOf(field, name)) return e;
+        if (auto e = field.unescaped_key().get(name)) return e;
         if (name != "date-parts") continue;
         sj::array parts;
         if (field.value().get_array().get(parts)) continue;
@@ -229,12 +188,11 @@ private:
         XpString& authors = authors_[depth];
         authors.clear();
         bool wrapped = false;
-        for (auto member : object) {
-            sj::field field;
-            if (auto e = std::move(member).get(field)) return e;
+        for (auto field : object) {
             std::string_view key;
-            if (auto e = keyOf(field, key)) return e;
-            sj::value v = field.value();
+            if (auto e = field.unescaped_key().get(key)) return e;
+            sj::value v;
+            if (auto e = field.value().get(v)) return e;
             if (wrappers) {
                 Source list = Source::kNone;
                 if (depth > 0)
@@ -297,11 +255,9 @@ private:
             if (auto e = objectOf(v, person, isObject)) return e;
             if (!isObject) continue;
             std::string_view given, family, name;
-            for (auto member : person) {
-                sj::field field;
-                if (auto e = std::move(member).get(field)) return e;
+            for (auto field : person) {
                 std::string_view k;
-                if (auto e = keyOf(field, k)) return e;
+                if (auto e = field.unescaped_key().get(k)) return e;
                 if (key == "authorships") {
                     if (k == "author") {
                         if (auto e = memberText(field.value(), "display_name", name)) return e;
@@ -446,6 +402,8 @@ private:
     XpString authors_[3];
     XpString16 value16_;
 };
+
+bool isJsonWhiteSpace(unsigned char c) noexcept { return c == ' ' || c == '\t' || c == '\n' || c == '\r'; }
 
 bool onlyWhiteSpace(const unsigned char* begin, const unsigned char* end) noexcept {
     return std::all_of(begin, end, isJsonWhiteSpace);
