@@ -20,8 +20,15 @@ using simdjson::error_code;
 
 namespace {
 
-// Bytes read at a time; doubled while a single document does not fit.
+// Bytes read at a time while documents fit.
 constexpr size_t kReadBlock = 1 << 20;
+// While no whole document has been read, the next read brings this many times
+// what is held: every attempt indexes the document from its start again, so
+// growing steeply keeps that repeated work to a fraction of the document.
+// A step never asks for more than kLargestStep at once, so that a long
+// document does not reserve far more memory than it needs.
+constexpr size_t kGrowth = 15;
+constexpr size_t kLargestStep = size_t{256} << 20;
 
 enum class Source { kNone, kOpenAlex, kCrossref, kSemanticScholar };
 
@@ -567,7 +574,8 @@ ResultCode readJsonExport(const VroImportFormat& format, VroInputStream& input, 
         buffer.drop(consumed);
         if (ended) break;
         // Nothing whole yet: the document is longer than what was read.
-        if (consumed == 0) readSize = std::max(readSize, buffer.length_);
+        if (consumed == 0)
+            readSize = std::max(readSize, std::min(kGrowth * buffer.length_, std::max(kLargestStep, buffer.length_)));
     }
     if (reader.decided() != Source::kNone) *readAs = kSourceNames[int(reader.decided())];
     if (result != kResultOk) return result;
