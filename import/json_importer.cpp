@@ -20,8 +20,15 @@ using simdjson::error_code;
 
 namespace {
 
-// Bytes read at a time; doubled while a single document does not fit.
+// Bytes read at a time while documents fit.
 constexpr size_t kReadBlock = 1 << 20;
+// While no whole document has been read, the next read brings this many times
+// what is held: every attempt indexes the document from its start again, so
+// growing steeply keeps that repeated work to a fraction of the document.
+// A step never asks for more than kLargestStep at once, so that a long
+// document does not reserve far more memory than it needs.
+constexpr size_t kGrowth = 15;
+constexpr size_t kLargestStep = size_t{256} << 20;
 
 enum class Source { kNone, kOpenAlex, kCrossref, kSemanticScholar };
 
@@ -336,10 +343,29 @@ private:
         if (!present(value)) return;
         // A value that cannot be converted whole is still given as far as it
         // went; one that cannot be held is dropped, as handlers drop values.
-        const ResultCode rc = value16_.assign(value.data(), uint32_t(value.size()));
-        if (rc == kErrNoMemory || rc == kErrNoBufferSpace) return;
+        if (!widenAscii(value)) {
+            const ResultCode rc = value16_.assign(value.data(), uint32_t(value.size()));
+            if (rc == kErrNoMemory || rc == kErrNoBufferSpace) return;
+        }
         handler(pub, value16_.data(), mask);
     }
+
+    // Nearly every value is plain ASCII: its units are its bytes, written
+    // straight into the handlers' text without measuring and decoding it as
+    // UTF-8 first. false leaves anything else to the general conversion.
+    bool widenAscii(std::string_view value) noexcept {
+        if (value.empty() || value.size() > kWidenLimit) return false;
+        const auto* bytes = reinterpret_cast<const unsigned char*>(value.data());
+        const size_t n = value.size();
+        unsigned char any = 0;
+        for (size_t i = 0; i < n; ++i) any |= bytes[i];
+        if ((any & 0x80) != 0 || value16_.reserve(uint32_t(n)) != kResultOk) return false;
+        char16_t* units = value16_.data();
+        for (size_t i = 0; i < n; ++i) units[i] = char16_t(bytes[i]);
+        value16_.setLength(uint32_t(n));
+        return true;
+    }
+    static constexpr size_t kWidenLimit = 1 << 16;
 
     static std::string_view firstGiven(std::string_view a, std::string_view b) noexcept {
         return present(a) && !a.empty() ? a : b;
@@ -548,7 +574,8 @@ ResultCode readJsonExport(const VroImportFormat& format, VroInputStream& input, 
         buffer.drop(consumed);
         if (ended) break;
         // Nothing whole yet: the document is longer than what was read.
-        if (consumed == 0) readSize = std::max(readSize, buffer.length_);
+        if (consumed == 0)
+            readSize = std::max(readSize, std::min(kGrowth * buffer.length_, std::max(kLargestStep, buffer.length_)));
     }
     if (reader.decided() != Source::kNone) *readAs = kSourceNames[int(reader.decided())];
     if (result != kResultOk) return result;
