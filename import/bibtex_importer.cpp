@@ -135,20 +135,19 @@ struct ShortName {
         std::memcpy(units + length, text, n * sizeof(char16_t));
         units[length += n] = 0;
     }
-    // Checked UTF-8, as many units as fit, like add of its units.
+    // Checked UTF-8, as many units as fit, like add of its units: the ASCII
+    // run that names usually are in one loop, the rest character by character.
     void add(const uint8_t* text, uint32_t n) noexcept {
-        const uint8_t* end = text + n;
-        while (text < end && length < kMaxNameUnits) {
-            if (*text < 0x80) {
-                units[length++] = *text++;
-                units[length] = 0;
-                continue;
-            }
-            const uint32_t bytes = utf8Length(*text);
-            char16_t units[2];
-            const uint32_t count = widenUtf8(text, text + bytes, units);
-            add(units, count);
-            text += bytes;
+        const uint32_t room = kMaxNameUnits - length;
+        const uint32_t fit = n < room ? n : room;
+        uint32_t i = 0;
+        for (; i < fit && text[i] < 0x80; ++i) units[length + i] = text[i];
+        units[length += i] = 0;
+        for (const uint8_t* end = text + n; text + i < end && length < kMaxNameUnits;) {
+            char16_t wide[2];
+            const uint32_t bytes = utf8Length(text[i]);
+            add(wide, widenUtf8(text + i, text + i + bytes, wide));
+            i += bytes;
         }
     }
     bool is(const char* ascii) const noexcept { return compareFieldKey(units, ascii) == 0; }
