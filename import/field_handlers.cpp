@@ -508,6 +508,7 @@ uint32_t clearInnerCommas(char16_t* text, uint32_t length, bool keepLast, bool* 
         for (uint32_t i = length; i > 0 && last == length; --i)
             if (text[i - 1] == u',') last = i - 1;
     uint32_t out = uint32_t(comma - text);
+    if (last == out) return length;  // the usual "Surname, Given": its one comma stays
     for (uint32_t i = out; i < length; ++i) {
         char16_t c = text[i];
         if (c == u',' && i != last) {
