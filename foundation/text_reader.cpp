@@ -271,8 +271,10 @@ ResultCode XpTextReader::bufferedBytes(const uint8_t** bytes, uint32_t* count, b
         return 258;  // "Invalid state"
     ResultCode rc = kResultOk;
     if (more || endPos_ == readPos_) {
+        // Units put back into the headroom stay where they are: moving them
+        // up could push the block's end past the buffer.
         const uint32_t available = endPos_ - readPos_;
-        if (readPos_ != kTextReaderHeadroom) {
+        if (readPos_ > kTextReaderHeadroom) {
             std::memmove(buffer_ + kTextReaderHeadroom, buffer_ + readPos_, available);
             readPos_ = kTextReaderHeadroom;
             endPos_ = kTextReaderHeadroom + available;
