@@ -262,6 +262,39 @@ bool XpTextReader::hasMoreInput() noexcept {
     return peekCharacter(&c, &length) == kResultOk;
 }
 
+ResultCode XpTextReader::bufferedBytes(const uint8_t** bytes, uint32_t* count, bool more) noexcept {
+    if (bytes == nullptr || count == nullptr) return kErrInvalidArgument;
+    *bytes = nullptr;
+    *count = 0;
+    if (buffer_ == nullptr || stream_ == nullptr || readPos_ > endPos_ || pending_ != 0 ||
+        heldPos_ < held_.length() || carriageReturnLines_)
+        return 258;  // "Invalid state"
+    ResultCode rc = kResultOk;
+    if (more || endPos_ == readPos_) {
+        // Units put back into the headroom stay where they are: moving them
+        // up could push the block's end past the buffer.
+        const uint32_t available = endPos_ - readPos_;
+        if (readPos_ > kTextReaderHeadroom) {
+            std::memmove(buffer_ + kTextReaderHeadroom, buffer_ + readPos_, available);
+            readPos_ = kTextReaderHeadroom;
+            endPos_ = kTextReaderHeadroom + available;
+        }
+        if (endPos_ < kTextReaderBufferSize) {
+            size_t got = 0;
+            rc = stream_->read(buffer_ + endPos_, 1, kTextReaderBufferSize - endPos_, &got);
+            endPos_ += uint32_t(got);
+        }
+    }
+    *bytes = buffer_ + readPos_;
+    *count = endPos_ - readPos_;
+    return *count > 0 ? kResultOk : rc;
+}
+
+void XpTextReader::skipBytes(uint32_t count) noexcept {
+    const uint32_t available = endPos_ - readPos_;
+    readPos_ += count < available ? count : available;
+}
+
 void XpTextReader::giveBack(char16_t unit, bool owed) noexcept {
     if (owed) {
         pending_ = unit;

@@ -75,6 +75,17 @@ public:
     // at them).
     bool hasMoreInput() noexcept;
 
+    // The bytes buffered at the read position, for a reader that scans its
+    // own syntax in the bytes and decodes only what it keeps. With more, or
+    // when none are buffered, the unread bytes first move to the block's
+    // start and the stream is asked for as many as fit; the count then tells
+    // whether any came. No bytes (count 0, 258) while a unit is owed, held
+    // text waits or old Mac text is read, since the read position then is
+    // not where the text goes on.
+    [[nodiscard]] ResultCode bufferedBytes(const uint8_t** bytes, uint32_t* count, bool more) noexcept;
+    // Moves the read position past count of those bytes (at most all).
+    void skipBytes(uint32_t count) noexcept;
+
     const charenc* encoding() const noexcept { return encoding_; }
     uint32_t flags() const noexcept { return flags_; }
 

@@ -12,6 +12,7 @@
 
 #include "foundation/text_reader.h"
 #include "foundation/unit_scan.h"
+#include "foundation/utf.h"
 #include "import/field_handlers.h"
 #include "import/tex_text.h"
 #include "model/publication.h"
@@ -26,7 +27,91 @@ constexpr uint32_t kMaxMacroUnits = 65536;
 constexpr uint32_t kFallbackCodePage = 1252;
 constexpr uint32_t kUtf8CodePage = 65001;
 
-bool isLetter(char16_t c) noexcept { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
+template <class U>
+bool isLetter(U c) noexcept { return (c >= u'a' && c <= u'z') || (c >= u'A' && c <= u'Z'); }
+
+// Lines are read as UTF-8 bytes where they can be: the syntax is all ASCII,
+// so only the values a record keeps need decoding, and a skipped abstract
+// is never widened at all.
+
+// Bytes of the character a lead byte starts, in text already checked.
+inline uint32_t utf8Length(uint8_t lead) noexcept { return lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4; }
+inline uint32_t unitsAt(const char16_t*) noexcept { return 1; }
+inline uint32_t unitsAt(const uint8_t* p) noexcept { return utf8Length(*p); }
+
+// Checked UTF-8 from p to end as UTF-16 into out, which has room for as many
+// units as there are bytes; returns the units written.
+uint32_t widenUtf8(const uint8_t* p, const uint8_t* end, char16_t* out) noexcept {
+    char16_t* o = out;
+    while (p < end) {
+#if defined(__SSE2__)
+        const __m128i zero = _mm_setzero_si128();
+        while (end - p >= 16) {
+            const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            const unsigned high = unsigned(_mm_movemask_epi8(bytes));
+            if (high != 0) {
+                const unsigned n = unsigned(__builtin_ctz(high));
+                for (unsigned i = 0; i < n; ++i) o[i] = p[i];
+                p += n;
+                o += n;
+                break;
+            }
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(o), _mm_unpacklo_epi8(bytes, zero));
+            _mm_storeu_si128(reinterpret_cast<__m128i*>(o + 8), _mm_unpackhi_epi8(bytes, zero));
+            p += 16;
+            o += 16;
+        }
+        if (p == end) break;
+#endif
+        const uint8_t lead = *p;
+        if (lead < 0x80) {
+            *o++ = lead;
+            ++p;
+            continue;
+        }
+        char32_t c;
+        if (lead < 0xE0) {
+            c = char32_t(lead & 0x1F) << 6 | (p[1] & 0x3F);
+        } else if (lead < 0xF0) {
+            c = char32_t(lead & 0x0F) << 12 | char32_t(p[1] & 0x3F) << 6 | (p[2] & 0x3F);
+        } else {
+            c = char32_t(lead & 0x07) << 18 | char32_t(p[1] & 0x3F) << 12 | char32_t(p[2] & 0x3F) << 6 |
+                (p[3] & 0x3F);
+        }
+        p += utf8Length(lead);
+        if (c > 0xFFFF) {
+            *o++ = char16_t(0xD800 + ((c - 0x10000) >> 10));
+            *o++ = char16_t(0xDC00 + ((c - 0x10000) & 0x3FF));
+        } else {
+            *o++ = char16_t(c);
+        }
+    }
+    return uint32_t(o - out);
+}
+
+// The first unit at or after p that is a or b (end when none); the text
+// holds no zero.
+const uint8_t* findUnitOrEnd(const uint8_t* p, const uint8_t* end, char16_t a, char16_t b) noexcept {
+    if (a == b) {
+        const void* at = std::memchr(p, a, size_t(end - p));
+        return at != nullptr ? static_cast<const uint8_t*>(at) : end;
+    }
+#if defined(__SSE2__)
+    const __m128i wantA = _mm_set1_epi8(char(a));
+    const __m128i wantB = _mm_set1_epi8(char(b));
+    for (; end - p >= 16; p += 16) {
+        const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+        const int mask = _mm_movemask_epi8(_mm_or_si128(_mm_cmpeq_epi8(bytes, wantA), _mm_cmpeq_epi8(bytes, wantB)));
+        if (mask != 0) return p + __builtin_ctz(unsigned(mask));
+    }
+#endif
+    while (p < end && *p != a && *p != b) ++p;
+    return p;
+}
+// The same over units: end holds a zero, which the scan stops at too.
+inline char16_t* findUnitOrEnd(char16_t* p, char16_t* end, char16_t a, char16_t b) noexcept {
+    return findUnitOrZero(p, end, a, b);
+}
 
 bool isDigits(const char16_t* text, uint32_t n) noexcept {
     for (uint32_t i = 0; i < n; ++i)
@@ -49,6 +134,21 @@ struct ShortName {
         if (n > kMaxNameUnits - length) n = kMaxNameUnits - length;
         std::memcpy(units + length, text, n * sizeof(char16_t));
         units[length += n] = 0;
+    }
+    // Checked UTF-8, as many units as fit, like add of its units: the ASCII
+    // run that names usually are in one loop, the rest character by character.
+    void add(const uint8_t* text, uint32_t n) noexcept {
+        const uint32_t room = kMaxNameUnits - length;
+        const uint32_t fit = n < room ? n : room;
+        uint32_t i = 0;
+        for (; i < fit && text[i] < 0x80; ++i) units[length + i] = text[i];
+        units[length += i] = 0;
+        for (const uint8_t* end = text + n; text + i < end && length < kMaxNameUnits;) {
+            char16_t wide[2];
+            const uint32_t bytes = utf8Length(text[i]);
+            add(wide, widenUtf8(text + i, text + i + bytes, wide));
+            i += bytes;
+        }
     }
     bool is(const char* ascii) const noexcept { return compareFieldKey(units, ascii) == 0; }
     // Both names as written, eight units at a time: the units array holds
@@ -111,6 +211,9 @@ constexpr AsciiSet nameStops() {
 constexpr AsciiSet kNameStops = nameStops();
 
 
+template <class U>
+bool isEntryLine(const U* text, uint32_t length) noexcept;
+
 enum class Entry : uint8_t { kRecord, kStrings, kSkipped };
 
 enum class State : uint8_t {
@@ -135,18 +238,100 @@ public:
     ResultCode failure() const noexcept { return failure_; }
 
     // A line that starts an entry ends one left open.
-    void lineStart(const char16_t* text, uint32_t length) noexcept {
+    template <class U>
+    void lineStart(const U* text, uint32_t length) noexcept {
         if (state_ == State::kOutside) return;
         uint32_t i = 0;
         while (i < length && isAsciiWhiteSpace(text[i])) ++i;
-        if (i < length && text[i] == u'@' && isBibTeXEntryLine(text + i, length - i)) endOpenEntry();
+        if (i < length && text[i] == u'@' && isEntryLine(text + i, length - i)) endOpenEntry();
     }
 
     // Reads text up to end, where a zero unit stands. A value that opens and
     // closes on this line is turned into plain text where it stands, so the
     // text may change behind the read position.
-    void feed(char16_t* p, char16_t* end) noexcept {
+    // Units (char16_t, with a zero at end) or checked UTF-8 bytes (const
+    // uint8_t, read where they stand).
+    template <class U>
+    void feed(U* p, U* end) noexcept {
         while (p < end && failure_ == kResultOk) p = step(p, end);
+    }
+
+    // Whole lines straight from the reader's buffer while they are clean
+    // UTF-8 and the reader decodes UTF-8; returns at the first line that
+    // must be read as units (or at the end). Every line fits in the buffer,
+    // so none is longer than the line limit.
+    void feedByteLines(XpTextReader* reader) noexcept {
+        static_assert(kTextReaderBufferSize - kTextReaderHeadroom <= kImportLineLimit);
+        bool more = false;
+        uint32_t left = 0;
+        while (failure_ == kResultOk) {
+            const uint8_t* bytes = nullptr;
+            uint32_t count = 0;
+            (void)reader->bufferedBytes(&bytes, &count, more);
+            if (count == 0 || (more && count == left)) return;
+            const uint8_t* whole = lastLineEnd(bytes, bytes + count);
+            const uint8_t* clean = firstUnclean(bytes, whole);
+            const uint8_t* lines = clean == whole ? whole : lastLineEnd(bytes, clean);
+            feedLines(bytes, lines);
+            reader->skipBytes(uint32_t(lines - bytes));
+            if (clean != whole) return;  // a line the bytes cannot stand for
+            left = uint32_t(bytes + count - lines);
+            more = true;
+        }
+    }
+
+    // The position after the last line feed (from when there is none).
+    static const uint8_t* lastLineEnd(const uint8_t* from, const uint8_t* to) noexcept {
+        const void* at = memrchr(from, '\n', size_t(to - from));
+        return at != nullptr ? static_cast<const uint8_t*>(at) + 1 : from;
+    }
+
+    // The first byte from p on that the byte scan cannot read as it stands:
+    // a zero (the unit scans stop at one) or a sequence the UTF-8 decoder
+    // refuses; end when there is none.
+    static const uint8_t* firstUnclean(const uint8_t* p, const uint8_t* end) noexcept {
+        while (p < end) {
+#if defined(__SSE2__)
+            const __m128i zero = _mm_setzero_si128();
+            for (; end - p >= 16; p += 16) {
+                const __m128i bytes = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+                const unsigned odd =
+                    unsigned(_mm_movemask_epi8(bytes) | _mm_movemask_epi8(_mm_cmpeq_epi8(bytes, zero)));
+                if (odd != 0) {
+                    p += __builtin_ctz(odd);
+                    break;
+                }
+            }
+            if (p == end) break;
+#endif
+            if (*p == 0) return p;
+            if (*p < 0x80) {
+                ++p;
+                continue;
+            }
+            char32_t c = 0;
+            uint32_t used = 0;
+            if (decodeUtf8Char(reinterpret_cast<const char*>(p), uint32_t(end - p), &c, &used) != kResultOk) return p;
+            p += used;
+        }
+        return end;
+    }
+
+    // Whole clean lines: fed in one run, split only before a line that may
+    // start an entry, where lineStart looks at it as the unit path does.
+    void feedLines(const uint8_t* p, const uint8_t* end) noexcept {
+        const uint8_t* from = p;
+        for (const uint8_t* at = findUnitOrEnd(p, end, u'@', u'@'); at != end && failure_ == kResultOk;
+             at = findUnitOrEnd(at + 1, end, u'@', u'@')) {
+            const uint8_t* line = at;
+            while (line > p && line[-1] != u'\n' && isAsciiWhiteSpace(line[-1])) --line;
+            if (line != p && line[-1] != u'\n') continue;
+            feed(from, line);
+            from = line;
+            const uint8_t* lineEnd = static_cast<const uint8_t*>(std::memchr(at, '\n', size_t(end - at)));
+            lineStart(line, uint32_t(lineEnd + 1 - line));
+        }
+        if (failure_ == kResultOk) feed(from, end);
     }
 
     ResultCode finish() noexcept {
@@ -155,11 +340,12 @@ public:
     }
 
 private:
-    [[gnu::always_inline]] char16_t* step(char16_t* p, char16_t* end) noexcept {
+    template <class U>
+    [[gnu::always_inline]] U* step(U* p, U* end) noexcept {
         const char16_t c = *p;
         switch (state_) {
             case State::kOutside: {
-                char16_t* at = findUnitOrZero(p, end, u'@', u'@');
+                U* at = findUnitOrEnd(p, end, u'@', u'@');
                 if (at == end) return end;
                 if (*at == u'@') {
                     state_ = State::kType;
@@ -181,7 +367,7 @@ private:
                 }
                 return p + 1;
             case State::kKey: {
-                char16_t* at = findUnitOrZero(p, end, u',', close_);
+                U* at = findUnitOrEnd(p, end, u',', close_);
                 if (at == end) return end;
                 if (*at == close_) endEntry();
                 else if (*at == u',') state_ = State::kFieldName;
@@ -190,7 +376,7 @@ private:
             case State::kFieldName:
                 for (; p < end; ++p) {
                     if (isNameUnit(*p)) {
-                        char16_t* run = p;
+                        U* run = p;
                         p = nameRunEnd(p + 1, end);
                         name_.add(run, uint32_t(p - run));
                         if (p == end) break;
@@ -206,7 +392,7 @@ private:
                     }
                     if (isAsciiWhiteSpace(u)) {
                         if (name_.length == 0) continue;
-                        char16_t* next = skipBlanks(p + 1, end);
+                        U* next = skipBlanks(p + 1, end);
                         if (next < end && *next == u'=') {
                             beginValue();
                             return valueStart(next + 1, end);
@@ -229,7 +415,7 @@ private:
             case State::kValue:
                 if (isAsciiWhiteSpace(c) || c == u'#') return skipBlanks(p + 1, end);
                 if (c == u'{' && value_.length() == 0 && entry_ == Entry::kRecord) {
-                    if (char16_t* next = wholeBracedValue(p, end)) return next;
+                    if (U* next = wholeBracedValue(p, end)) return next;
                 }
                 if (c == u'{' || c == u'"') {
                     depth_ = c == u'{' ? 1 : 0;
@@ -241,7 +427,7 @@ private:
                 state_ = State::kBare;
                 return p;
             case State::kBraced: {
-                char16_t* at = findUnitOrZero(p, end, u'{', u'}');
+                U* at = findUnitOrEnd(p, end, u'{', u'}');
                 collect(p, at);
                 if (at == end) return end;
                 if (*at == 0) return at + 1;
@@ -261,13 +447,22 @@ private:
                 }
                 if (c == u'{') ++depth_;
                 if (c == u'}' && depth_ > 0) --depth_;
-                if (c != 0) collect(p, p + 1);
+                if (c != 0) {
+                    const uint32_t n = unitsAt(p);
+                    collect(p, p + n);
+                    return p + n;
+                }
                 return p + 1;
             case State::kBare:
                 if (isAsciiWhiteSpace(c) || c == u',' || c == u'#' || c == close_ || c == u'{' || c == u'"' ||
                     c == u'}' || c == u'=' || c == 0) {
                     endWord();
                     return p;
+                }
+                if (c >= 0x80) {
+                    const uint32_t n = unitsAt(p);
+                    word_.add(p, n);
+                    return p + n;
                 }
                 word_.add(c);
                 return p + 1;
@@ -281,7 +476,7 @@ private:
                 endField(0);  // no separator: the next field starts here
                 return p;
             case State::kSkipped: {
-                char16_t* at = findUnitOrZero(p, end, open_, close_);
+                U* at = findUnitOrEnd(p, end, open_, close_);
                 if (at == end) return end;
                 if (*at == open_) ++depth_;
                 else if (*at == close_ && --depth_ == 0) state_ = State::kOutside;
@@ -352,17 +547,46 @@ private:
         return p;
     }
 
-    static char16_t* skipBlanks(char16_t* p, const char16_t* end) noexcept {
+    // The same over bytes: those of 0x80 and above belong to names.
+    const uint8_t* nameRunEnd(const uint8_t* p, const uint8_t* end) const noexcept {
+#if defined(__SSE2__)
+        const __m128i tab = _mm_set1_epi8(8), carriageReturn = _mm_set1_epi8(14);
+        const __m128i blank = _mm_set1_epi8(' '), equals = _mm_set1_epi8('='), comma = _mm_set1_epi8(',');
+        const __m128i openBrace = _mm_set1_epi8('{'), closeBrace = _mm_set1_epi8('}');
+        const __m128i quote = _mm_set1_epi8('"'), hash = _mm_set1_epi8('#');
+        const __m128i closing = _mm_set1_epi8(char(close_));
+        for (; end - p >= 16; p += 16) {
+            const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(p));
+            __m128i stop = _mm_and_si128(_mm_cmpgt_epi8(units, tab), _mm_cmplt_epi8(units, carriageReturn));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi8(units, blank));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi8(units, equals));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi8(units, comma));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi8(units, openBrace));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi8(units, closeBrace));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi8(units, quote));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi8(units, hash));
+            stop = _mm_or_si128(stop, _mm_cmpeq_epi8(units, closing));
+            const int mask = _mm_movemask_epi8(stop);
+            if (mask != 0) return p + __builtin_ctz(unsigned(mask));
+        }
+#endif
+        while (p < end && isNameUnit(*p)) ++p;
+        return p;
+    }
+
+    template <class U, class E>
+    static U* skipBlanks(U* p, E* end) noexcept {
         while (p < end && isAsciiWhiteSpace(*p)) ++p;
         return p;
     }
 
     // Right after '=': the blanks before the value, then its one braced part
     // taken whole where it can be.
-    char16_t* valueStart(char16_t* p, char16_t* end) noexcept {
+    template <class U>
+    U* valueStart(U* p, U* end) noexcept {
         p = skipBlanks(p, end);
         if (p < end && *p == u'{' && entry_ == Entry::kRecord)
-            if (char16_t* next = wholeBracedValue(p, end)) return next;
+            if (U* next = wholeBracedValue(p, end)) return next;
         return p;
     }
 
@@ -370,12 +594,13 @@ private:
     // part without inner braces, closed on this line and followed by the
     // field's end, it is handed on from where it stands, without a copy.
     // Returns the position after the field's end, or null (nothing done).
-    char16_t* wholeBracedValue(char16_t* open, char16_t* end) noexcept {
-        char16_t* close = findUnitOrZero(open + 1, end, u'{', u'}');
-        if (*close != u'}' || close == end) return nullptr;
-        char16_t* after = skipBlanks(close + 1, end);
+    template <class U>
+    U* wholeBracedValue(U* open, U* end) noexcept {
+        U* close = findUnitOrEnd(open + 1, end, u'{', u'}');
+        if (close == end || *close != u'}') return nullptr;
+        U* after = skipBlanks(close + 1, end);
         if (after == end || (*after != u',' && *after != close_)) return nullptr;
-        if (handler_ != nullptr && record_ != nullptr) deliver(open + 1, uint32_t(close - open - 1));
+        if (handler_ != nullptr && record_ != nullptr) deliverText(open + 1, close);
         handler_ = nullptr;
         collecting_ = false;
         name_.clear();
@@ -384,6 +609,26 @@ private:
         // Blanks after it are skipped both before a field's name and
         // between entries.
         return skipBlanks(after + 1, end);
+    }
+
+    void deliverText(char16_t* from, char16_t* to) noexcept { deliver(from, uint32_t(to - from)); }
+    // Bytes are widened first; a text only looked at, as far as its first
+    // character when that one stands for itself.
+    void deliverText(const uint8_t* from, const uint8_t* to) noexcept {
+        if (!textKept_) to = presenceEnd(from, to);
+        if (wide_.reserve(uint32_t(to - from) + 1) != kResultOk) return;
+        deliver(wide_.data(), widenUtf8(from, to, wide_.data()));
+    }
+
+    // Where a text that is only looked at may end: after its first character
+    // that is no white space, when that one stands for itself.
+    static const uint8_t* presenceEnd(const uint8_t* from, const uint8_t* to) noexcept {
+        const uint8_t* unit = skipBlanks(from, to);
+        if (unit == to) return to;
+        char16_t first[2];
+        const uint32_t bytes = utf8Length(*unit);
+        widenUtf8(unit, unit + bytes, first);
+        return isTexPlain(first[0]) ? unit + bytes : to;
     }
 
     // A record's value, as read, turned into plain text in place and handed
@@ -443,6 +688,16 @@ private:
         value_.clear();
         valueFull_ = false;
         state_ = State::kValue;
+    }
+
+    void collect(const uint8_t* from, const uint8_t* to) noexcept {
+        if (!collecting_ || from == to || valueFull_) return;
+        if (presenceOnly_) to = presenceEnd(from, to);
+        if (wide_.reserve(uint32_t(to - from)) != kResultOk) {
+            valueFull_ = true;
+            return;
+        }
+        collect(wide_.data(), wide_.data() + widenUtf8(from, to, wide_.data()));
     }
 
     void collect(const char16_t* from, const char16_t* to) noexcept {
@@ -547,6 +802,7 @@ private:
     bool presenceOnly_ = false;  // until the first character that is not white space
     bool textKept_ = true;       // the record keeps the field's text, not only its presence
     XpString16 value_;
+    XpString16 wide_;  // bytes of a value widened to units
     VroPublication* record_ = nullptr;
     uint32_t records_ = 0;
     uint32_t mask_ = 0;
@@ -568,7 +824,10 @@ private:
 
 }  // namespace
 
-bool isBibTeXEntryLine(const char16_t* text, uint32_t length) noexcept {
+namespace {
+
+template <class U>
+bool isEntryLine(const U* text, uint32_t length) noexcept {
     uint32_t i = 0;
     while (i < length && isAsciiWhiteSpace(text[i])) ++i;
     if (i == length || text[i] != u'@') return false;
@@ -578,6 +837,10 @@ bool isBibTeXEntryLine(const char16_t* text, uint32_t length) noexcept {
     while (i < length && isAsciiWhiteSpace(text[i])) ++i;
     return i < length && (text[i] == u'{' || text[i] == u'(');
 }
+
+}  // namespace
+
+bool isBibTeXEntryLine(const char16_t* text, uint32_t length) noexcept { return isEntryLine(text, length); }
 
 ResultCode probeBibTeX(const XpString16& line, bool* accepted) noexcept {
     const char16_t* text = line.data();
@@ -610,9 +873,20 @@ ResultCode readBibTeXRecords(const VroImportFormat& format, XpTextReader* reader
     if (reader->encoding() != nullptr && reader->encoding()->codePage() == kFallbackCodePage &&
         !reader->carriageReturnLines())
         utf8 = reader->setEncoding(kUtf8CodePage) == kResultOk;
+    // Whole lines of UTF-8 are read from the reader's bytes; a line the bytes
+    // cannot stand for (another encoding, a byte UTF-8 refuses, a zero, more
+    // than the line limit) and whatever follows a line read in pieces, up to
+    // its end, are read as units.
+    bool midLine = true;  // the first line's end is not known
     while (bib->failure() == kResultOk) {
+        if (!midLine && reader->encoding() != nullptr && reader->encoding()->codePage() == kUtf8CodePage &&
+            !reader->carriageReturnLines()) {
+            bib->feedByteLines(reader);
+            if (bib->failure() != kResultOk) break;
+        }
         const ResultCode rc = reader->readLine(line, kImportLineLimit, u'\n');
         if (rc == kResultOk) {
+            midLine = line.end()[-1] != u'\n';
             bib->lineStart(line.data(), line.length());
             bib->feed(line.data(), line.end());
             continue;

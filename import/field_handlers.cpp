@@ -94,7 +94,14 @@ struct BoundedText {
     uint32_t room() const noexcept { return capacity - 1 - length; }
     void put(const char16_t* text, uint32_t n) noexcept {
         if (n > room()) n = room();
-        std::memmove(data + length, text, size_t(n) * sizeof(char16_t));
+        // Names and their parts are short: copied without a call, since the
+        // output never lies over the text it is made from.
+        char16_t* out = data + length;
+        if (n <= 16) {
+            for (uint32_t i = 0; i < n; ++i) out[i] = text[i];
+        } else {
+            std::memmove(out, text, size_t(n) * sizeof(char16_t));
+        }
         length += n;
         data[length] = 0;
     }
@@ -501,6 +508,7 @@ uint32_t clearInnerCommas(char16_t* text, uint32_t length, bool keepLast, bool* 
         for (uint32_t i = length; i > 0 && last == length; --i)
             if (text[i - 1] == u',') last = i - 1;
     uint32_t out = uint32_t(comma - text);
+    if (last == out) return length;  // the usual "Surname, Given": its one comma stays
     for (uint32_t i = out; i < length; ++i) {
         char16_t c = text[i];
         if (c == u',' && i != last) {
