@@ -232,16 +232,49 @@ std::u16string_view textOf(const XpString16& text) { return {text.data() ? text.
 // group's first is copied apart, so that the texts it comes from may go
 // once their publication has been noted.
 struct GroupBuilder {
-    struct Slot {
+    //
+    // A slot fills one cache line and, when both are short and ASCII (as
+    // author identifiers and most names are), holds a copy of its key and
+    // first spelling as bytes: with thousands of groups, while the import
+    // streams the export through the caches, looking a key up then waits
+    // for one line of memory instead of two.
+    static constexpr uint32_t kInlineUnits = 35;
+    struct alignas(64) Slot {
         uint64_t hash;
         uint32_t group;       // kFree: unused
         uint32_t lastMember;  // the last publication noted, plus 1
         uint32_t keyStart;    // into arena; the first spelling follows the key
         uint32_t keyLength;
         uint32_t spellingLength;
-        uint32_t spare;
+        uint8_t inlined;                // 1: text holds the key, then the first spelling
+        uint8_t text[kInlineUnits];
     };
+    static_assert(sizeof(Slot) == 64, "a slot is one cache line");
     static constexpr uint32_t kFree = 0xFFFFFFFFu;
+
+    static bool isShortAscii(std::u16string_view key, std::u16string_view spelling) noexcept {
+        if (key.size() + spelling.size() > kInlineUnits) return false;
+        for (const char16_t c : key)
+            if (c >= 0x80) return false;
+        for (const char16_t c : spelling)
+            if (c >= 0x80) return false;
+        return true;
+    }
+    static bool sameUnits(const uint8_t* bytes, std::u16string_view text) noexcept {
+        for (size_t i = 0; i < text.size(); ++i)
+            if (bytes[i] != text[i]) return false;
+        return true;
+    }
+    bool hasKey(const Slot& slot, std::u16string_view key) const noexcept {
+        if (slot.keyLength != key.size()) return false;
+        if (slot.inlined) return sameUnits(slot.text, key);
+        return std::u16string_view(arena).substr(slot.keyStart, slot.keyLength) == key;
+    }
+    bool hasFirstSpelling(const Slot& slot, std::u16string_view spelling) const noexcept {
+        if (slot.spellingLength != spelling.size()) return false;
+        if (slot.inlined) return sameUnits(slot.text + slot.keyLength, spelling);
+        return std::u16string_view(arena).substr(slot.keyStart + slot.keyLength, slot.spellingLength) == spelling;
+    }
     std::vector<Slot> slots;
     uint32_t groupCount = 0;
     std::u16string arena;
@@ -261,7 +294,7 @@ struct GroupBuilder {
     std::vector<VroGroup> groups;
 
     void grow() {
-        std::vector<Slot> old(slots.empty() ? 64 : slots.size() * 2, Slot{0, kFree, 0, 0, 0, 0, 0});
+        std::vector<Slot> old(slots.empty() ? 64 : slots.size() * 2, Slot{0, kFree, 0, 0, 0, 0, 0, {}});
         old.swap(slots);
         const size_t mask = slots.size() - 1;
         for (const Slot& slot : old) {
@@ -283,17 +316,6 @@ struct GroupBuilder {
         addHashed(key, hashOf(key), spelling, member);
     }
 
-    // Asks for the memory the keys of hashes will be compared in, so that
-    // the authors of one publication wait for it together.
-    void prefetch(const uint64_t* hashes, uint32_t count) const {
-        const size_t mask = slots.size() - 1;
-        for (uint32_t k = 0; k < count; ++k) __builtin_prefetch(&slots[size_t(hashes[k]) & mask]);
-        for (uint32_t k = 0; k < count; ++k) {
-            const Slot& slot = slots[size_t(hashes[k]) & mask];
-            if (slot.group != kFree && slot.hash == hashes[k]) __builtin_prefetch(arena.data() + slot.keyStart);
-        }
-    }
-
     // add() of a key whose hash is h, with room for it reserved.
     void addHashed(std::u16string_view key, uint64_t h, std::u16string_view spelling, uint32_t member) {
         if (spelling.data() == nullptr) spelling = key;
@@ -305,19 +327,23 @@ struct GroupBuilder {
                 if (groupCount == kFree - 1 || arena.size() + key.size() + spelling.size() > 0xFFFFFFFFu)
                     throw std::bad_alloc();
                 slot = {h, groupCount++, 0, uint32_t(arena.size()), uint32_t(key.size()),
-                        uint32_t(spelling.size()), 0};
+                        uint32_t(spelling.size()), 0, {}};
+                if (isShortAscii(key, spelling)) {
+                    slot.inlined = 1;
+                    std::copy(key.begin(), key.end(), slot.text);
+                    std::copy(spelling.begin(), spelling.end(), slot.text + key.size());
+                }
                 arena.append(key);
                 arena.append(spelling);
                 break;
             }
-            if (slot.hash == h && std::u16string_view(arena).substr(slot.keyStart, slot.keyLength) == key) break;
+            if (slot.hash == h && hasKey(slot, key)) break;
         }
         Slot& slot = slots[i];
         if (slot.lastMember == member + 1) return;
         slot.lastMember = member + 1;
         seen.push_back({slot.group, member});
-        if (std::u16string_view(arena).substr(slot.keyStart + slot.keyLength, slot.spellingLength) == spelling)
-            return;
+        if (hasFirstSpelling(slot, spelling)) return;
         if (otherPool.size() + spelling.size() > 0xFFFFFFFFu) throw std::bad_alloc();
         others.push_back({slot.group, uint32_t(otherPool.size()), uint32_t(spelling.size())});
         otherPool.append(spelling);
@@ -326,6 +352,7 @@ struct GroupBuilder {
     // The groups in the order first met, their members in publication order
     // and their commonest spelling.
     void finish() {
+        while (queued > 0) noteOldest();
         const uint32_t count = groupCount;
         groups.clear();
         groups.resize(count);
@@ -371,37 +398,14 @@ struct GroupBuilder {
         }
     }
 
-    // Notes one publication under every key it has.
+    // Notes one publication under every key it has. Authors wait for the
+    // next publications before they are noted (see Waiting); finish() notes
+    // those still waiting.
     void note(const VroPublication& p, uint32_t member, VroGroupKind kind, std::u16string& key) {
         switch (kind) {
-            case VroGroupKind::author: {
-                // Every author's key first, then their slots asked for at
-                // once, then each noted.
-                authors.read(p);
-                const uint32_t listed = std::min(p.authorList != nullptr ? p.authorCount : 0, kMaxAuthors);
-                names.clear();
-                uint32_t count = 0;
-                for (uint32_t a = 0; a < listed; ++a) {
-                    const AuthorKeys::Found k = authors.key(a, names);
-                    if (k.length == 0) continue;
-                    found[count] = k;
-                    place[count++] = a;
-                }
-                if (count == 0) {
-                    add(std::u16string_view(), std::u16string_view(), member);
-                    break;
-                }
-                reserveFor(count);
-                for (uint32_t k = 0; k < count; ++k) {
-                    const AuthorKeys::Found& f = found[k];
-                    keys[k] = {f.text == AuthorKeys::kInNames ? names.data() + f.start : f.text, f.length};
-                    hashes[k] = hashOf(keys[k]);
-                }
-                prefetch(hashes, count);
-                for (uint32_t k = 0; k < count; ++k)
-                    addHashed(keys[k], hashes[k], p.authorList[place[k]].name, member);
+            case VroGroupKind::author:
+                queueAuthors(p, member);
                 break;
-            }
             case VroGroupKind::source:
                 if (!sourceKey(p.Source.data(), p.Source.length(), key)) throw std::bad_alloc();
                 add(key, key.empty() ? std::u16string_view(u"") : textOf(p.Source), member);
@@ -413,12 +417,91 @@ struct GroupBuilder {
         }
     }
 
+    // The authors of one publication, waiting to be noted: their keys and
+    // spellings copied, since the publication's texts go once it has been
+    // seen. Memory asked for right before it is read arrives too late to
+    // help, so the lookups are spread over the publications that follow:
+    // a publication's slots are asked for as its keys are made, the arena
+    // text of those slots that keep none of their own while the next one
+    // is read, and it is noted one publication later still, with both at
+    // hand.
+    struct Waiting {
+        uint32_t member = 0;
+        uint32_t count = 0;  // 0: the publication has no author key
+        std::u16string text;
+        uint32_t keyStart[kMaxAuthors];
+        uint32_t keyLength[kMaxAuthors];
+        uint32_t spellingLength[kMaxAuthors];  // the spelling follows its key
+        uint64_t hashes[kMaxAuthors];
+        std::u16string_view key(uint32_t k) const { return std::u16string_view(text).substr(keyStart[k], keyLength[k]); }
+        std::u16string_view spelling(uint32_t k) const {
+            return std::u16string_view(text).substr(keyStart[k] + keyLength[k], spellingLength[k]);
+        }
+    };
+    static constexpr uint32_t kStages = 3;
+    Waiting waiting[kStages];
+    uint32_t oldest = 0;  // into waiting
+    uint32_t queued = 0;  // publications waiting
+
+    void queueAuthors(const VroPublication& p, uint32_t member) {
+        Waiting& w = waiting[(oldest + queued) % kStages];
+        authors.read(p);
+        const uint32_t listed = std::min(p.authorList != nullptr ? p.authorCount : 0, kMaxAuthors);
+        names.clear();
+        w.member = member;
+        w.count = 0;
+        w.text.clear();
+        for (uint32_t a = 0; a < listed; ++a) {
+            const AuthorKeys::Found k = authors.key(a, names);
+            if (k.length == 0) continue;
+            const std::u16string_view keyText(k.text == AuthorKeys::kInNames ? names.data() + k.start : k.text,
+                                              k.length);
+            const std::u16string_view spelling(p.authorList[a].name);
+            const uint32_t c = w.count++;
+            w.keyStart[c] = uint32_t(w.text.size());
+            w.keyLength[c] = k.length;
+            w.spellingLength[c] = uint32_t(spelling.size());
+            w.text.append(keyText);
+            w.text.append(spelling);
+            w.hashes[c] = hashOf(keyText);
+        }
+        if (!slots.empty()) {
+            const size_t mask = slots.size() - 1;
+            for (uint32_t k = 0; k < w.count; ++k) __builtin_prefetch(&slots[size_t(w.hashes[k]) & mask]);
+        }
+        if (++queued == kStages) noteOldest();
+        if (queued > 1) prefetchArena(waiting[(oldest + queued - 2) % kStages]);  // the publication before p
+    }
+
+    // Asks for the arena text of w's slots that keep none of their own.
+    void prefetchArena(const Waiting& w) const {
+        if (slots.empty()) return;
+        const size_t mask = slots.size() - 1;
+        for (uint32_t k = 0; k < w.count; ++k) {
+            for (size_t i = size_t(w.hashes[k]) & mask;; i = (i + 1) & mask) {
+                const Slot& slot = slots[i];
+                if (slot.group == kFree) break;
+                if (slot.hash != w.hashes[k]) continue;
+                if (!slot.inlined) __builtin_prefetch(arena.data() + slot.keyStart);
+                break;
+            }
+        }
+    }
+
+    void noteOldest() {
+        const Waiting& w = waiting[oldest];
+        oldest = (oldest + 1) % kStages;
+        --queued;
+        if (w.count == 0) {
+            add(std::u16string_view(), std::u16string_view(), w.member);
+            return;
+        }
+        reserveFor(w.count);
+        for (uint32_t k = 0; k < w.count; ++k) addHashed(w.key(k), w.hashes[k], w.spelling(k), w.member);
+    }
+
     AuthorKeys authors;
     std::u16string names;  // the name keys of one publication's authors
-    AuthorKeys::Found found[kMaxAuthors];
-    uint32_t place[kMaxAuthors];
-    std::u16string_view keys[kMaxAuthors];
-    uint64_t hashes[kMaxAuthors];
 };
 
 }  // namespace
