@@ -74,9 +74,15 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     // calculated again.
     const bool keepMetrics = !run.format->readsPapers;
     std::vector<VroMetrics> kept;
+    ranked.reserve(groups.size());
+    if (keepMetrics) kept.reserve(groups.size());
     for (uint32_t g = 0; g < groups.size(); ++g) {
         const VroGroup& group = groups[g];
         if (group.members.size() < run.minPapers) continue;
+        // A group's publications lie anywhere among the export's: the next
+        // group's are asked for while this one is calculated.
+        if (numbers != nullptr && g + 1 < groups.size())
+            for (const uint32_t m : groups[g + 1].members) __builtin_prefetch(&numbers[m]);
         if (numbers != nullptr) {
             rc = calculateOverNumbers(numbers, group.members.data(), uint32_t(group.members.size()), run.now,
                                       calculation, metrics);
@@ -108,6 +114,16 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     for (uint32_t pass = 0; pass < passes; ++pass) {
         const size_t shown = html && pass == 1 ? std::min<size_t>(ranked.size(), kChartedGroups) : ranked.size();
         for (size_t r = 0; r < shown; ++r) {
+            // Rows go in ranked order, which is not the order the groups and
+            // their metrics lie in: the rows ahead are asked for early.
+            if (r + 2 < shown) {
+                __builtin_prefetch(&groups[ranked[r + 2].group]);
+                if (keepMetrics) {
+                    const char* metricsAhead = reinterpret_cast<const char*>(&kept[ranked[r + 2].kept]);
+                    for (size_t b = 0; b < sizeof(VroMetrics); b += 64) __builtin_prefetch(metricsAhead + b);
+                }
+            }
+            if (r + 1 < shown) __builtin_prefetch(groups[ranked[r + 1].group].key.data());
             const VroGroup& group = groups[ranked[r].group];
             VroRowFrame frame = base;
             if (keepMetrics) {
