@@ -1,6 +1,7 @@
 #include "collate/collation.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
 #include <new>
 #include <string_view>
@@ -13,9 +14,18 @@
 namespace {
 
 uint64_t hashOf(std::u16string_view key) noexcept {
-    uint64_t h = 1469598103934665603ull;
-    for (const char16_t c : key) {
-        h ^= c;
+    // Four units at a time: titles run to a hundred units, and one multiply
+    // per unit made hashing a noticeable part of finding the works.
+    uint64_t h = 1469598103934665603ull ^ key.size();
+    size_t i = 0;
+    for (; i + 4 <= key.size(); i += 4) {
+        uint64_t units;
+        std::memcpy(&units, key.data() + i, sizeof units);
+        h = (h ^ units) * 0x9e3779b97f4a7c15ull;
+        h ^= h >> 32;
+    }
+    for (; i < key.size(); ++i) {
+        h ^= key[i];
         h *= 1099511628211ull;
     }
     // Keys often differ in their last digits only: the bits are mixed so
@@ -33,8 +43,12 @@ public:
     // returned. keyOf(number) gives the key of a stored number.
     template <class KeyOf>
     uint32_t findOrAdd(std::u16string_view key, uint32_t value, KeyOf keyOf) {
+        return findOrAddHashed(key, hashOf(key), value, keyOf);
+    }
+    // findOrAdd of a key whose hash is h.
+    template <class KeyOf>
+    uint32_t findOrAddHashed(std::u16string_view key, uint64_t h, uint32_t value, KeyOf keyOf) {
         if ((used_ + 1) * 4 > slots_.size() * 3) grow();
-        const uint64_t h = hashOf(key);
         const size_t mask = slots_.size() - 1;
         for (size_t i = size_t(h) & mask;; i = (i + 1) & mask) {
             Slot& slot = slots_[i];
@@ -45,6 +59,11 @@ public:
             }
             if (slot.hash == h && keyOf(slot.value) == key) return slot.value;
         }
+    }
+
+    // Asks for the slot a key whose hash is h is looked up from.
+    void prefetch(uint64_t h) const noexcept {
+        if (!slots_.empty()) __builtin_prefetch(&slots_[size_t(h) & (slots_.size() - 1)]);
     }
 
 private:
@@ -530,51 +549,86 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
         std::vector<PoolKey> titleKeys;  // per title slot
         std::vector<TitleSlot> titleSlots;
         std::vector<std::vector<uint32_t>> waitingLists;
-        std::u16string doi;
-        std::u16string title;
+        // The keys of a batch of publications are made first and the
+        // table slots of all of them asked for at once, so that with many
+        // thousands of works their lookups wait for memory together.
+        // The pools take every distinct key: room for all of them at most
+        // (a key is no longer than its text, a title's year and tab aside)
+        // is reserved at once instead of being doubled into, page by page.
+        size_t doiUnits = 0;
+        size_t titleUnits = 0;
         for (uint32_t i = 0; i < count; ++i) {
-            const VroPublication& p = *pool[i];
-            if (!doiKey(p.DOI.data(), p.DOI.length(), doi)) return kErrNoMemory;
-            const bool hasDoi = !doi.empty();
-            if (hasDoi) {
-                const uint32_t first = byDoi.findOrAdd(doi, i, [&](uint32_t j) {
-                    return std::u16string_view(doiPool).substr(doiKeys[j].start, doiKeys[j].length);
+            doiUnits += pool[i]->DOI.length();
+            titleUnits += pool[i]->Title.length() + 12;
+        }
+        doiPool.reserve(doiUnits);
+        titlePool.reserve(titleUnits);
+        constexpr uint32_t kBatch = 16;
+        std::u16string dois[kBatch];
+        std::u16string titles[kBatch];
+        uint64_t doiHashes[kBatch];
+        uint64_t titleHashes[kBatch];
+        for (uint32_t batch = 0; batch < count; batch += kBatch) {
+            const uint32_t end = std::min(count, batch + kBatch);
+            for (uint32_t i = batch; i < end; ++i) {
+                const VroPublication& p = *pool[i];
+                std::u16string& doi = dois[i - batch];
+                std::u16string& title = titles[i - batch];
+                if (!doiKey(p.DOI.data(), p.DOI.length(), doi)) return kErrNoMemory;
+                if (!doi.empty()) {
+                    doiHashes[i - batch] = hashOf(doi);
+                    byDoi.prefetch(doiHashes[i - batch]);
+                }
+                title.clear();
+                if (p.Year < 1) continue;
+                if (!titleKey(p.Title.data(), p.Title.length(), title)) return kErrNoMemory;
+                if (title.empty()) continue;
+                title += u'\t';
+                title += yearKey(p.Year);
+                titleHashes[i - batch] = hashOf(title);
+                byTitle.prefetch(titleHashes[i - batch]);
+            }
+            for (uint32_t i = batch; i < end; ++i) {
+                const VroPublication& p = *pool[i];
+                const std::u16string& doi = dois[i - batch];
+                const std::u16string& title = titles[i - batch];
+                const bool hasDoi = !doi.empty();
+                if (hasDoi) {
+                    const uint32_t first = byDoi.findOrAddHashed(doi, doiHashes[i - batch], i, [&](uint32_t j) {
+                        return std::u16string_view(doiPool).substr(doiKeys[j].start, doiKeys[j].length);
+                    });
+                    if (first != i) {
+                        links.join(first, i);
+                    } else {
+                        doiKeys[i] = {doiPool.size(), doi.size()};
+                        doiPool += doi;
+                    }
+                }
+                if (p.Year < 1 || title.empty()) continue;
+                const uint32_t fresh = uint32_t(titleSlots.size());
+                const uint32_t at = byTitle.findOrAddHashed(title, titleHashes[i - batch], fresh, [&](uint32_t j) {
+                    return std::u16string_view(titlePool).substr(titleKeys[j].start, titleKeys[j].length);
                 });
-                if (first != i) {
-                    links.join(first, i);
+                if (at == fresh) {
+                    titleKeys.push_back({titlePool.size(), title.size()});
+                    titlePool += title;
+                    titleSlots.push_back({kNone, kNone});
+                }
+                TitleSlot& slot = titleSlots[at];
+                if (slot.firstWithoutDoi != kNone) {
+                    links.join(slot.firstWithoutDoi, i);
+                } else if (hasDoi) {
+                    if (slot.waiting == kNone) {
+                        slot.waiting = uint32_t(waitingLists.size());
+                        waitingLists.emplace_back();
+                    }
+                    waitingLists[slot.waiting].push_back(i);
                 } else {
-                    doiKeys[i] = {doiPool.size(), doi.size()};
-                    doiPool += doi;
-                }
-            }
-            if (p.Year < 1) continue;
-            if (!titleKey(p.Title.data(), p.Title.length(), title)) return kErrNoMemory;
-            if (title.empty()) continue;
-            title += u'\t';
-            title += yearKey(p.Year);
-            const uint32_t fresh = uint32_t(titleSlots.size());
-            const uint32_t at = byTitle.findOrAdd(title, fresh, [&](uint32_t j) {
-                return std::u16string_view(titlePool).substr(titleKeys[j].start, titleKeys[j].length);
-            });
-            if (at == fresh) {
-                titleKeys.push_back({titlePool.size(), title.size()});
-                titlePool += title;
-                titleSlots.push_back({kNone, kNone});
-            }
-            TitleSlot& slot = titleSlots[at];
-            if (slot.firstWithoutDoi != kNone) {
-                links.join(slot.firstWithoutDoi, i);
-            } else if (hasDoi) {
-                if (slot.waiting == kNone) {
-                    slot.waiting = uint32_t(waitingLists.size());
-                    waitingLists.emplace_back();
-                }
-                waitingLists[slot.waiting].push_back(i);
-            } else {
-                slot.firstWithoutDoi = i;
-                if (slot.waiting != kNone) {
-                    for (const uint32_t j : waitingLists[slot.waiting]) links.join(j, i);
-                    std::vector<uint32_t>().swap(waitingLists[slot.waiting]);
+                    slot.firstWithoutDoi = i;
+                    if (slot.waiting != kNone) {
+                        for (const uint32_t j : waitingLists[slot.waiting]) links.join(j, i);
+                        std::vector<uint32_t>().swap(waitingLists[slot.waiting]);
+                    }
                 }
             }
         }

@@ -181,6 +181,10 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
     std::u16string label;
     std::string formats;
     std::vector<std::string> formatNames;
+    size_t listed = 0;
+    for (const MergedExport& e : exports) listed += e.list != nullptr ? e.list->count() : 0;
+    pool.reserve(listed);
+    exportOf.reserve(listed);
     for (uint32_t e = 0; e < exports.size(); ++e) {
         VroPublicationList* list = exports[e].list;
         if (list == nullptr) continue;
