@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstring>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <string_view>
 
@@ -301,7 +302,37 @@ struct GroupBuilder {
         uint32_t group;
         uint32_t member;
     };
-    std::vector<Occurrence> seen;
+    // Every (group, publication) met, in blocks: hundreds of thousands of
+    // them would otherwise be copied each time one array doubled.
+    // Blocks grow from small (a small export's groups stay small) to a
+    // size at which each costs little.
+    struct Seen {
+        static constexpr uint32_t kFirstBlock = 1u << 10;
+        static constexpr uint32_t kLargestBlock = 1u << 16;
+        std::vector<std::unique_ptr<Occurrence[]>> blocks;
+        uint32_t lastSize = 0;  // room of the last block
+        uint32_t lastFill = 0;  // occurrences in the last block
+        static uint32_t sizeOf(size_t block) noexcept {
+            return block < 6 ? kFirstBlock << block : kLargestBlock;
+        }
+        void push(const Occurrence& o) {
+            if (lastFill == lastSize) {
+                const uint32_t size = sizeOf(blocks.size());
+                blocks.emplace_back(new Occurrence[size]);
+                lastSize = size;
+                lastFill = 0;
+            }
+            blocks.back()[lastFill++] = o;
+        }
+        template <class Visit>
+        void forEach(Visit visit) const {
+            for (size_t b = 0; b < blocks.size(); ++b) {
+                const uint32_t n = b + 1 == blocks.size() ? lastFill : sizeOf(b);
+                for (uint32_t i = 0; i < n; ++i) visit(blocks[b][i]);
+            }
+        }
+    };
+    Seen seen;
     // Spellings that differ from their group's first, in the order met.
     struct OtherSpelling {
         uint32_t group;
@@ -361,7 +392,7 @@ struct GroupBuilder {
         Slot& slot = slots[i];
         if (slot.lastMember == member + 1) return;
         slot.lastMember = member + 1;
-        seen.push_back({slot.group, member});
+        seen.push({slot.group, member});
         if (hasFirstSpelling(slot, spelling)) return;
         if (otherPool.size() + spelling.size() > 0xFFFFFFFFu) throw std::bad_alloc();
         others.push_back({slot.group, uint32_t(otherPool.size()), uint32_t(spelling.size())});
@@ -376,13 +407,13 @@ struct GroupBuilder {
         groups.clear();
         groups.resize(count);
         std::vector<uint32_t> filled(count, 0);
-        for (const Occurrence& o : seen) ++filled[o.group];
+        seen.forEach([&](const Occurrence& o) { ++filled[o.group]; });
         for (uint32_t g = 0; g < count; ++g) {
             groups[g].members.resize(filled[g]);
             filled[g] = 0;
         }
-        for (const Occurrence& o : seen) groups[o.group].members[filled[o.group]++] = o.member;
-        std::vector<Occurrence>().swap(seen);
+        seen.forEach([&](const Occurrence& o) { groups[o.group].members[filled[o.group]++] = o.member; });
+        seen = Seen();
         // Each group's key and first spelling, with how often the first was met.
         const std::u16string_view pool(arena);
         for (const Slot& slot : slots) {

@@ -81,8 +81,16 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
         if (group.members.size() < run.minPapers) continue;
         // A group's publications lie anywhere among the export's: the next
         // group's are asked for while this one is calculated.
-        if (numbers != nullptr && g + 1 < groups.size())
-            for (const uint32_t m : groups[g + 1].members) __builtin_prefetch(&numbers[m]);
+        if (g + 1 < groups.size()) {
+            for (const uint32_t m : groups[g + 1].members) {
+                if (numbers != nullptr) {
+                    __builtin_prefetch(&numbers[m]);
+                } else {
+                    __builtin_prefetch(&pubs[m]->Rank);
+                    __builtin_prefetch(&pubs[m]->status);
+                }
+            }
+        }
         if (numbers != nullptr) {
             rc = calculateOverNumbers(numbers, group.members.data(), uint32_t(group.members.size()), run.now,
                                       calculation, metrics);
@@ -243,6 +251,7 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
             if (e.groups != nullptr) parts.back().swap(*e.groups);
             workOfMember.emplace_back();
             std::vector<uint32_t>& map = workOfMember.back();
+            map.reserve(e.grouped);
             for (uint32_t i = 0; i < e.list->count(); ++i) {
                 const VroPublication* pub = e.list->at(i);
                 if (pub == nullptr || pub->Use < 1) continue;
