@@ -778,7 +778,12 @@ ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool
     }
     MetricsCalcOptions calculation{};
     calculation.maxAuthors = kMaxAuthors;
-    computeMetrics(list, &metrics, &calculation, now);
+    // A list of numbers only is made to be calculated over and read no
+    // further than its Use and Cites: nothing needs the calculation's order.
+    if (titles)
+        computeMetrics(list, &metrics, &calculation, now);
+    else
+        computeMetricsOnly(list, &metrics, &calculation, now);
     return kResultOk;
 }
 
@@ -798,7 +803,7 @@ ResultCode calculateOverNumbers(const VroPublicationNumbers* numbers, const uint
     }
     MetricsCalcOptions calculation{};
     calculation.maxAuthors = kMaxAuthors;
-    computeMetrics(list, &metrics, &calculation, now);
+    computeMetricsOnly(list, &metrics, &calculation, now);
     return kResultOk;
 }
 
