@@ -1,7 +1,9 @@
 #include "collate/collation.h"
 
 #include <algorithm>
+#include <cstring>
 #include <iterator>
+#include <memory>
 #include <new>
 #include <string_view>
 
@@ -13,9 +15,18 @@
 namespace {
 
 uint64_t hashOf(std::u16string_view key) noexcept {
-    uint64_t h = 1469598103934665603ull;
-    for (const char16_t c : key) {
-        h ^= c;
+    // Four units at a time: titles run to a hundred units, and one multiply
+    // per unit made hashing a noticeable part of finding the works.
+    uint64_t h = 1469598103934665603ull ^ key.size();
+    size_t i = 0;
+    for (; i + 4 <= key.size(); i += 4) {
+        uint64_t units;
+        std::memcpy(&units, key.data() + i, sizeof units);
+        h = (h ^ units) * 0x9e3779b97f4a7c15ull;
+        h ^= h >> 32;
+    }
+    for (; i < key.size(); ++i) {
+        h ^= key[i];
         h *= 1099511628211ull;
     }
     // Keys often differ in their last digits only: the bits are mixed so
@@ -33,8 +44,12 @@ public:
     // returned. keyOf(number) gives the key of a stored number.
     template <class KeyOf>
     uint32_t findOrAdd(std::u16string_view key, uint32_t value, KeyOf keyOf) {
+        return findOrAddHashed(key, hashOf(key), value, keyOf);
+    }
+    // findOrAdd of a key whose hash is h.
+    template <class KeyOf>
+    uint32_t findOrAddHashed(std::u16string_view key, uint64_t h, uint32_t value, KeyOf keyOf) {
         if ((used_ + 1) * 4 > slots_.size() * 3) grow();
-        const uint64_t h = hashOf(key);
         const size_t mask = slots_.size() - 1;
         for (size_t i = size_t(h) & mask;; i = (i + 1) & mask) {
             Slot& slot = slots_[i];
@@ -45,6 +60,11 @@ public:
             }
             if (slot.hash == h && keyOf(slot.value) == key) return slot.value;
         }
+    }
+
+    // Asks for the slot a key whose hash is h is looked up from.
+    void prefetch(uint64_t h) const noexcept {
+        if (!slots_.empty()) __builtin_prefetch(&slots_[size_t(h) & (slots_.size() - 1)]);
     }
 
 private:
@@ -232,16 +252,49 @@ std::u16string_view textOf(const XpString16& text) { return {text.data() ? text.
 // group's first is copied apart, so that the texts it comes from may go
 // once their publication has been noted.
 struct GroupBuilder {
-    struct Slot {
+    //
+    // A slot fills one cache line and, when both are short and ASCII (as
+    // author identifiers and most names are), holds a copy of its key and
+    // first spelling as bytes: with thousands of groups, while the import
+    // streams the export through the caches, looking a key up then waits
+    // for one line of memory instead of two.
+    static constexpr uint32_t kInlineUnits = 35;
+    struct alignas(64) Slot {
         uint64_t hash;
         uint32_t group;       // kFree: unused
         uint32_t lastMember;  // the last publication noted, plus 1
         uint32_t keyStart;    // into arena; the first spelling follows the key
         uint32_t keyLength;
         uint32_t spellingLength;
-        uint32_t spare;
+        uint8_t inlined;                // 1: text holds the key, then the first spelling
+        uint8_t text[kInlineUnits];
     };
+    static_assert(sizeof(Slot) == 64, "a slot is one cache line");
     static constexpr uint32_t kFree = 0xFFFFFFFFu;
+
+    static bool isShortAscii(std::u16string_view key, std::u16string_view spelling) noexcept {
+        if (key.size() + spelling.size() > kInlineUnits) return false;
+        for (const char16_t c : key)
+            if (c >= 0x80) return false;
+        for (const char16_t c : spelling)
+            if (c >= 0x80) return false;
+        return true;
+    }
+    static bool sameUnits(const uint8_t* bytes, std::u16string_view text) noexcept {
+        for (size_t i = 0; i < text.size(); ++i)
+            if (bytes[i] != text[i]) return false;
+        return true;
+    }
+    bool hasKey(const Slot& slot, std::u16string_view key) const noexcept {
+        if (slot.keyLength != key.size()) return false;
+        if (slot.inlined) return sameUnits(slot.text, key);
+        return std::u16string_view(arena).substr(slot.keyStart, slot.keyLength) == key;
+    }
+    bool hasFirstSpelling(const Slot& slot, std::u16string_view spelling) const noexcept {
+        if (slot.spellingLength != spelling.size()) return false;
+        if (slot.inlined) return sameUnits(slot.text + slot.keyLength, spelling);
+        return std::u16string_view(arena).substr(slot.keyStart + slot.keyLength, slot.spellingLength) == spelling;
+    }
     std::vector<Slot> slots;
     uint32_t groupCount = 0;
     std::u16string arena;
@@ -249,7 +302,37 @@ struct GroupBuilder {
         uint32_t group;
         uint32_t member;
     };
-    std::vector<Occurrence> seen;
+    // Every (group, publication) met, in blocks: hundreds of thousands of
+    // them would otherwise be copied each time one array doubled.
+    // Blocks grow from small (a small export's groups stay small) to a
+    // size at which each costs little.
+    struct Seen {
+        static constexpr uint32_t kFirstBlock = 1u << 10;
+        static constexpr uint32_t kLargestBlock = 1u << 16;
+        std::vector<std::unique_ptr<Occurrence[]>> blocks;
+        uint32_t lastSize = 0;  // room of the last block
+        uint32_t lastFill = 0;  // occurrences in the last block
+        static uint32_t sizeOf(size_t block) noexcept {
+            return block < 6 ? kFirstBlock << block : kLargestBlock;
+        }
+        void push(const Occurrence& o) {
+            if (lastFill == lastSize) {
+                const uint32_t size = sizeOf(blocks.size());
+                blocks.emplace_back(new Occurrence[size]);
+                lastSize = size;
+                lastFill = 0;
+            }
+            blocks.back()[lastFill++] = o;
+        }
+        template <class Visit>
+        void forEach(Visit visit) const {
+            for (size_t b = 0; b < blocks.size(); ++b) {
+                const uint32_t n = b + 1 == blocks.size() ? lastFill : sizeOf(b);
+                for (uint32_t i = 0; i < n; ++i) visit(blocks[b][i]);
+            }
+        }
+    };
+    Seen seen;
     // Spellings that differ from their group's first, in the order met.
     struct OtherSpelling {
         uint32_t group;
@@ -261,7 +344,7 @@ struct GroupBuilder {
     std::vector<VroGroup> groups;
 
     void grow() {
-        std::vector<Slot> old(slots.empty() ? 64 : slots.size() * 2, Slot{0, kFree, 0, 0, 0, 0, 0});
+        std::vector<Slot> old(slots.empty() ? 64 : slots.size() * 2, Slot{0, kFree, 0, 0, 0, 0, 0, {}});
         old.swap(slots);
         const size_t mask = slots.size() - 1;
         for (const Slot& slot : old) {
@@ -283,17 +366,6 @@ struct GroupBuilder {
         addHashed(key, hashOf(key), spelling, member);
     }
 
-    // Asks for the memory the keys of hashes will be compared in, so that
-    // the authors of one publication wait for it together.
-    void prefetch(const uint64_t* hashes, uint32_t count) const {
-        const size_t mask = slots.size() - 1;
-        for (uint32_t k = 0; k < count; ++k) __builtin_prefetch(&slots[size_t(hashes[k]) & mask]);
-        for (uint32_t k = 0; k < count; ++k) {
-            const Slot& slot = slots[size_t(hashes[k]) & mask];
-            if (slot.group != kFree && slot.hash == hashes[k]) __builtin_prefetch(arena.data() + slot.keyStart);
-        }
-    }
-
     // add() of a key whose hash is h, with room for it reserved.
     void addHashed(std::u16string_view key, uint64_t h, std::u16string_view spelling, uint32_t member) {
         if (spelling.data() == nullptr) spelling = key;
@@ -305,19 +377,23 @@ struct GroupBuilder {
                 if (groupCount == kFree - 1 || arena.size() + key.size() + spelling.size() > 0xFFFFFFFFu)
                     throw std::bad_alloc();
                 slot = {h, groupCount++, 0, uint32_t(arena.size()), uint32_t(key.size()),
-                        uint32_t(spelling.size()), 0};
+                        uint32_t(spelling.size()), 0, {}};
+                if (isShortAscii(key, spelling)) {
+                    slot.inlined = 1;
+                    std::copy(key.begin(), key.end(), slot.text);
+                    std::copy(spelling.begin(), spelling.end(), slot.text + key.size());
+                }
                 arena.append(key);
                 arena.append(spelling);
                 break;
             }
-            if (slot.hash == h && std::u16string_view(arena).substr(slot.keyStart, slot.keyLength) == key) break;
+            if (slot.hash == h && hasKey(slot, key)) break;
         }
         Slot& slot = slots[i];
         if (slot.lastMember == member + 1) return;
         slot.lastMember = member + 1;
-        seen.push_back({slot.group, member});
-        if (std::u16string_view(arena).substr(slot.keyStart + slot.keyLength, slot.spellingLength) == spelling)
-            return;
+        seen.push({slot.group, member});
+        if (hasFirstSpelling(slot, spelling)) return;
         if (otherPool.size() + spelling.size() > 0xFFFFFFFFu) throw std::bad_alloc();
         others.push_back({slot.group, uint32_t(otherPool.size()), uint32_t(spelling.size())});
         otherPool.append(spelling);
@@ -326,17 +402,18 @@ struct GroupBuilder {
     // The groups in the order first met, their members in publication order
     // and their commonest spelling.
     void finish() {
+        while (queued > 0) noteOldest();
         const uint32_t count = groupCount;
         groups.clear();
         groups.resize(count);
         std::vector<uint32_t> filled(count, 0);
-        for (const Occurrence& o : seen) ++filled[o.group];
+        seen.forEach([&](const Occurrence& o) { ++filled[o.group]; });
         for (uint32_t g = 0; g < count; ++g) {
             groups[g].members.resize(filled[g]);
             filled[g] = 0;
         }
-        for (const Occurrence& o : seen) groups[o.group].members[filled[o.group]++] = o.member;
-        std::vector<Occurrence>().swap(seen);
+        seen.forEach([&](const Occurrence& o) { groups[o.group].members[filled[o.group]++] = o.member; });
+        seen = Seen();
         // Each group's key and first spelling, with how often the first was met.
         const std::u16string_view pool(arena);
         for (const Slot& slot : slots) {
@@ -371,37 +448,14 @@ struct GroupBuilder {
         }
     }
 
-    // Notes one publication under every key it has.
+    // Notes one publication under every key it has. Authors wait for the
+    // next publications before they are noted (see Waiting); finish() notes
+    // those still waiting.
     void note(const VroPublication& p, uint32_t member, VroGroupKind kind, std::u16string& key) {
         switch (kind) {
-            case VroGroupKind::author: {
-                // Every author's key first, then their slots asked for at
-                // once, then each noted.
-                authors.read(p);
-                const uint32_t listed = std::min(p.authorList != nullptr ? p.authorCount : 0, kMaxAuthors);
-                names.clear();
-                uint32_t count = 0;
-                for (uint32_t a = 0; a < listed; ++a) {
-                    const AuthorKeys::Found k = authors.key(a, names);
-                    if (k.length == 0) continue;
-                    found[count] = k;
-                    place[count++] = a;
-                }
-                if (count == 0) {
-                    add(std::u16string_view(), std::u16string_view(), member);
-                    break;
-                }
-                reserveFor(count);
-                for (uint32_t k = 0; k < count; ++k) {
-                    const AuthorKeys::Found& f = found[k];
-                    keys[k] = {f.text == AuthorKeys::kInNames ? names.data() + f.start : f.text, f.length};
-                    hashes[k] = hashOf(keys[k]);
-                }
-                prefetch(hashes, count);
-                for (uint32_t k = 0; k < count; ++k)
-                    addHashed(keys[k], hashes[k], p.authorList[place[k]].name, member);
+            case VroGroupKind::author:
+                queueAuthors(p, member);
                 break;
-            }
             case VroGroupKind::source:
                 if (!sourceKey(p.Source.data(), p.Source.length(), key)) throw std::bad_alloc();
                 add(key, key.empty() ? std::u16string_view(u"") : textOf(p.Source), member);
@@ -413,12 +467,91 @@ struct GroupBuilder {
         }
     }
 
+    // The authors of one publication, waiting to be noted: their keys and
+    // spellings copied, since the publication's texts go once it has been
+    // seen. Memory asked for right before it is read arrives too late to
+    // help, so the lookups are spread over the publications that follow:
+    // a publication's slots are asked for as its keys are made, the arena
+    // text of those slots that keep none of their own while the next one
+    // is read, and it is noted one publication later still, with both at
+    // hand.
+    struct Waiting {
+        uint32_t member = 0;
+        uint32_t count = 0;  // 0: the publication has no author key
+        std::u16string text;
+        uint32_t keyStart[kMaxAuthors];
+        uint32_t keyLength[kMaxAuthors];
+        uint32_t spellingLength[kMaxAuthors];  // the spelling follows its key
+        uint64_t hashes[kMaxAuthors];
+        std::u16string_view key(uint32_t k) const { return std::u16string_view(text).substr(keyStart[k], keyLength[k]); }
+        std::u16string_view spelling(uint32_t k) const {
+            return std::u16string_view(text).substr(keyStart[k] + keyLength[k], spellingLength[k]);
+        }
+    };
+    static constexpr uint32_t kStages = 3;
+    Waiting waiting[kStages];
+    uint32_t oldest = 0;  // into waiting
+    uint32_t queued = 0;  // publications waiting
+
+    void queueAuthors(const VroPublication& p, uint32_t member) {
+        Waiting& w = waiting[(oldest + queued) % kStages];
+        authors.read(p);
+        const uint32_t listed = std::min(p.authorList != nullptr ? p.authorCount : 0, kMaxAuthors);
+        names.clear();
+        w.member = member;
+        w.count = 0;
+        w.text.clear();
+        for (uint32_t a = 0; a < listed; ++a) {
+            const AuthorKeys::Found k = authors.key(a, names);
+            if (k.length == 0) continue;
+            const std::u16string_view keyText(k.text == AuthorKeys::kInNames ? names.data() + k.start : k.text,
+                                              k.length);
+            const std::u16string_view spelling(p.authorList[a].name);
+            const uint32_t c = w.count++;
+            w.keyStart[c] = uint32_t(w.text.size());
+            w.keyLength[c] = k.length;
+            w.spellingLength[c] = uint32_t(spelling.size());
+            w.text.append(keyText);
+            w.text.append(spelling);
+            w.hashes[c] = hashOf(keyText);
+        }
+        if (!slots.empty()) {
+            const size_t mask = slots.size() - 1;
+            for (uint32_t k = 0; k < w.count; ++k) __builtin_prefetch(&slots[size_t(w.hashes[k]) & mask]);
+        }
+        if (++queued == kStages) noteOldest();
+        if (queued > 1) prefetchArena(waiting[(oldest + queued - 2) % kStages]);  // the publication before p
+    }
+
+    // Asks for the arena text of w's slots that keep none of their own.
+    void prefetchArena(const Waiting& w) const {
+        if (slots.empty()) return;
+        const size_t mask = slots.size() - 1;
+        for (uint32_t k = 0; k < w.count; ++k) {
+            for (size_t i = size_t(w.hashes[k]) & mask;; i = (i + 1) & mask) {
+                const Slot& slot = slots[i];
+                if (slot.group == kFree) break;
+                if (slot.hash != w.hashes[k]) continue;
+                if (!slot.inlined) __builtin_prefetch(arena.data() + slot.keyStart);
+                break;
+            }
+        }
+    }
+
+    void noteOldest() {
+        const Waiting& w = waiting[oldest];
+        oldest = (oldest + 1) % kStages;
+        --queued;
+        if (w.count == 0) {
+            add(std::u16string_view(), std::u16string_view(), w.member);
+            return;
+        }
+        reserveFor(w.count);
+        for (uint32_t k = 0; k < w.count; ++k) addHashed(w.key(k), w.hashes[k], w.spelling(k), w.member);
+    }
+
     AuthorKeys authors;
     std::u16string names;  // the name keys of one publication's authors
-    AuthorKeys::Found found[kMaxAuthors];
-    uint32_t place[kMaxAuthors];
-    std::u16string_view keys[kMaxAuthors];
-    uint64_t hashes[kMaxAuthors];
 };
 
 }  // namespace
@@ -447,51 +580,86 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
         std::vector<PoolKey> titleKeys;  // per title slot
         std::vector<TitleSlot> titleSlots;
         std::vector<std::vector<uint32_t>> waitingLists;
-        std::u16string doi;
-        std::u16string title;
+        // The keys of a batch of publications are made first and the
+        // table slots of all of them asked for at once, so that with many
+        // thousands of works their lookups wait for memory together.
+        // The pools take every distinct key: room for all of them at most
+        // (a key is no longer than its text, a title's year and tab aside)
+        // is reserved at once instead of being doubled into, page by page.
+        size_t doiUnits = 0;
+        size_t titleUnits = 0;
         for (uint32_t i = 0; i < count; ++i) {
-            const VroPublication& p = *pool[i];
-            if (!doiKey(p.DOI.data(), p.DOI.length(), doi)) return kErrNoMemory;
-            const bool hasDoi = !doi.empty();
-            if (hasDoi) {
-                const uint32_t first = byDoi.findOrAdd(doi, i, [&](uint32_t j) {
-                    return std::u16string_view(doiPool).substr(doiKeys[j].start, doiKeys[j].length);
+            doiUnits += pool[i]->DOI.length();
+            titleUnits += pool[i]->Title.length() + 12;
+        }
+        doiPool.reserve(doiUnits);
+        titlePool.reserve(titleUnits);
+        constexpr uint32_t kBatch = 16;
+        std::u16string dois[kBatch];
+        std::u16string titles[kBatch];
+        uint64_t doiHashes[kBatch];
+        uint64_t titleHashes[kBatch];
+        for (uint32_t batch = 0; batch < count; batch += kBatch) {
+            const uint32_t end = std::min(count, batch + kBatch);
+            for (uint32_t i = batch; i < end; ++i) {
+                const VroPublication& p = *pool[i];
+                std::u16string& doi = dois[i - batch];
+                std::u16string& title = titles[i - batch];
+                if (!doiKey(p.DOI.data(), p.DOI.length(), doi)) return kErrNoMemory;
+                if (!doi.empty()) {
+                    doiHashes[i - batch] = hashOf(doi);
+                    byDoi.prefetch(doiHashes[i - batch]);
+                }
+                title.clear();
+                if (p.Year < 1) continue;
+                if (!titleKey(p.Title.data(), p.Title.length(), title)) return kErrNoMemory;
+                if (title.empty()) continue;
+                title += u'\t';
+                title += yearKey(p.Year);
+                titleHashes[i - batch] = hashOf(title);
+                byTitle.prefetch(titleHashes[i - batch]);
+            }
+            for (uint32_t i = batch; i < end; ++i) {
+                const VroPublication& p = *pool[i];
+                const std::u16string& doi = dois[i - batch];
+                const std::u16string& title = titles[i - batch];
+                const bool hasDoi = !doi.empty();
+                if (hasDoi) {
+                    const uint32_t first = byDoi.findOrAddHashed(doi, doiHashes[i - batch], i, [&](uint32_t j) {
+                        return std::u16string_view(doiPool).substr(doiKeys[j].start, doiKeys[j].length);
+                    });
+                    if (first != i) {
+                        links.join(first, i);
+                    } else {
+                        doiKeys[i] = {doiPool.size(), doi.size()};
+                        doiPool += doi;
+                    }
+                }
+                if (p.Year < 1 || title.empty()) continue;
+                const uint32_t fresh = uint32_t(titleSlots.size());
+                const uint32_t at = byTitle.findOrAddHashed(title, titleHashes[i - batch], fresh, [&](uint32_t j) {
+                    return std::u16string_view(titlePool).substr(titleKeys[j].start, titleKeys[j].length);
                 });
-                if (first != i) {
-                    links.join(first, i);
+                if (at == fresh) {
+                    titleKeys.push_back({titlePool.size(), title.size()});
+                    titlePool += title;
+                    titleSlots.push_back({kNone, kNone});
+                }
+                TitleSlot& slot = titleSlots[at];
+                if (slot.firstWithoutDoi != kNone) {
+                    links.join(slot.firstWithoutDoi, i);
+                } else if (hasDoi) {
+                    if (slot.waiting == kNone) {
+                        slot.waiting = uint32_t(waitingLists.size());
+                        waitingLists.emplace_back();
+                    }
+                    waitingLists[slot.waiting].push_back(i);
                 } else {
-                    doiKeys[i] = {doiPool.size(), doi.size()};
-                    doiPool += doi;
-                }
-            }
-            if (p.Year < 1) continue;
-            if (!titleKey(p.Title.data(), p.Title.length(), title)) return kErrNoMemory;
-            if (title.empty()) continue;
-            title += u'\t';
-            title += yearKey(p.Year);
-            const uint32_t fresh = uint32_t(titleSlots.size());
-            const uint32_t at = byTitle.findOrAdd(title, fresh, [&](uint32_t j) {
-                return std::u16string_view(titlePool).substr(titleKeys[j].start, titleKeys[j].length);
-            });
-            if (at == fresh) {
-                titleKeys.push_back({titlePool.size(), title.size()});
-                titlePool += title;
-                titleSlots.push_back({kNone, kNone});
-            }
-            TitleSlot& slot = titleSlots[at];
-            if (slot.firstWithoutDoi != kNone) {
-                links.join(slot.firstWithoutDoi, i);
-            } else if (hasDoi) {
-                if (slot.waiting == kNone) {
-                    slot.waiting = uint32_t(waitingLists.size());
-                    waitingLists.emplace_back();
-                }
-                waitingLists[slot.waiting].push_back(i);
-            } else {
-                slot.firstWithoutDoi = i;
-                if (slot.waiting != kNone) {
-                    for (const uint32_t j : waitingLists[slot.waiting]) links.join(j, i);
-                    std::vector<uint32_t>().swap(waitingLists[slot.waiting]);
+                    slot.firstWithoutDoi = i;
+                    if (slot.waiting != kNone) {
+                        for (const uint32_t j : waitingLists[slot.waiting]) links.join(j, i);
+                        std::vector<uint32_t>().swap(waitingLists[slot.waiting]);
+                    }
                 }
             }
         }
@@ -610,7 +778,12 @@ ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool
     }
     MetricsCalcOptions calculation{};
     calculation.maxAuthors = kMaxAuthors;
-    computeMetrics(list, &metrics, &calculation, now);
+    // A list of numbers only is made to be calculated over and read no
+    // further than its Use and Cites: nothing needs the calculation's order.
+    if (titles)
+        computeMetrics(list, &metrics, &calculation, now);
+    else
+        computeMetricsOnly(list, &metrics, &calculation, now);
     return kResultOk;
 }
 
@@ -630,7 +803,7 @@ ResultCode calculateOverNumbers(const VroPublicationNumbers* numbers, const uint
     }
     MetricsCalcOptions calculation{};
     calculation.maxAuthors = kMaxAuthors;
-    computeMetrics(list, &metrics, &calculation, now);
+    computeMetricsOnly(list, &metrics, &calculation, now);
     return kResultOk;
 }
 

@@ -24,10 +24,11 @@
 // - calculateOver: the metrics of exactly the given publications, as
 //   computeMetrics gives them over a list of copies (Rank, Year, Use, author
 //   count, counts, the count-given status, and the title when titles is
-//   set); the list holds the copies afterwards, in the calculation's order.
-//   Without titles the list keeps numbers only, and a list passed again is
-//   reused without a new allocation; a list once used without titles
-//   serves without titles only.
+//   set); the list holds the copies afterwards, with titles in the
+//   calculation's order and with its derived fields, without titles as
+//   given. Without titles the list keeps numbers only, and a list passed
+//   again is reused without a new allocation; a list once used without
+//   titles serves without titles only.
 // Failures are kErrNoMemory; nothing throws.
 #pragma once
 

@@ -322,8 +322,11 @@ uint32_t rankIndex(const Entry* entries, uint32_t count, Reaches reaches) {
 
 }  // namespace
 
-void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
-                    int64_t now) noexcept {
+namespace {
+
+// writeBack: the derived fields and the final order go back into the list.
+void calculate(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options, int64_t now,
+               bool writeBack) noexcept {
     if (metrics == nullptr) return;
     // A list of numbers only has its import ended here.
     const bool numbersOnly = list.keepsNumbersOnly();
@@ -473,6 +476,7 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
         m.hIAnnual100 = mulDivRound(m.hINormalized, 100, years);
     }
 
+    if (!writeBack) return;
     for (uint32_t i = 0; i < count; ++i) work.entries[i].key = uint32_t(work.entries[i].rank);
     sortEntries(work.entries, count, work.scratch, KeyRising{});
 
@@ -487,4 +491,16 @@ void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const Metrics
         list.setOrder(work.ordered);
     }
     list.sortKey = kSortKeyRank;
+}
+
+}  // namespace
+
+void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
+                    int64_t now) noexcept {
+    calculate(list, metrics, options, now, true);
+}
+
+void computeMetricsOnly(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
+                        int64_t now) noexcept {
+    calculate(list, metrics, options, now, false);
 }

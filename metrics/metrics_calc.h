@@ -36,6 +36,11 @@ uint32_t roundToUnsigned(double value) noexcept;
 // written back at the end.
 void computeMetrics(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
                     int64_t now) noexcept;
+// computeMetrics without writing the derived fields and the order back:
+// the same metrics, the list's publications left as they were. For lists
+// made only to be calculated over, such as the many small ones of groups.
+void computeMetricsOnly(VroPublicationList& list, VroMetrics* metrics, const MetricsCalcOptions* options,
+                        int64_t now) noexcept;
 
 // Steps of the calculation that read no paper: the UTC year of now, and the
 // author statistics of step 8 (papersPerAuthor100, median and mode of authors

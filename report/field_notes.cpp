@@ -2,6 +2,7 @@
 #include "report/field_notes.h"
 
 #include <cstring>
+#include <functional>
 #include <iterator>
 
 #include "model/publication.h"
@@ -90,15 +91,48 @@ uint32_t suffixLength(const char* name) noexcept {
     return 0;
 }
 
+// The suffix and name lengths of the schema's rows, worked out once: a
+// report of many groups writes every row thousands of times.
+struct SchemaNameLengths {
+    uint8_t suffix[kMetricsSchemaRows];
+    uint8_t name[kMetricsSchemaRows];
+};
+
+const SchemaNameLengths& schemaNameLengths() noexcept {
+    static const SchemaNameLengths lengths = [] {
+        SchemaNameLengths l{};
+        for (uint32_t i = 0; i < kMetricsSchemaRows; ++i) {
+            l.suffix[i] = uint8_t(suffixLength(kMetricsSchema[i].snakeName));
+            l.name[i] = uint8_t(std::strlen(kMetricsSchema[i].snakeName));
+        }
+        return l;
+    }();
+    return lengths;
+}
+
+// The place of row in the schema, or kMetricsSchemaRows for another row.
+uint32_t schemaIndex(const VroMetricsSchemaRow& row) noexcept {
+    const std::less<const VroMetricsSchemaRow*> before;
+    if (before(&row, kMetricsSchema) || !before(&row, kMetricsSchema + kMetricsSchemaRows)) return kMetricsSchemaRows;
+    return uint32_t(&row - kMetricsSchema);
+}
+
+uint32_t suffixOf(const VroMetricsSchemaRow& row) noexcept {
+    const uint32_t i = schemaIndex(row);
+    return i < kMetricsSchemaRows ? schemaNameLengths().suffix[i] : suffixLength(row.snakeName);
+}
+
 }  // namespace
 
 uint32_t fieldDecimals(const VroMetricsSchemaRow& row) noexcept {
-    const uint32_t suffix = suffixLength(row.snakeName);
+    const uint32_t suffix = suffixOf(row);
     return suffix == 0 ? 0 : suffix - 2;  // "_10" one place, "_100" two, "_1000" three
 }
 
 uint32_t readableNameLength(const VroMetricsSchemaRow& row) noexcept {
-    return uint32_t(std::strlen(row.snakeName)) - suffixLength(row.snakeName);
+    const uint32_t i = schemaIndex(row);
+    const uint32_t name = i < kMetricsSchemaRows ? schemaNameLengths().name[i] : uint32_t(std::strlen(row.snakeName));
+    return name - suffixOf(row);
 }
 
 char* putDecimal(char* p, uint32_t value, uint32_t decimals) noexcept {

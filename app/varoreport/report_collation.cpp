@@ -74,9 +74,23 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     // calculated again.
     const bool keepMetrics = !run.format->readsPapers;
     std::vector<VroMetrics> kept;
+    ranked.reserve(groups.size());
+    if (keepMetrics) kept.reserve(groups.size());
     for (uint32_t g = 0; g < groups.size(); ++g) {
         const VroGroup& group = groups[g];
         if (group.members.size() < run.minPapers) continue;
+        // A group's publications lie anywhere among the export's: the next
+        // group's are asked for while this one is calculated.
+        if (g + 1 < groups.size()) {
+            for (const uint32_t m : groups[g + 1].members) {
+                if (numbers != nullptr) {
+                    __builtin_prefetch(&numbers[m]);
+                } else {
+                    __builtin_prefetch(&pubs[m]->Rank);
+                    __builtin_prefetch(&pubs[m]->status);
+                }
+            }
+        }
         if (numbers != nullptr) {
             rc = calculateOverNumbers(numbers, group.members.data(), uint32_t(group.members.size()), run.now,
                                       calculation, metrics);
@@ -108,6 +122,16 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     for (uint32_t pass = 0; pass < passes; ++pass) {
         const size_t shown = html && pass == 1 ? std::min<size_t>(ranked.size(), kChartedGroups) : ranked.size();
         for (size_t r = 0; r < shown; ++r) {
+            // Rows go in ranked order, which is not the order the groups and
+            // their metrics lie in: the rows ahead are asked for early.
+            if (r + 2 < shown) {
+                __builtin_prefetch(&groups[ranked[r + 2].group]);
+                if (keepMetrics) {
+                    const char* metricsAhead = reinterpret_cast<const char*>(&kept[ranked[r + 2].kept]);
+                    for (size_t b = 0; b < sizeof(VroMetrics); b += 64) __builtin_prefetch(metricsAhead + b);
+                }
+            }
+            if (r + 1 < shown) __builtin_prefetch(groups[ranked[r + 1].group].key.data());
             const VroGroup& group = groups[ranked[r].group];
             VroRowFrame frame = base;
             if (keepMetrics) {
@@ -165,6 +189,10 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
     std::u16string label;
     std::string formats;
     std::vector<std::string> formatNames;
+    size_t listed = 0;
+    for (const MergedExport& e : exports) listed += e.list != nullptr ? e.list->count() : 0;
+    pool.reserve(listed);
+    exportOf.reserve(listed);
     for (uint32_t e = 0; e < exports.size(); ++e) {
         VroPublicationList* list = exports[e].list;
         if (list == nullptr) continue;
@@ -223,6 +251,7 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
             if (e.groups != nullptr) parts.back().swap(*e.groups);
             workOfMember.emplace_back();
             std::vector<uint32_t>& map = workOfMember.back();
+            map.reserve(e.grouped);
             for (uint32_t i = 0; i < e.list->count(); ++i) {
                 const VroPublication* pub = e.list->at(i);
                 if (pub == nullptr || pub->Use < 1) continue;

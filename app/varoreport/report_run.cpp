@@ -138,7 +138,11 @@ struct GroupsAsRead {
 // reads, in file order; its groups are written at once, or with --merge the
 // list waits for the others (a failed export still gets its row now). Rows
 // that read the metrics only are calculated from a list of numbers only.
-void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
+// direct: the report itself, when this export's rows are the next it takes;
+// the groups of an export that imported without a word for err are written
+// straight into it, since thousands of group rows would otherwise be
+// gathered in memory only to be copied there.
+void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct) noexcept {
     std::unique_ptr<VroPublicationList> list(new (std::nothrow) VroPublicationList);
     ResultCode rc = list ? input.failure : kErrNoMemory;
     VroImportDetails details;
@@ -157,18 +161,22 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
     noteImport(rc, details, list.get(), input, slot);
 
     const VroRowFrame frame = runFrame(run);
-    XpHolder<XpTextWriter> writer;
+    XpHolder<XpTextWriter> memory;
+    XpTextWriter* writer = nullptr;
     ResultCode rowsCode = kResultOk;
     if (rc == kResultOk && run.merge) {
         slot.list = std::move(list);
         slot.grouped = groups.used;
         if (run.by != 0) rowsCode = groups.collector.finish(slot.groups);
+    } else if (direct != nullptr && rc == kResultOk && slot.noCountsHint == nullptr) {
+        writer = direct;
     } else {
-        rowsCode = openTextWriterOnMemory(&slot.rows, &writer);
+        rowsCode = openTextWriterOnMemory(&slot.rows, &memory);
+        writer = memory.get();
     }
-    if (writer) {
+    if (writer != nullptr) {
         if (rc != kResultOk) {
-            rowsCode = run.format->writeFailure(frame, slot.label.data(), slot.failureMessage(), writer.get());
+            rowsCode = run.format->writeFailure(frame, slot.label.data(), slot.failureMessage(), writer);
         } else {
             // The publications with a Use of 1 or more, as the groups number them.
             const uint32_t total = numbersOnly ? list->numbersCount() : list->count();
@@ -190,17 +198,21 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot) 
             if (rowsCode == kResultOk && count != groups.used) rowsCode = kErrNoMemory;
             if (rowsCode == kResultOk)
                 rowsCode = writeGroups(collatedRun(run), frame, slot.label.data(), slot.filterName.data(), used.get(),
-                                       usedNumbers.get(), count, found, writer.get());
+                                       usedNumbers.get(), count, found, writer);
         }
-        const ResultCode closed = writer->close();
-        if (rowsCode == kResultOk) rowsCode = closed;
+        if (memory) {
+            const ResultCode closed = memory->close();
+            if (rowsCode == kResultOk) rowsCode = closed;
+        }
     }
     slot.rowsCode = rowsCode;
 }
 
-void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot) noexcept {
+// direct: the report, when input's rows are the next it takes (see
+// reportCollated), else null.
+void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct = nullptr) noexcept {
     if (run.collates()) {
-        reportCollated(run, input, slot);
+        reportCollated(run, input, slot, direct);
         return;
     }
     VroPublicationList list;
@@ -349,7 +361,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
                 size_t index = 0;
                 if (shared.take(index)) {
                     guard.unlock();
-                    reportOne(run, inputs[index], slots[index]);
+                    reportOne(run, inputs[index], slots[index], index == i ? out.get() : nullptr);
                     progress.update(i);
                     guard.lock();
                     slots[index].done = true;
