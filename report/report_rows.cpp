@@ -135,6 +135,10 @@ uint32_t publicationsOf(const VroRowFrame& frame, const VroPublicationList& list
     return frame.publications != kPublicationsFromList ? frame.publications : list.count();
 }
 
+uint32_t i10Of(const VroRowFrame& frame, const VroPublicationList& list) noexcept {
+    return frame.i10 != kPublicationsFromList ? frame.i10 : countWithCitations(list, 10);
+}
+
 ResultCode csvInput(const VroRowFrame& frame, const char16_t* label, const char* formatName,
                     const VroPublicationList& list, const VroMetrics& m, const char*, XpTextWriter* out) noexcept {
     csvGroupColumns(frame, out);
@@ -150,7 +154,7 @@ ResultCode csvInput(const VroRowFrame& frame, const char16_t* label, const char*
         (void)putField(p, m, row, frame.storedValues);
     }
     *p++ = ',';
-    p = putUnsigned(p, countWithCitations(list, 10));
+    p = putUnsigned(p, i10Of(frame, list));
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
         *p++ = ',';
         p = putUnsigned(p, m.authorHistogram[b]);
@@ -205,7 +209,7 @@ ResultCode jsonInput(const VroRowFrame& frame, const char16_t* label, const char
         *p++ = ':';
         if (!putField(p, m, row, frame.storedValues)) p = putText(p, "null");
     }
-    p = putUnsigned(putText(p, ",\"i10\":"), countWithCitations(list, 10));
+    p = putUnsigned(putText(p, ",\"i10\":"), i10Of(frame, list));
     p = putText(p, ",\"authors\":[");
     for (uint32_t b = 0; b < kAuthorHistogramSize; ++b) {
         if (b != 0) *p++ = ',';

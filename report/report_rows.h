@@ -67,8 +67,10 @@ struct VroRowFrame {
     uint32_t publicationsRead = 0;
     uint32_t duplicatesMerged = 0;
     // csv and json of a group whose metrics were kept rather than its
-    // publications: how many it has (the list given is then not read).
+    // publications: how many it has, and how many of them have 10 citations
+    // or more (the list given is then not read).
     uint32_t publications = kPublicationsFromList;
+    uint32_t i10 = kPublicationsFromList;
     // papers of a merged body: found_in of the publication whose Rank is
     // r at foundIn[r - 1] (foundInCount of them).
     const char16_t* const* foundIn = nullptr;

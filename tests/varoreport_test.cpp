@@ -78,6 +78,13 @@ std::vector<std::string> csvCells(const std::string& line) {
     return cells;
 }
 
+// i10 as a reader counts it: papers taking part with 10 citations or more.
+std::string papersCitedTenTimes(const VroPublicationList& list) {
+    uint32_t count = 0;
+    for (uint32_t i = 0; i < list.count(); ++i) count += list.at(i)->Use >= 1 && list.at(i)->Cites >= 10 ? 1 : 0;
+    return std::to_string(count);
+}
+
 // Rows of a CSV report by file (grouped: by file, a tab and group key), each
 // a map from column name to value.
 std::map<std::string, std::map<std::string, std::string>> rowsByFile(const std::string& csv, bool grouped = false) {
@@ -183,10 +190,7 @@ void expectRowsMatchCalculation(const std::string& csv, const std::vector<std::s
             ASSERT_EQ(row.count(name), 1u) << name;
             EXPECT_EQ(stored || none ? row[name] : storedFromDecimal(row[name], decimals), value) << name;
         }
-        uint32_t i10 = 0;
-        for (uint32_t i = 0; i < list.count(); ++i)
-            i10 += list.at(i)->Use >= 1 && list.at(i)->Cites >= 10 ? 1 : 0;
-        EXPECT_EQ(row["i10"], std::to_string(i10));
+        EXPECT_EQ(row["i10"], papersCitedTenTimes(list));
         for (uint32_t b = 0; b < kAuthorHistogramSize; ++b)
             EXPECT_EQ(row["authors_" + std::to_string(b)], std::to_string(m.authorHistogram[b])) << b;
     }
@@ -227,6 +231,7 @@ TEST_F(Varoreport, EveryGroupRowIsTheCalculationOverItsGroup) {
         EXPECT_LE(result.status, 1) << result.err;
         auto rows = rowsByFile(result.out, true);
         size_t groupsSeen = 0;
+        size_t i10Seen = 0;
         for (const std::string& file : files) {
             VroPublicationList list;
             list.retainTexts(kFieldAuthors | kTextAuthorIds | kFieldSource);
@@ -258,6 +263,8 @@ TEST_F(Varoreport, EveryGroupRowIsTheCalculationOverItsGroup) {
                 const MetricsCalcOptions options{50};
                 computeMetrics(alone, &m, &options, julyFirstUtc(2026));
                 EXPECT_EQ(row["publications"], std::to_string(group.members.size()));
+                EXPECT_EQ(row["i10"], papersCitedTenTimes(alone));
+                i10Seen += row["i10"] != "0";
                 for (const VroMetricsSchemaRow& field : kMetricsSchema) {
                     const uint32_t word = metricsWord(m, field.position);
                     const bool none = word == kNoMode && std::string(field.snakeName).ends_with("_mode");
@@ -269,6 +276,7 @@ TEST_F(Varoreport, EveryGroupRowIsTheCalculationOverItsGroup) {
             }
         }
         EXPECT_GT(groupsSeen, files.size());
+        EXPECT_GT(i10Seen, 0u);
         EXPECT_EQ(rows.size(), groupsSeen);
     }
 }

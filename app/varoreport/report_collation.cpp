@@ -50,6 +50,7 @@ struct RankedGroup {
     uint32_t h;
     uint32_t cites;
     uint32_t kept;  // csv and json: the group's metrics in kept
+    uint32_t i10;   // csv and json: its papers with 10 citations or more
 };
 
 // groups: null, or the groups of pubs already found.
@@ -91,6 +92,12 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
                 }
             }
         }
+        uint32_t i10 = 0;
+        for (const uint32_t m : group.members) {
+            const int32_t use = numbers != nullptr ? numbers[m].Use : pubs[m]->Use;
+            const uint32_t cites = numbers != nullptr ? numbers[m].Cites : pubs[m]->Cites;
+            i10 += use >= 1 && cites >= 10 ? 1 : 0;
+        }
         if (numbers != nullptr) {
             rc = calculateOverNumbers(numbers, group.members.data(), uint32_t(group.members.size()), run.now,
                                       calculation, metrics);
@@ -100,7 +107,7 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
             rc = calculateOver(members.data(), uint32_t(members.size()), false, run.now, calculation, metrics);
         }
         if (rc != kResultOk) return rc;
-        ranked.push_back({g, metrics.hIndex, metrics.totalCites, uint32_t(kept.size())});
+        ranked.push_back({g, metrics.hIndex, metrics.totalCites, uint32_t(kept.size()), i10});
         if (keepMetrics) kept.push_back(metrics);
     }
     std::sort(ranked.begin(), ranked.end(), [&](const RankedGroup& a, const RankedGroup& b) {
@@ -136,6 +143,7 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
             VroRowFrame frame = base;
             if (keepMetrics) {
                 frame.publications = uint32_t(group.members.size());
+                frame.i10 = ranked[r].i10;
             } else {
                 members.clear();
                 for (const uint32_t m : group.members) members.push_back(pubs[m]);
