@@ -115,14 +115,7 @@ struct Links {
 
 std::u16string yearKey(int32_t year) {
     std::u16string key;
-    if (year < 1) return key;
-    char16_t digits[12];
-    uint32_t n = 0;
-    do {
-        digits[n++] = char16_t(u'0' + year % 10);
-        year /= 10;
-    } while (year != 0);
-    while (n > 0) key.push_back(digits[--n]);
+    if (year >= 1) appendDecimal(key, uint32_t(year));
     return key;
 }
 
@@ -683,6 +676,16 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
         return kErrNoMemory;
     }
     return kResultOk;
+}
+
+void appendDecimal(std::u16string& text, uint32_t value) {
+    char16_t digits[10];
+    uint32_t n = 0;
+    do {
+        digits[n++] = char16_t(u'0' + value % 10);
+        value /= 10;
+    } while (value != 0);
+    while (n > 0) text.push_back(digits[--n]);
 }
 
 bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) noexcept {

@@ -102,6 +102,9 @@ private:
     ResultCode failure_ = kResultOk;
 };
 
+// value's decimal digits, appended to text (a year's key, a count shown).
+void appendDecimal(std::u16string& text, uint32_t value);
+
 // The key of the index-th author of pub as groupPublications gives it, and
 // the name shown for it; false without memory.
 bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) noexcept;

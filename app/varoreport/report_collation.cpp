@@ -178,16 +178,6 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     return kResultOk;
 }
 
-void appendNumber(std::u16string& text, uint32_t value) {
-    char16_t digits[10];
-    uint32_t n = 0;
-    do {
-        digits[n++] = char16_t(u'0' + value % 10);
-        value /= 10;
-    } while (value != 0);
-    while (n > 0) text.push_back(digits[--n]);
-}
-
 ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const std::vector<MergedExport>& exports,
                          XpTextWriter* out) {
     // The pool: every used publication of the exports that imported, in order.
@@ -288,7 +278,7 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
                 if (!foundIn[w].empty()) foundIn[w] += u';';
                 foundIn[w] += exports[exportOf[i]].label;
                 foundIn[w] += u':';
-                appendNumber(foundIn[w], pool[i]->Cites);
+                appendDecimal(foundIn[w], pool[i]->Cites);
             }
             foundInTexts[w] = foundIn[w].c_str();
         }

@@ -134,6 +134,32 @@ struct GroupsAsRead {
     }
 };
 
+// The publications with a Use of 1 or more, in the order the groups number
+// them: their records, or the numbers of a list that keeps only those.
+struct UsedPublications {
+    std::unique_ptr<const VroPublication*[]> records;
+    std::unique_ptr<VroPublicationNumbers[]> numbers;
+    uint32_t count = 0;
+
+    ResultCode gather(const VroPublicationList& list) noexcept {
+        const bool numbersOnly = list.keepsNumbersOnly();
+        const uint32_t total = numbersOnly ? list.numbersCount() : list.count();
+        if (numbersOnly)
+            numbers.reset(new (std::nothrow) VroPublicationNumbers[total + 1]);
+        else
+            records.reset(new (std::nothrow) const VroPublication*[total + 1]);
+        if (!numbers && !records) return kErrNoMemory;
+        for (uint32_t i = 0; i < total; ++i) {
+            if (numbersOnly) {
+                if (list.numbers()[i].Use >= 1) numbers[count++] = list.numbers()[i];
+            } else if (const VroPublication* p = list.at(i); p != nullptr && p->Use >= 1) {
+                records[count++] = p;
+            }
+        }
+        return kResultOk;
+    }
+};
+
 // A collated run: the export is imported keeping the texts the collation
 // reads, in file order; its groups are written at once, or with --merge the
 // list waits for the others (a failed export still gets its row now). Rows
@@ -178,27 +204,15 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
         if (rc != kResultOk) {
             rowsCode = run.format->writeFailure(frame, slot.label.data(), slot.failureMessage(), writer);
         } else {
-            // The publications with a Use of 1 or more, as the groups number them.
-            const uint32_t total = numbersOnly ? list->numbersCount() : list->count();
-            std::unique_ptr<const VroPublication*[]> used;
-            std::unique_ptr<VroPublicationNumbers[]> usedNumbers;
-            if (numbersOnly)
-                usedNumbers.reset(new (std::nothrow) VroPublicationNumbers[total + 1]);
-            else
-                used.reset(new (std::nothrow) const VroPublication*[total + 1]);
-            uint32_t count = 0;
-            if (!used && !usedNumbers) rowsCode = kErrNoMemory;
-            for (uint32_t i = 0; usedNumbers && i < total; ++i)
-                if (list->numbers()[i].Use >= 1) usedNumbers[count++] = list->numbers()[i];
-            for (uint32_t i = 0; used && i < total; ++i)
-                if (const VroPublication* p = list->at(i); p != nullptr && p->Use >= 1) used[count++] = p;
+            UsedPublications used;
+            rowsCode = used.gather(*list);
             std::vector<VroGroup> found;
             if (rowsCode == kResultOk) rowsCode = groups.collector.finish(found);
             // A record the hook saw but the list could not take.
-            if (rowsCode == kResultOk && count != groups.used) rowsCode = kErrNoMemory;
+            if (rowsCode == kResultOk && used.count != groups.used) rowsCode = kErrNoMemory;
             if (rowsCode == kResultOk)
-                rowsCode = writeGroups(collatedRun(run), frame, slot.label.data(), slot.filterName.data(), used.get(),
-                                       usedNumbers.get(), count, found, writer);
+                rowsCode = writeGroups(collatedRun(run), frame, slot.label.data(), slot.filterName.data(),
+                                       used.records.get(), used.numbers.get(), used.count, found, writer);
         }
         if (memory) {
             const ResultCode closed = memory->close();
