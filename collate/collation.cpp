@@ -688,19 +688,6 @@ void appendDecimal(std::u16string& text, uint32_t value) {
     while (n > 0) text.push_back(digits[--n]);
 }
 
-bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) noexcept {
-    try {
-        AuthorKeys keys;
-        keys.read(pub);
-        std::u16string names;
-        const AuthorKeys::Found k = keys.key(index, names);
-        key.assign(k.text == AuthorKeys::kInNames ? names.data() + k.start : k.text, k.length);
-    } catch (const std::bad_alloc&) {
-        return false;
-    }
-    return true;
-}
-
 struct VroGroupCollector::State {
     GroupBuilder builder;
     std::u16string key;

@@ -105,10 +105,6 @@ private:
 // value's decimal digits, appended to text (a year's key, a count shown).
 void appendDecimal(std::u16string& text, uint32_t value);
 
-// The key of the index-th author of pub as groupPublications gives it, and
-// the name shown for it; false without memory.
-bool authorKey(const VroPublication& pub, uint32_t index, std::u16string& key) noexcept;
-
 [[nodiscard]] ResultCode calculateOver(const VroPublication* const* pubs, uint32_t count, bool titles, int64_t now,
                                        VroPublicationList& list, VroMetrics& metrics) noexcept;
 

@@ -383,7 +383,6 @@ ResultCode XpTextReader::readUntilTerminator(XpString16& line, uint32_t maxUnits
 // Reading without a terminator: decode whole buffers into the line's
 // reserved end, at most 4,096 units at a time.
 ResultCode XpTextReader::readBlock(XpString16& line, uint32_t maxUnits) noexcept {
-    if (encoding_ == nullptr) return 258;
     while (line.length() < maxUnits) {
         ResultCode rc = kResultOk;
         if (endPos_ <= readPos_) {

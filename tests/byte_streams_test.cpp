@@ -133,14 +133,21 @@ TEST_F(ByteStreams, ReadLoopHonoursMinimumAndReportsEndOfFile) {
         {5, 10, kResultOk, 5},      // the data ends after the minimum
         {6, 10, kErrEndOfFile, 5},  // the data ends before it
         {0, 0, kResultOk, 0},
+        {3, 3, kResultOk, 3},
         {4, 3, kErrInvalidArgument, 0},
     };
+    // A pipe, and a memory stream holding the same bytes.
     for (const auto& c : cases) {
         attachPipeWith("hello");
-        char buffer[16];
-        size_t count = 99;
-        EXPECT_EQ(stream_->read(buffer, c.minimum, c.maximum, &count), c.code) << c.minimum << ".." << c.maximum;
-        EXPECT_EQ(std::string(buffer, count), std::string("hello").substr(0, c.count));
+        XpHolder<XpMemoryStream> memory;
+        ASSERT_EQ(XpMemoryStream::create(&memory), kResultOk);
+        ASSERT_EQ(memory->write("hello", 5, nullptr), kResultOk);
+        for (XpByteStream* stream : {static_cast<XpByteStream*>(stream_.get()), static_cast<XpByteStream*>(memory.get())}) {
+            char buffer[16];
+            size_t count = 99;
+            EXPECT_EQ(stream->read(buffer, c.minimum, c.maximum, &count), c.code) << c.minimum << ".." << c.maximum;
+            EXPECT_EQ(std::string(buffer, count), std::string("hello").substr(0, c.count));
+        }
     }
     // A directory opens for reading and fails on the first read.
     char byte;

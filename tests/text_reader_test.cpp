@@ -104,6 +104,12 @@ TEST(TextReader, PairsStraddlingRefillsAndSingleUnits) {
     std::u16string units;
     for (char16_t u = 0; reader->readUnit(&u) == 0;) units += u;
     EXPECT_EQ(units, u"x\U0001F600y\n");
+    // The second unit of a pair is still to come when its bytes are all read.
+    auto pair = readerOn("\xF0\x9F\x98\x80", 1);
+    EXPECT_EQ(pair->checkEncoding(65001), 0);
+    char16_t high = 0;
+    ASSERT_EQ(pair->readUnit(&high), 0);
+    EXPECT_TRUE(pair->hasMoreInput());
 }
 
 TEST(TextReaderLines, WithoutTerminatorInPiecesOfMaxUnits) {
