@@ -170,12 +170,15 @@ int64_t takeSigned(va_list& args, Size size) {
     return va_arg(args, int);
 }
 
+// Whether a sign may be written, and which: the unsigned conversions and
+// pointers have none.
+enum class Sign : uint8_t { kNone, kPlus, kMinus };
+
 // Integer conversions. Precision (cut to 256) is the minimum digit count and
 // turns zero padding off; precision 0 with value 0 gives no digits. The
 // alternate form puts "0x" before a non-zero hexadecimal value and makes an
 // octal value start with '0'. Pointers always carry "0x".
-void emitInteger(Output& out, Directive d, const ConversionRow& row, uint64_t magnitude, bool negative,
-                 bool isSigned) {
+void emitInteger(Output& out, Directive d, const ConversionRow& row, uint64_t magnitude, Sign sign) {
     char digits[kMaxIntegerPrecision + 72];
     char* end = digits + sizeof digits;
     char* p = end;
@@ -189,14 +192,12 @@ void emitInteger(Output& out, Directive d, const ConversionRow& row, uint64_t ma
 
     char prefix[3];
     size_t prefixLength = 0;
-    if (isSigned) {
-        if (negative)
-            prefix[prefixLength++] = '-';
-        else if (d.flags & kFlagPlus)
-            prefix[prefixLength++] = '+';
-        else if (d.flags & kFlagSpace)
-            prefix[prefixLength++] = ' ';
-    }
+    if (sign == Sign::kMinus)
+        prefix[prefixLength++] = '-';
+    else if (sign == Sign::kPlus && (d.flags & kFlagPlus))
+        prefix[prefixLength++] = '+';
+    else if (sign == Sign::kPlus && (d.flags & kFlagSpace))
+        prefix[prefixLength++] = ' ';
     if (row.kind == Kind::Pointer || (row.base == 16 && (d.flags & kFlagAlternate) && magnitude != 0)) {
         prefix[prefixLength++] = '0';
         prefix[prefixLength++] = row.upper ? 'X' : 'x';
@@ -439,12 +440,12 @@ ResultCode runFormat(tsr_writer* sink, const Unit* format, va_list incoming) {
             case Kind::Signed: {
                 int64_t v = takeSigned(args, d.size);
                 uint64_t magnitude = v < 0 ? uint64_t(0) - static_cast<uint64_t>(v) : static_cast<uint64_t>(v);
-                emitInteger(out, d, row, magnitude, v < 0, true);
+                emitInteger(out, d, row, magnitude, v < 0 ? Sign::kMinus : Sign::kPlus);
                 break;
             }
-            case Kind::Unsigned: emitInteger(out, d, row, takeUnsigned(args, d.size), false, false); break;
+            case Kind::Unsigned: emitInteger(out, d, row, takeUnsigned(args, d.size), Sign::kNone); break;
             case Kind::Pointer:
-                emitInteger(out, d, row, reinterpret_cast<uintptr_t>(va_arg(args, void*)), false, false);
+                emitInteger(out, d, row, reinterpret_cast<uintptr_t>(va_arg(args, void*)), Sign::kNone);
                 break;
             case Kind::Char:
             case Kind::WideChar: {

@@ -88,9 +88,13 @@ TEST(Launcher, ATestKilledOutrightTakesItsProgramsWithIt) {
     if (test == 0) {
         const auto inDir = [&] { (void)!chdir(dir.path.c_str()); };
         vt::Started started("/bin/sh", {"-c", "echo $$ > program; " + leavesAChild("exec sleep 300")}, inDir);
+        // Killed before its guard has heard of the program, the copy would
+        // leave nothing to clean up: it says when the guard has been told.
+        vt::spill(dir / "told", "1\n");
         for (;;) pause();
     }
     const pid_t program = numberIn(dir, "program"), child = numberIn(dir, "child");
+    EXPECT_EQ(numberIn(dir, "told"), 1);
     kill(test, SIGKILL);
     ASSERT_EQ(waitpid(test, nullptr, 0), test);
     ASSERT_GT(program, 0);
