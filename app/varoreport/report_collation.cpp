@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "collate/collation.h"
 #include "model/metrics_record.h"
@@ -51,6 +52,9 @@ struct RankedGroup {
     uint32_t cites;
     uint32_t kept;  // csv and json: the group's metrics in kept
     uint32_t i10;   // csv and json: its papers with 10 citations or more
+    // The group's key, for ties: reached without going through the group,
+    // as the sort compares groups that lie far apart.
+    std::u16string_view key;
 };
 
 // groups: null, or the groups of pubs already found.
@@ -107,13 +111,13 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
             rc = calculateOver(members.data(), uint32_t(members.size()), false, run.now, calculation, metrics);
         }
         if (rc != kResultOk) return rc;
-        ranked.push_back({g, metrics.hIndex, metrics.totalCites, uint32_t(kept.size()), i10});
+        ranked.push_back({g, metrics.hIndex, metrics.totalCites, uint32_t(kept.size()), i10, group.key});
         if (keepMetrics) kept.push_back(metrics);
     }
     std::sort(ranked.begin(), ranked.end(), [&](const RankedGroup& a, const RankedGroup& b) {
         if (a.h != b.h) return a.h > b.h;
         if (a.cites != b.cites) return a.cites > b.cites;
-        return groups[a.group].key < groups[b.group].key;
+        return a.key < b.key;
     });
 
     const bool html = isHtml(run);
