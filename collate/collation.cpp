@@ -8,6 +8,7 @@
 #include <string_view>
 
 #include "collate/work_keys.h"
+#include "foundation/unit_scan.h"
 #include "metrics/metrics_calc.h"
 #include "model/metrics_record.h"
 #include "model/publication.h"
@@ -150,21 +151,29 @@ public:
         named_ = 0;
         namedKeysMade_ = false;
         std::fill(std::begin(byPlace_), std::end(byPlace_), kNotPlace);
-        const std::u16string_view text(pub.AuthorIds.data(), pub.AuthorIds.length());
-        size_t start = 0;
-        while (start < text.size()) {
-            size_t end = text.find(u'\n', start);
-            if (end == std::u16string_view::npos) end = text.size();
-            const std::u16string_view line = text.substr(start, end - start);
-            const size_t tab = line.find(u'\t');
-            if (tab != std::u16string_view::npos) {
-                const IdEntry e{line.substr(0, tab), line.substr(tab + 1)};
+        // One scan finds each entry's tab and line end, sixteen units at a
+        // time: an export of many authors per paper has as many entries.
+        const char16_t* const text = pub.AuthorIds.data();
+        const char16_t* const textEnd = text + pub.AuthorIds.length();
+        for (const char16_t* start = text; start < textEnd;) {
+            const char16_t* tab = nullptr;
+            const char16_t* end = start;
+            for (;;) {
+                end = findUnitOrZero(end, textEnd, u'\n', u'\t');
+                if (end == textEnd || *end == u'\n') break;
+                if (*end == u'\t' && tab == nullptr) tab = end;
+                ++end;
+            }
+            const char16_t* const line = start;
+            start = end + 1;
+            if (tab != nullptr) {
+                const IdEntry e{std::u16string_view(line, size_t(tab - line)),
+                                std::u16string_view(tab + 1, size_t(end - tab - 1))};
                 const uint32_t place = placeOf(e.who);
                 if (place < kMaxAuthors && byPlace_[place] == kNotPlace) byPlace_[place] = uint32_t(entries_.size());
                 if (!e.who.empty() && e.who[0] != u'#') ++named_;
                 entries_.push_back(e);
             }
-            start = end + 1;
         }
     }
 

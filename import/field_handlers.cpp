@@ -679,15 +679,28 @@ bool setScopusAuthorIds(VroPublication& pub, char16_t* value, uint32_t&) {
 bool setScopusFullNames(VroPublication& pub, char16_t* value, uint32_t&) {
     if (!keeps(pub, kTextAuthorIds)) return *trimValue(value) != 0;
     if (!pub.AuthorIds.empty()) return false;  // "Author(s) ID" gave them
+    // Each piece is "Name (digits)": its identifier is read back from the
+    // piece's end, so that a department's export of many authors per paper
+    // is scanned once for the separators and once over each identifier.
+    const char16_t* const end = value + textLength(value);
     bool any = false;
-    forEachPiece(value, u';', [&](char16_t* piece, uint32_t length, uint32_t index) {
-        if (length < 3 || piece[length - 1] != u')') return;
-        uint32_t open = length - 1;
-        while (open > 0 && piece[open - 1] != u'(') --open;
-        if (open == 0 || !isDigits(piece + open, length - 1 - open)) return;
-        appendAuthorId(pub, u"scopus", piece + open, length - 1 - open, index, nullptr, 0);
-        any = true;
-    });
+    const char16_t* start = value;
+    for (uint32_t index = 0; start != end && index < kMaxAuthors; ++index) {
+        const char16_t* const stop = findUnitOrZero(start, end, u';', u';');
+        const char16_t* last = stop;
+        while (last != start && isAsciiWhiteSpace(last[-1])) --last;
+        if (last != start && last[-1] == u')') {
+            const char16_t* const close = last - 1;
+            const char16_t* digits = close;
+            while (digits != start && digits[-1] >= u'0' && digits[-1] <= u'9') --digits;
+            if (digits != close && digits != start && digits[-1] == u'(') {
+                appendAuthorId(pub, u"scopus", digits, uint32_t(close - digits), index, nullptr, 0);
+                any = true;
+            }
+        }
+        if (stop == end) break;
+        start = stop + 1;
+    }
     return any;
 }
 

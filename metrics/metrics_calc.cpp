@@ -153,12 +153,32 @@ bool valuesBelowHalfRange(const Entry* b, uint32_t n, bool ranks) {
 
 constexpr uint32_t kRadixSortFrom = 1024;
 
+// Below this many entries a stable insertion sort beats the merge sort's
+// recursion and copies; per-author and per-source groups are mostly this
+// small, and thousands of them are calculated in one report.
+constexpr uint32_t kInsertionSortBelow = 32;
+
+template <class Compare>
+void insertionSort(Entry* b, uint32_t n, Compare compare) {
+    for (uint32_t i = 1; i < n; ++i) {
+        const Entry e = b[i];
+        uint32_t j = i;
+        for (; j > 0 && compare(b[j - 1], e) > 0; --j) b[j] = b[j - 1];
+        b[j] = e;
+    }
+}
+
 template <class Compare>
 void sortEntries(Entry*& b, uint32_t n, Entry*& tmp, Compare compare) {
     if (n <= 1) return;
     constexpr bool kWithRanks = std::is_same_v<Compare, CitesRisingLargerRankFirst>;
+    const bool plainOrder = valuesBelowHalfRange(b, n, kWithRanks);
+    if (n < kInsertionSortBelow && plainOrder) {
+        insertionSort(b, n, compare);
+        return;
+    }
     // Short lists are sorted faster than the passes' counters are cleared.
-    if (n < kRadixSortFrom || !valuesBelowHalfRange(b, n, kWithRanks)) {
+    if (n < kRadixSortFrom || !plainOrder) {
         mergeSort(b, n, tmp, compare);
         return;
     }

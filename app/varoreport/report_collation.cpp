@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <new>
 #include <string>
+#include <string_view>
 
 #include "collate/collation.h"
 #include "model/metrics_record.h"
@@ -49,9 +50,48 @@ struct RankedGroup {
     uint32_t group;
     uint32_t h;
     uint32_t cites;
-    uint32_t kept;  // csv and json: the group's metrics in kept
-    uint32_t i10;   // csv and json: its papers with 10 citations or more
+    uint32_t i10;  // csv and json: its papers with 10 citations or more
+    // The group's key, for ties: reached without going through the group,
+    // as the sort compares groups that lie far apart.
+    std::u16string_view key;
 };
+
+// What the ranking reads of a group: the h-index and citations of its used
+// papers, as the calculation finds them, and its papers cited ten times or
+// more. h is the largest k with k papers cited k times or more, counted
+// without sorting; counts is scratch. False when a count reaches 2^31,
+// which the calculation orders otherwise: that group is calculated.
+template <class CitesOf>
+bool rankingFigures(const std::vector<uint32_t>& members, CitesOf citesOf, std::vector<uint32_t>& counts,
+                    RankedGroup& ranked) {
+    const uint32_t n = uint32_t(members.size());
+    counts.assign(size_t(n) + 1, 0);
+    uint32_t total = 0;
+    uint32_t i10 = 0;
+    uint32_t high = 0;
+    for (const uint32_t m : members) {
+        uint32_t cites = 0;
+        if (!citesOf(m, cites)) continue;
+        high |= cites;
+        total += cites;
+        i10 += cites >= 10 ? 1 : 0;
+        ++counts[std::min(cites, n)];
+    }
+    ranked.i10 = i10;
+    if ((high & 0x80000000u) != 0) return false;
+    uint32_t h = 0;
+    uint32_t reached = 0;
+    for (uint32_t k = n; k > 0; --k) {
+        reached += counts[k];
+        if (reached >= k) {
+            h = k;
+            break;
+        }
+    }
+    ranked.h = h;
+    ranked.cites = total;
+    return true;
+}
 
 // groups: null, or the groups of pubs already found.
 // numbers: null, or the publications' numbers when pubs is null (csv and
@@ -67,21 +107,28 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     std::vector<VroGroup>& groups = found != nullptr ? *found : own;
     std::vector<const VroPublication*> members;
     std::vector<RankedGroup> ranked;
-    VroPublicationList calculation;  // the ranking's
-    VroPublicationList list;     // the rows'
+    std::vector<uint32_t> counts;
+    VroPublicationList calculation;  // the ranking's, for groups counted otherwise
+    VroPublicationList list;         // the rows'
     VroMetrics metrics;
-    // The rows of csv and json read only the metrics: those are kept from
-    // the ranking's calculation (less than the rows' own text) instead of
-    // calculated again.
-    const bool keepMetrics = !run.format->readsPapers;
-    std::vector<VroMetrics> kept;
+    // The rows of csv and json read only the metrics, calculated as each
+    // row is written: the ranking needs no more than each group's h and
+    // citations, counted directly.
+    const bool numbersOnly = !run.format->readsPapers;
+    const auto calculateNumbers = [&](const VroGroup& group) {
+        if (numbers != nullptr)
+            return calculateOverNumbers(numbers, group.members.data(), uint32_t(group.members.size()), run.now,
+                                        calculation, metrics);
+        members.clear();
+        for (const uint32_t m : group.members) members.push_back(pubs[m]);
+        return calculateOver(members.data(), uint32_t(members.size()), false, run.now, calculation, metrics);
+    };
     ranked.reserve(groups.size());
-    if (keepMetrics) kept.reserve(groups.size());
     for (uint32_t g = 0; g < groups.size(); ++g) {
         const VroGroup& group = groups[g];
         if (group.members.size() < run.minPapers) continue;
         // A group's publications lie anywhere among the export's: the next
-        // group's are asked for while this one is calculated.
+        // group's are asked for while this one is counted.
         if (g + 1 < groups.size()) {
             for (const uint32_t m : groups[g + 1].members) {
                 if (numbers != nullptr) {
@@ -92,28 +139,33 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
                 }
             }
         }
-        uint32_t i10 = 0;
-        for (const uint32_t m : group.members) {
-            const int32_t use = numbers != nullptr ? numbers[m].Use : pubs[m]->Use;
-            const uint32_t cites = numbers != nullptr ? numbers[m].Cites : pubs[m]->Cites;
-            i10 += use >= 1 && cites >= 10 ? 1 : 0;
+        RankedGroup r{g, 0, 0, 0, group.key};
+        const bool counted =
+            numbers != nullptr
+                ? rankingFigures(group.members,
+                                 [&](uint32_t m, uint32_t& cites) {
+                                     cites = numbers[m].Cites;
+                                     return numbers[m].Use >= 1;
+                                 },
+                                 counts, r)
+                : rankingFigures(group.members,
+                                 [&](uint32_t m, uint32_t& cites) {
+                                     cites = pubs[m]->Cites;
+                                     return pubs[m]->Use >= 1;
+                                 },
+                                 counts, r);
+        if (!counted) {
+            rc = calculateNumbers(group);
+            if (rc != kResultOk) return rc;
+            r.h = metrics.hIndex;
+            r.cites = metrics.totalCites;
         }
-        if (numbers != nullptr) {
-            rc = calculateOverNumbers(numbers, group.members.data(), uint32_t(group.members.size()), run.now,
-                                      calculation, metrics);
-        } else {
-            members.clear();
-            for (const uint32_t m : group.members) members.push_back(pubs[m]);
-            rc = calculateOver(members.data(), uint32_t(members.size()), false, run.now, calculation, metrics);
-        }
-        if (rc != kResultOk) return rc;
-        ranked.push_back({g, metrics.hIndex, metrics.totalCites, uint32_t(kept.size()), i10});
-        if (keepMetrics) kept.push_back(metrics);
+        ranked.push_back(r);
     }
     std::sort(ranked.begin(), ranked.end(), [&](const RankedGroup& a, const RankedGroup& b) {
         if (a.h != b.h) return a.h > b.h;
         if (a.cites != b.cites) return a.cites > b.cites;
-        return groups[a.group].key < groups[b.group].key;
+        return a.key < b.key;
     });
 
     const bool html = isHtml(run);
@@ -130,27 +182,29 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
         const size_t shown = html && pass == 1 ? std::min<size_t>(ranked.size(), kChartedGroups) : ranked.size();
         for (size_t r = 0; r < shown; ++r) {
             // Rows go in ranked order, which is not the order the groups and
-            // their metrics lie in: the rows ahead are asked for early.
+            // their publications lie in: the rows ahead are asked for early,
+            // each step reaching what the one before brought in.
+            if (r + 3 < shown) __builtin_prefetch(&groups[ranked[r + 3].group]);
             if (r + 2 < shown) {
-                __builtin_prefetch(&groups[ranked[r + 2].group]);
-                if (keepMetrics) {
-                    const char* metricsAhead = reinterpret_cast<const char*>(&kept[ranked[r + 2].kept]);
-                    for (size_t b = 0; b < sizeof(VroMetrics); b += 64) __builtin_prefetch(metricsAhead + b);
-                }
+                const VroGroup& ahead = groups[ranked[r + 2].group];
+                __builtin_prefetch(ahead.members.data());
+                __builtin_prefetch(ahead.key.data());
             }
-            if (r + 1 < shown) __builtin_prefetch(groups[ranked[r + 1].group].key.data());
+            if (numbers != nullptr && r + 1 < shown)
+                for (const uint32_t m : groups[ranked[r + 1].group].members) __builtin_prefetch(&numbers[m]);
             const VroGroup& group = groups[ranked[r].group];
             VroRowFrame frame = base;
-            if (keepMetrics) {
+            if (numbersOnly) {
                 frame.publications = uint32_t(group.members.size());
                 frame.i10 = ranked[r].i10;
+                rc = calculateNumbers(group);
             } else {
                 members.clear();
                 for (const uint32_t m : group.members) members.push_back(pubs[m]);
                 rc = calculateOver(members.data(), uint32_t(members.size()), true, run.now, list, metrics);
-                if (rc != kResultOk) return rc;
             }
-            const VroMetrics& shown = keepMetrics ? kept[ranked[r].kept] : metrics;
+            if (rc != kResultOk) return rc;
+            const VroMetrics& shown = metrics;
             frame.grouped = true;
             frame.groupKey = group.key.c_str();
             frame.groupName = group.name.c_str();
