@@ -28,13 +28,15 @@ int main(int argc, char** argv) {
     bool ok = argc > 1;
     for (int i = 1; i < argc; ++i) {
         std::error_code error;
+        // A path that is no directory (or none at all) is a file to replay,
+        // which fails when it cannot be read.
         if (std::filesystem::is_directory(argv[i], error)) {
             for (const auto& entry : std::filesystem::recursive_directory_iterator(argv[i], error))
                 if (entry.is_regular_file()) ok = replay(entry.path()) && ok, ++files;
+            if (error) ok = false;
         } else {
             ok = replay(argv[i]) && ok, ++files;
         }
-        if (error) ok = false;
     }
     std::printf("replayed %zu inputs\n", files);
     return ok ? 0 : 1;
