@@ -111,3 +111,21 @@ TEST(HtmlPage, SectionEscapesTitlesAndShowsEveryUsedPaperAndScaledValue) {
     EXPECT_NE(single.find("class=\"g-marker\""), std::string::npos);
     EXPECT_EQ(single.find("Mid-grey bars"), std::string::npos);
 }
+
+// A section or a group's chart without its writer or its metrics is refused
+// before anything is written.
+TEST(HtmlPage, MissingWriterOrMetricsIsRefused) {
+    VroMetrics m{};
+    VroPublicationList list;
+    FILE* file = std::tmpfile();
+    XpHolder<XpTextWriter> writer;
+    ASSERT_EQ(openTextWriterOnStdio(file, 0, &writer), 0);
+    EXPECT_EQ(writeHtmlSection(writer.get(), VroHtmlSection{u"x", "RIS", &list, nullptr}), kErrInvalidArgument);
+    EXPECT_EQ(writeHtmlSection(nullptr, VroHtmlSection{u"x", "RIS", &list, &m}), kErrInvalidArgument);
+    EXPECT_EQ(writeHtmlGroupChart(writer.get(), VroHtmlGroupRow{u"k", u"n", nullptr}, list), kErrInvalidArgument);
+    EXPECT_EQ(writeHtmlGroupChart(nullptr, VroHtmlGroupRow{u"k", u"n", &m}, list), kErrInvalidArgument);
+    EXPECT_EQ(writer->flush(), 0);
+    EXPECT_EQ(std::ftell(file), 0);
+    writer.reset();
+    std::fclose(file);
+}
