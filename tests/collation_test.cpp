@@ -50,6 +50,7 @@ TEST(WorkKeys, FollowTheirRules) {
         {titleKey, "Eleven char", ""},  // ten letters and digits
         {titleKey, "Eleven char1", ""},
         {titleKey, "Twelve char12", "twelvechar12"},
+        {titleKey, "\U00010000 Twelve char12", "\U00010000twelvechar12"},  // a pair's first unit is D800
         {nameKey, "Traag, V.A.", "traag v"},
         {nameKey, "V.A. Traag", "traag v"},
         {nameKey, "Traag V.", "traag v"},
@@ -61,6 +62,8 @@ TEST(WorkKeys, FollowTheirRules) {
         {nameKey, "1234", ""},
         {sourceKey, "  Scientific \t Reports ", "scientific reports"},
         {sourceKey, "SCIENTIFIC REPORTS", "scientific reports"},
+        {sourceKey, "Scientific\u00A0\u2003Reports", "scientific reports"},  // spaces beyond ASCII
+        {nameKey, "V.A.\u00A0Traag", "traag v"},
     };
     for (const Case& c : cases) EXPECT_EQ(keyOf(c.f, c.text), c.key) << c.text;
 }
