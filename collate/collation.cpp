@@ -254,7 +254,6 @@ std::u16string_view textOf(const XpString16& text) { return {text.data() ? text.
 // group's first is copied apart, so that the texts it comes from may go
 // once their publication has been noted.
 struct GroupBuilder {
-    //
     // A slot fills one cache line and, when both are short and ASCII (as
     // author identifiers and most names are), holds a copy of its key and
     // first spelling as bytes: with thousands of groups, while the import

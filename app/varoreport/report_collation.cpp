@@ -61,8 +61,8 @@ struct RankedGroup {
 // more. h is the largest k with k papers cited k times or more, counted
 // without sorting; counts is scratch. False when a count reaches 2^31,
 // which the calculation orders otherwise: that group is calculated.
-template <class CitesOf>
-bool rankingFigures(const std::vector<uint32_t>& members, CitesOf citesOf, std::vector<uint32_t>& counts,
+template <class RecordOf>
+bool rankingFigures(const std::vector<uint32_t>& members, RecordOf recordOf, std::vector<uint32_t>& counts,
                     RankedGroup& ranked) {
     const uint32_t n = uint32_t(members.size());
     counts.assign(size_t(n) + 1, 0);
@@ -70,8 +70,9 @@ bool rankingFigures(const std::vector<uint32_t>& members, CitesOf citesOf, std::
     uint32_t i10 = 0;
     uint32_t high = 0;
     for (const uint32_t m : members) {
-        uint32_t cites = 0;
-        if (!citesOf(m, cites)) continue;
+        const auto& record = recordOf(m);
+        if (record.Use < 1) continue;
+        const uint32_t cites = record.Cites;
         high |= cites;
         total += cites;
         i10 += cites >= 10 ? 1 : 0;
@@ -115,12 +116,15 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     // row is written: the ranking needs no more than each group's h and
     // citations, counted directly.
     const bool numbersOnly = !run.format->readsPapers;
+    const auto gatherMembers = [&](const VroGroup& group) {
+        members.clear();
+        for (const uint32_t m : group.members) members.push_back(pubs[m]);
+    };
     const auto calculateNumbers = [&](const VroGroup& group) {
         if (numbers != nullptr)
             return calculateOverNumbers(numbers, group.members.data(), uint32_t(group.members.size()), run.now,
                                         calculation, metrics);
-        members.clear();
-        for (const uint32_t m : group.members) members.push_back(pubs[m]);
+        gatherMembers(group);
         return calculateOver(members.data(), uint32_t(members.size()), false, run.now, calculation, metrics);
     };
     ranked.reserve(groups.size());
@@ -142,18 +146,8 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
         RankedGroup r{g, 0, 0, 0, group.key};
         const bool counted =
             numbers != nullptr
-                ? rankingFigures(group.members,
-                                 [&](uint32_t m, uint32_t& cites) {
-                                     cites = numbers[m].Cites;
-                                     return numbers[m].Use >= 1;
-                                 },
-                                 counts, r)
-                : rankingFigures(group.members,
-                                 [&](uint32_t m, uint32_t& cites) {
-                                     cites = pubs[m]->Cites;
-                                     return pubs[m]->Use >= 1;
-                                 },
-                                 counts, r);
+                ? rankingFigures(group.members, [&](uint32_t m) -> const auto& { return numbers[m]; }, counts, r)
+                : rankingFigures(group.members, [&](uint32_t m) -> const auto& { return *pubs[m]; }, counts, r);
         if (!counted) {
             rc = calculateNumbers(group);
             if (rc != kResultOk) return rc;
@@ -199,12 +193,10 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
                 frame.i10 = ranked[r].i10;
                 rc = calculateNumbers(group);
             } else {
-                members.clear();
-                for (const uint32_t m : group.members) members.push_back(pubs[m]);
+                gatherMembers(group);
                 rc = calculateOver(members.data(), uint32_t(members.size()), true, run.now, list, metrics);
             }
             if (rc != kResultOk) return rc;
-            const VroMetrics& shown = metrics;
             frame.grouped = true;
             frame.groupKey = group.key.c_str();
             frame.groupName = group.name.c_str();
@@ -213,11 +205,11 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
                 countPool(*pool, workIndexes, frame, stamp, uint32_t(r + 1 + pass * ranked.size()));
             }
             if (!html)
-                rc = run.format->writeInput(frame, label, formatName, list, shown, nullptr, out);
+                rc = run.format->writeInput(frame, label, formatName, list, metrics, nullptr, out);
             else if (pass == 0)
-                rc = writeHtmlGroupRow(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &shown});
+                rc = writeHtmlGroupRow(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &metrics});
             else
-                rc = writeHtmlGroupChart(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &shown}, list);
+                rc = writeHtmlGroupChart(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &metrics}, list);
             if (rc != kResultOk) return rc;
         }
         if (html && pass == 0) {
