@@ -1,6 +1,8 @@
 #include "collate/work_keys.h"
 
+#include <array>
 #include <new>
+#include <string_view>
 
 #include "foundation/encodings.h"
 
@@ -14,13 +16,19 @@ char32_t nextCodePoint(const char16_t* text, uint32_t length, uint32_t& i) noexc
     return c;
 }
 
-void appendCodePoint(std::u16string& out, char32_t c) {
+char16_t* putCodePoint(char16_t* out, char32_t c) noexcept {
     if (c < 0x10000) {
-        out.push_back(char16_t(c));
+        *out++ = char16_t(c);
     } else {
-        out.push_back(char16_t(0xD800 + ((c - 0x10000) >> 10)));
-        out.push_back(char16_t(0xDC00 + ((c - 0x10000) & 0x3FF)));
+        *out++ = char16_t(0xD800 + ((c - 0x10000) >> 10));
+        *out++ = char16_t(0xDC00 + ((c - 0x10000) & 0x3FF));
     }
+    return out;
+}
+
+void appendCodePoint(std::u16string& out, char32_t c) {
+    char16_t units[2];
+    out.append(units, size_t(putCodePoint(units, c) - units));
 }
 
 // What the keys need of a character: its simple lower-case mapping and
@@ -42,11 +50,28 @@ Character classify(char32_t c) noexcept {
     return {row.lower != 0 ? row.lower : c, row.category};
 }
 
+// What an ASCII unit gives a title key: its lower-case letter or digit, or
+// 0 for every other unit.
+constexpr auto kAsciiTitleUnits = [] {
+    std::array<char16_t, 128> units{};
+    for (char16_t c = u'0'; c <= u'9'; ++c) units[c] = c;
+    for (char16_t c = u'a'; c <= u'z'; ++c) units[c] = units[c - 32] = c;
+    return units;
+}();
+
 bool isLetter(const Character& c) noexcept { return (c.category >> 4) == 1; }
 bool isNumber(const Character& c) noexcept { return (c.category >> 4) == 3; }
 bool isWhite(char32_t c) noexcept { return c == 32 || (c >= 9 && c <= 13) || (classify(c).category >> 4) == 6; }
 
 char16_t asciiLower(char16_t c) noexcept { return c >= u'A' && c <= u'Z' ? char16_t(c + 32) : c; }
+
+// Whether text[0, length) starts with prefix once its ASCII letters are lower-cased.
+bool startsWithLowered(const char16_t* text, uint32_t length, std::u16string_view prefix) noexcept {
+    if (length < prefix.size()) return false;
+    for (size_t i = 0; i < prefix.size(); ++i)
+        if (asciiLower(text[i]) != prefix[i]) return false;
+    return true;
+}
 
 // The letters of text[begin, end), lower-cased, appended to out; the count.
 uint32_t appendLetters(const char16_t* text, uint32_t begin, uint32_t end, std::u16string& out) {
@@ -103,16 +128,17 @@ bool doiKey(const char16_t* text, uint32_t length, std::u16string& key) noexcept
         uint32_t end = length;
         while (begin < end && isWhite(text[begin])) ++begin;
         while (end > begin && isWhite(text[end - 1])) --end;
-        for (uint32_t i = begin; i < end; ++i) key.push_back(asciiLower(text[i]));
-        static constexpr const char16_t* kPrefixes[] = {u"https://doi.org/", u"http://doi.org/", u"https://dx.doi.org/",
-                                                        u"http://dx.doi.org/", u"doi:"};
-        for (const char16_t* prefix : kPrefixes) {
-            if (key.starts_with(prefix)) {
-                key.erase(0, std::char_traits<char16_t>::length(prefix));
+        static constexpr std::u16string_view kPrefixes[] = {u"https://doi.org/", u"http://doi.org/",
+                                                            u"https://dx.doi.org/", u"http://dx.doi.org/", u"doi:"};
+        for (const std::u16string_view prefix : kPrefixes) {
+            if (startsWithLowered(text + begin, end - begin, prefix)) {
+                begin += uint32_t(prefix.size());
                 break;
             }
         }
-        if (!key.starts_with(u"10.")) key.clear();
+        if (!startsWithLowered(text + begin, end - begin, u"10.")) return true;
+        key.resize(end - begin);
+        for (uint32_t i = begin; i < end; ++i) key[i - begin] = asciiLower(text[i]);
     } catch (const std::bad_alloc&) {
         key.clear();
         return false;
@@ -123,15 +149,28 @@ bool doiKey(const char16_t* text, uint32_t length, std::u16string& key) noexcept
 bool titleKey(const char16_t* text, uint32_t length, std::u16string& key) noexcept {
     key.clear();
     try {
-        uint32_t count = 0;
+        // A character's lower case takes at most two units, so the key fits
+        // in twice the title's units; written in place, most titles being
+        // ASCII that a table maps at once.
+        key.resize(size_t(length) * 2);
+        char16_t* const start = key.data();
+        char16_t* out = start;
+        uint32_t pairs = 0;  // characters written as two units
         for (uint32_t i = 0; i < length;) {
-            const char32_t c = nextCodePoint(text, length, i);
-            const Character row = classify(c);
+            if (text[i] < 0x80) {
+                // Written always, kept only when it counts: no branch to mispredict.
+                *out = kAsciiTitleUnits[text[i++]];
+                out += *out != 0;
+                continue;
+            }
+            const Character row = classify(nextCodePoint(text, length, i));
             if (!isLetter(row) && !isNumber(row)) continue;
-            appendCodePoint(key, row.lower);
-            ++count;
+            char16_t* const next = putCodePoint(out, row.lower);
+            pairs += uint32_t(next - out) - 1;
+            out = next;
         }
-        if (count < kMinTitleKeyLength) key.clear();
+        const uint32_t count = uint32_t(out - start) - pairs;
+        key.resize(count < kMinTitleKeyLength ? 0 : size_t(out - start));
     } catch (const std::bad_alloc&) {
         key.clear();
         return false;

@@ -1,8 +1,8 @@
 // Field notes: names, units and meanings of the values of varoreport's rows.
 #include "report/field_notes.h"
 
+#include <array>
 #include <cstring>
-#include <functional>
 #include <iterator>
 
 #include "model/publication.h"
@@ -91,64 +91,64 @@ uint32_t suffixLength(const char* name) noexcept {
     return 0;
 }
 
-// The suffix and name lengths of the schema's rows, worked out once: a
-// report of many groups writes every row thousands of times.
-struct SchemaNameLengths {
-    uint8_t suffix[kMetricsSchemaRows];
-    uint8_t name[kMetricsSchemaRows];
-};
-
-const SchemaNameLengths& schemaNameLengths() noexcept {
-    static const SchemaNameLengths lengths = [] {
-        SchemaNameLengths l{};
-        for (uint32_t i = 0; i < kMetricsSchemaRows; ++i) {
-            l.suffix[i] = uint8_t(suffixLength(kMetricsSchema[i].snakeName));
-            l.name[i] = uint8_t(std::strlen(kMetricsSchema[i].snakeName));
-        }
-        return l;
-    }();
-    return lengths;
+uint32_t readableLengthOf(const VroMetricsSchemaRow& row) noexcept {
+    return uint32_t(std::strlen(row.snakeName)) - suffixLength(row.snakeName);
 }
 
-// The place of row in the schema, or kMetricsSchemaRows for another row.
-uint32_t schemaIndex(const VroMetricsSchemaRow& row) noexcept {
-    const std::less<const VroMetricsSchemaRow*> before;
-    if (before(&row, kMetricsSchema) || !before(&row, kMetricsSchema + kMetricsSchemaRows)) return kMetricsSchemaRows;
-    return uint32_t(&row - kMetricsSchema);
-}
-
-uint32_t suffixOf(const VroMetricsSchemaRow& row) noexcept {
-    const uint32_t i = schemaIndex(row);
-    return i < kMetricsSchemaRows ? schemaNameLengths().suffix[i] : suffixLength(row.snakeName);
+uint32_t decimalsOf(uint32_t suffix) noexcept {
+    return suffix == 0 ? 0 : suffix - 2;  // "_10" one place, "_100" two, "_1000" three
 }
 
 }  // namespace
 
-uint32_t fieldDecimals(const VroMetricsSchemaRow& row) noexcept {
-    const uint32_t suffix = suffixOf(row);
-    return suffix == 0 ? 0 : suffix - 2;  // "_10" one place, "_100" two, "_1000" three
+const VroSchemaColumn* schemaColumns() noexcept {
+    static const auto columns = [] {
+        std::array<VroSchemaColumn, kMetricsSchemaRows> c{};
+        for (uint32_t i = 0; i < kMetricsSchemaRows; ++i) {
+            const VroMetricsSchemaRow& row = kMetricsSchema[i];
+            c[i].decimals = uint8_t(decimalsOf(suffixLength(row.snakeName)));
+            c[i].readableLength = uint8_t(readableLengthOf(row));
+            c[i].storedLength = uint8_t(std::strlen(row.snakeName));
+        }
+        return c;
+    }();
+    return columns.data();
 }
 
-uint32_t readableNameLength(const VroMetricsSchemaRow& row) noexcept {
-    const uint32_t i = schemaIndex(row);
-    const uint32_t name = i < kMetricsSchemaRows ? schemaNameLengths().name[i] : uint32_t(std::strlen(row.snakeName));
-    return name - suffixOf(row);
-}
+uint32_t fieldDecimals(const VroMetricsSchemaRow& row) noexcept { return decimalsOf(suffixLength(row.snakeName)); }
+
+uint32_t readableNameLength(const VroMetricsSchemaRow& row) noexcept { return readableLengthOf(row); }
 
 char* putDecimal(char* p, uint32_t value, uint32_t decimals) noexcept {
-    char digits[16];
-    int n = 0;
-    do {
-        digits[n++] = char('0' + value % 10);
-        value /= 10;
-    } while (value != 0);
-    // At least one digit before the point: 5 with two places is "0.05".
-    while (n <= int(decimals)) digits[n++] = '0';
-    while (n > 0) {
-        if (uint32_t(n) == decimals) *p++ = '.';
-        *p++ = digits[--n];
+    // Most values of a report of many groups are single digits.
+    if (value < 10 && decimals == 0) {
+        *p = char('0' + value);
+        return p + 1;
     }
-    return p;
+    // The length is known first, so that the digits go straight to their
+    // places from the right: the places, the point, then the whole part two
+    // digits at a time. At least one digit stands before the point: 5 with
+    // two places is "0.05".
+    uint32_t digits = 1;
+    for (uint64_t power = 10; power <= value; power *= 10) ++digits;
+    const uint32_t whole = digits > decimals ? digits - decimals : 1;
+    char* const end = p + whole + (decimals != 0 ? decimals + 1 : 0);
+    char* q = end;
+    for (uint32_t i = 0; i < decimals; ++i, value /= 10) *--q = char('0' + value % 10);
+    if (decimals != 0) *--q = '.';
+    static constexpr char kPairs[] =
+        "00010203040506070809101112131415161718192021222324252627282930313233343536373839"
+        "40414243444546474849505152535455565758596061626364656667686970717273747576777879"
+        "8081828384858687888990919293949596979899";
+    for (; value >= 100; value /= 100) {
+        q -= 2;
+        std::memcpy(q, kPairs + 2 * (value % 100), 2);
+    }
+    if (value >= 10)
+        std::memcpy(q - 2, kPairs + 2 * value, 2);
+    else
+        q[-1] = char('0' + value);
+    return end;
 }
 
 namespace {

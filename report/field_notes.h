@@ -11,6 +11,9 @@
 //   or 0) and readableNameLength the length of the name without that suffix
 //   ("a"). putDecimal writes a stored value with that many places, digit for
 //   digit as the integer holds them (531 with 2 places is "5.31").
+// - schemaColumns gives, per row of kMetricsSchema, its decimal places and the
+//   lengths of its name with and without the suffix, worked out once for
+//   writers that write every row thousands of times.
 // - countWithCitations counts the publications taking part in the metrics
 //   (Use at least 1) that have at least `minimum` citations: i10 is the count
 //   for 10.
@@ -45,6 +48,13 @@ inline constexpr uint32_t kFieldNoteCount = kMetricsSchemaRows;  // the record's
 extern const VroFieldNote kFieldNotes[kFieldNoteCount];
 
 inline constexpr char kI10Name[] = "i10";
+
+struct VroSchemaColumn {
+    uint8_t decimals;
+    uint8_t readableLength;
+    uint8_t storedLength;
+};
+const VroSchemaColumn* schemaColumns() noexcept;  // kMetricsSchemaRows entries
 
 uint32_t fieldDecimals(const VroMetricsSchemaRow& row) noexcept;
 uint32_t readableNameLength(const VroMetricsSchemaRow& row) noexcept;

@@ -35,11 +35,12 @@ constexpr uint32_t kAuthorsModePosition = offsetof(VroMetrics, authorsPerPaperMo
 
 // A named field's value as its schema types it, a scaled one as a decimal
 // unless the stored integers are wanted; false for a mode of "none".
-bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row, bool stored) noexcept {
+bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row, const VroSchemaColumn& column,
+              bool stored) noexcept {
     const uint32_t word = metricsWord(m, row.position);
     if ((row.position == kCitesModePosition || row.position == kAuthorsModePosition) && word == kNoMode)
         return false;
-    const uint32_t decimals = stored ? 0 : fieldDecimals(row);
+    const uint32_t decimals = stored ? 0 : column.decimals;
     p = row.type() == kSchemaTypeInt32 ? putSigned(p, int32_t(word))
         : decimals != 0                ? putDecimal(p, word, decimals)
                                        : putUnsigned(p, word);
@@ -48,8 +49,8 @@ bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row, boo
 
 // A field's column name: the schema name, or without its scale suffix when
 // the values are decimals.
-uint32_t columnNameLength(const VroMetricsSchemaRow& row, bool stored) noexcept {
-    return stored ? uint32_t(std::strlen(row.snakeName)) : readableNameLength(row);
+uint32_t columnNameLength(const VroSchemaColumn& column, bool stored) noexcept {
+    return stored ? column.storedLength : column.readableLength;
 }
 
 // Room for every number of one input: 96 words, the count and i10, each at most
@@ -101,9 +102,10 @@ void writeJsonNarrow(XpTextWriter* out, const char* text) noexcept {
 ResultCode csvHead(const VroRowFrame& frame, XpTextWriter* out) noexcept {
     if (frame.grouped) out->writeText("group_key,group_name,");
     out->writeText("file,format,publications");
-    for (const VroMetricsSchemaRow& row : kMetricsSchema) {
+    const VroSchemaColumn* const columns = schemaColumns();
+    for (uint32_t i = 0; i < kMetricsSchemaRows; ++i) {
         out->writeText(",", 1);
-        out->writeText(row.snakeName, columnNameLength(row, frame.storedValues));
+        out->writeText(kMetricsSchema[i].snakeName, columnNameLength(columns[i], frame.storedValues));
     }
     out->writeText(",", 1);
     out->writeText(kI10Name);
@@ -149,9 +151,10 @@ ResultCode csvInput(const VroRowFrame& frame, const char16_t* label, const char*
     char* p = numbers;
     *p++ = ',';
     p = putUnsigned(p, publicationsOf(frame, list));
-    for (const VroMetricsSchemaRow& row : kMetricsSchema) {
+    const VroSchemaColumn* const columns = schemaColumns();
+    for (uint32_t i = 0; i < kMetricsSchemaRows; ++i) {
         *p++ = ',';
-        (void)putField(p, m, row, frame.storedValues);
+        (void)putField(p, m, kMetricsSchema[i], columns[i], frame.storedValues);
     }
     *p++ = ',';
     p = putUnsigned(p, i10Of(frame, list));
@@ -200,14 +203,16 @@ ResultCode jsonInput(const VroRowFrame& frame, const char16_t* label, const char
     writeJsonNarrow(out, formatName);
     char numbers[kNumbersRoom];
     char* p = putUnsigned(putText(numbers, ",\"publications\":"), publicationsOf(frame, list));
-    for (const VroMetricsSchemaRow& row : kMetricsSchema) {
+    const VroSchemaColumn* const columns = schemaColumns();
+    for (uint32_t i = 0; i < kMetricsSchemaRows; ++i) {
         // Schema names are plain ASCII identifiers: no escaping needed.
+        const VroMetricsSchemaRow& row = kMetricsSchema[i];
         *p++ = ',';
         *p++ = '"';
-        p = putText(p, row.snakeName, columnNameLength(row, frame.storedValues));
+        p = putText(p, row.snakeName, columnNameLength(columns[i], frame.storedValues));
         *p++ = '"';
         *p++ = ':';
-        if (!putField(p, m, row, frame.storedValues)) p = putText(p, "null");
+        if (!putField(p, m, row, columns[i], frame.storedValues)) p = putText(p, "null");
     }
     p = putUnsigned(putText(p, ",\"i10\":"), i10Of(frame, list));
     p = putText(p, ",\"authors\":[");
