@@ -359,6 +359,33 @@ TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
     }
 }
 
+// Group rows are calculated a block ahead on a second thread when the run
+// has one: a thousand authors' rows come out as on one thread.
+TEST_F(Varoreport, GroupRowsOnTwoThreadsAreThoseOfOne) {
+    // Name keys keep letters only: each author's surname spells its number.
+    const auto surname = [](int i) { return std::string{char('a' + i / 676), char('a' + i / 26 % 26), char('a' + i % 26)}; };
+    std::string ris;
+    for (int i = 0; i < 1000; ++i)
+        ris += "TY  - JOUR\nAU  - " + surname(i) + ", A.\nAU  - " + surname(i / 3) + ", B.\nTI  - Paper " +
+               std::to_string(i) + "\nPY  - " + std::to_string(1990 + i % 30) + "\nN1  - Cited By: " +
+               std::to_string(i % 41) + "\nER  - \n\n";
+    vt::spill(dir_ / "many.ris", ris);
+    for (const char* run : {"--by author", "--merge --by author -f json"}) {
+        const vt::Run one = report(std::string("-q --year 2026 -j 1 ") + run + " many.ris");
+        const vt::Run two = report(std::string("-q --year 2026 -j 2 ") + run + " many.ris");
+        EXPECT_EQ(two.status, 0) << two.err;
+        EXPECT_EQ(one.out, two.out) << run;
+    }
+    // Each "A." author has one paper, the one of its number: every row is its own group's.
+    auto rows = rowsByFile(report("-q --year 2026 -j 2 --by author many.ris").out, true);
+    EXPECT_EQ(rows.size(), 1334u);
+    for (int i = 0; i < 1000; ++i) {
+        std::map<std::string, std::string>& row = rows["many.ris\tname:" + surname(i) + " a"];
+        EXPECT_EQ(row["cites_total"], std::to_string(i % 41)) << i;
+        EXPECT_EQ(row["year_first"], std::to_string(1990 + i % 30)) << i;
+    }
+}
+
 // An input that keeps its thread waiting does not hold up the next: while
 // one thread waits for the first pipe's writer, another opens the second.
 TEST_F(Varoreport, InputsAreOpenedOnSeveralThreadsAtOnce) {

@@ -43,6 +43,7 @@ struct CollatedRun {
     bool merge;
     uint32_t by;        // 0: no grouping; else 1 + VroGroupKind
     uint32_t minPapers;
+    uint32_t threads = 1;  // csv and json group rows may be calculated on this many
 };
 
 uint32_t collatedTexts(const CollatedRun& run) noexcept;
