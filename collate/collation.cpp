@@ -7,6 +7,10 @@
 #include <new>
 #include <string_view>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "collate/work_keys.h"
 #include "foundation/unit_scan.h"
 #include "metrics/metrics_calc.h"
@@ -281,8 +285,20 @@ struct GroupBuilder {
             if (c >= 0x80) return false;
         return true;
     }
+    // Whether the bytes widened are text; a slot's bytes are compared eight
+    // at a time, as every author noted compares a key and a spelling.
     static bool sameUnits(const uint8_t* bytes, std::u16string_view text) noexcept {
-        for (size_t i = 0; i < text.size(); ++i)
+        size_t i = 0;
+#if defined(__SSE2__)
+        for (; i + 8 <= text.size(); i += 8) {
+            uint64_t packed;
+            std::memcpy(&packed, bytes + i, sizeof packed);
+            const __m128i widened = _mm_unpacklo_epi8(_mm_cvtsi64_si128(int64_t(packed)), _mm_setzero_si128());
+            const __m128i units = _mm_loadu_si128(reinterpret_cast<const __m128i*>(text.data() + i));
+            if (_mm_movemask_epi8(_mm_cmpeq_epi16(widened, units)) != 0xFFFF) return false;
+        }
+#endif
+        for (; i < text.size(); ++i)
             if (bytes[i] != text[i]) return false;
         return true;
     }
