@@ -113,8 +113,7 @@ ResultCode XpTextReader::fill(uint32_t bytes) noexcept {
 ResultCode XpTextReader::detectEncoding(uint32_t* codePage) noexcept {
     if (codePage == nullptr) return kErrInvalidArgument;
     if (buffer_ == nullptr) return 258;
-    ResultCode fillResult = kResultOk;
-    if (endPos_ - readPos_ < 4) fillResult = fill(4);
+    const ResultCode fillResult = fill(4);
     const uint32_t available = endPos_ - readPos_;
     const uint8_t* b = buffer_ + readPos_;
     auto consume = [&](uint32_t n, uint32_t page) {

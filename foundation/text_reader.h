@@ -88,6 +88,9 @@ public:
 
     const charenc* encoding() const noexcept { return encoding_; }
     uint32_t flags() const noexcept { return flags_; }
+    // True when the encoding reads each ASCII byte as itself, one byte per
+    // unit, so that lines of such bytes are copied without decoding.
+    bool asciiTransparent() const noexcept { return asciiTransparent_; }
 
 private:
     XpTextReader() noexcept = default;
