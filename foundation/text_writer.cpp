@@ -137,10 +137,8 @@ ResultCode XpTextWriter::drain() noexcept {
         return kResultOk;
     }
     // Keep what the stream did not take, at the start of the buffer.
-    if (written > 0 && written < buffered_) {
-        memmove(buffer_, buffer_ + written, buffered_ - written);
-        buffered_ -= static_cast<uint32_t>(written);
-    }
+    memmove(buffer_, buffer_ + written, buffered_ - written);
+    buffered_ -= static_cast<uint32_t>(written);
     return keep(rc);
 }
 
