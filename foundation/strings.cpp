@@ -172,17 +172,10 @@ ResultCode XpBasicString<Unit>::insertText(uint32_t position, const Text* text, 
         ResultCode rc = prepareInsert(position, converted, &at);
         if (rc != kResultOk) return rc;
         Unit* gap = openGap(position, at, converted);
+        // The measure and the conversion walk the text with the same
+        // decoder, so the conversion fills the gap exactly.
         uint32_t written = converted;
-        rc = convertInto(text, units, gap, &written);
-        if (written < converted) {
-            // Not expected: the measure and the conversion walk alike. Close
-            // the unused part of the gap rather than keep stray units.
-            const uint32_t len = length();
-            const uint32_t tail = len - (at + converted);
-            std::memmove(gap + written, gap + converted, size_t{tail} * sizeof(Unit));
-            setLengthUnchecked(len - (converted - written));
-        }
-        return rc;
+        return convertInto(text, units, gap, &written);
     }
 }
 
