@@ -47,12 +47,11 @@ ResultCode str_writer::writeText(const char* text, uint32_t count) noexcept {
 
 ResultCode str_writer::writeText16(const char16_t* text, uint32_t count) noexcept {
     if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
-    if (text != nullptr && count != 0) {
-        uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
-        uint32_t bytes = room();
-        (void)utf16ToUtf8(text, &units, cursor_, &bytes);
-        cursor_ += bytes;
-    }
+    // No text converts to nothing; a terminated one goes without its terminator.
+    uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
+    uint32_t bytes = room();
+    (void)utf16ToUtf8(text, &units, cursor_, &bytes);
+    cursor_ += bytes;
     terminate();
     return kResultOk;
 }
@@ -63,12 +62,11 @@ ResultCode str_writer::writeText16Alt(const char16_t* text, uint32_t count) noex
 
 ResultCode str_writer::writeText32(const char32_t* text, uint32_t count) noexcept {
     if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
-    if (text != nullptr && count != 0) {
-        uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
-        uint32_t bytes = room();
-        (void)utf32ToUtf8(text, &units, cursor_, &bytes);
-        cursor_ += bytes;
-    }
+    // No text converts to nothing; a terminated one goes without its terminator.
+    uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
+    uint32_t bytes = room();
+    (void)utf32ToUtf8(text, &units, cursor_, &bytes);
+    cursor_ += bytes;
     terminate();
     return kResultOk;
 }

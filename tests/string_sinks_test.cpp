@@ -53,6 +53,11 @@ TEST(StrWriter, UnusableCursorWritesNothing) {
     str_writer past(buffer + 3, buffer + 2);
     EXPECT_EQ(past.writeText("abc", 3), 0);
     EXPECT_EQ(past.writeText32(U"abc", 3), 0);
+    str_writer empty(buffer, buffer + 3);  // no text: only the terminator
+    EXPECT_EQ(empty.writeText16(nullptr, 2), 0);
+    EXPECT_EQ(empty.writeText32(nullptr, kUnitsToTerminator), 0);
+    EXPECT_EQ(empty.written(), 0u);
+    buffer[0] = '#';
     EXPECT_EQ(std::string(buffer, 4), "####");
     str_writer noRoom(buffer, buffer);  // no room, but still the terminator, whatever the width
     for (int width : {0, 8, 16, 32}) {
