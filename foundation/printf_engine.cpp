@@ -378,7 +378,7 @@ ResultCode runFormat(tsr_writer* sink, const Unit* format, va_list incoming) {
     va_copy(args, incoming);
     Output out(sink);
     const Unit* f = format;
-    while (out.ok() && *f) {
+    while (*f) {  // a failed output ends the loop below, before the next directive
         const Unit* run = f;
         while (*f && *f != '%') ++f;
         if (f > run) out.literal(run, static_cast<size_t>(f - run));
