@@ -185,6 +185,15 @@ TEST(TextReaderUnits, BufferedBytesAndSkipping) {
     EXPECT_EQ(got, "0:ab 0:ab 0:abcd 0:d 0:ef 768: 768: ");
     EXPECT_EQ(reader->bufferedBytes(nullptr, &count, false), kErrInvalidArgument);
     EXPECT_EQ(reader->bufferedBytes(&bytes, nullptr, false), kErrInvalidArgument);
+    // None while a unit is owed, while held text or old Mac lines are read, or without a stream.
+    auto owed = readerOn("\xF0\x9F\x98\x80");
+    char16_t unit = 0;
+    ASSERT_EQ(owed->readUnit(&unit), 0);
+    EXPECT_EQ(owed->bufferedBytes(&bytes, &count, false), 258);
+    EXPECT_EQ(reader->useCarriageReturnLines(u"x", 1), 0);
+    EXPECT_EQ(reader->bufferedBytes(&bytes, &count, false), 258);
+    EXPECT_EQ(owed->reset(), 0);
+    EXPECT_EQ(owed->bufferedBytes(&bytes, &count, false), 258);
 }
 
 // The ASCII fast path must give exactly what unit-by-unit reading gives.
