@@ -16,10 +16,9 @@ void str_writer::terminate() noexcept {
     if (cursor_ != nullptr && cursor_ <= limit_) *cursor_ = '\0';
 }
 
-uint32_t str_writer::written() const noexcept {
-    if (cursor_ == nullptr || start_ == nullptr || cursor_ < start_) return 0;
-    return static_cast<uint32_t>(cursor_ - start_);
-}
+// The cursor starts at the start and only moves forward (both null when
+// there is no buffer).
+uint32_t str_writer::written() const noexcept { return static_cast<uint32_t>(cursor_ - start_); }
 
 ResultCode str_writer::writeFill(char byte, uint32_t count) noexcept {
     if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
