@@ -184,7 +184,7 @@ ResultCode XpFileStream::read(void* destination, size_t minimum, size_t maximum,
     } else {
         auto* bytes = static_cast<unsigned char*>(destination);
         while (total < maximum) {
-            const size_t want = maximum - total < kMaxTransfer ? maximum - total : kMaxTransfer;
+            const size_t want = std::min(maximum - total, kMaxTransfer);
             const ssize_t n = ::read(fd_, bytes + total, want);
             if (n > 0) {
                 total += size_t(n);
@@ -210,7 +210,7 @@ ResultCode XpFileStream::write(const void* buffer, size_t length, size_t* writte
     } else {
         const auto* bytes = static_cast<const unsigned char*>(buffer);
         while (total < length) {
-            const size_t want = length - total < kMaxTransfer ? length - total : kMaxTransfer;
+            const size_t want = std::min(length - total, kMaxTransfer);
             const ssize_t n = ::write(fd_, bytes + total, want);
             if (n > 0) {
                 total += size_t(n);

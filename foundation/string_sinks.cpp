@@ -1,6 +1,7 @@
 // String sinks: a fixed narrow buffer and appending to framework strings.
 #include "foundation/string_sinks.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "foundation/strings.h"
@@ -23,7 +24,7 @@ uint32_t str_writer::written() const noexcept { return static_cast<uint32_t>(cur
 ResultCode str_writer::writeFill(char byte, uint32_t count) noexcept {
     if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
     const uint32_t room = this->room();
-    const uint32_t n = count < room ? count : room;
+    const uint32_t n = std::min(count, room);
     std::memset(cursor_, static_cast<unsigned char>(byte), n);
     cursor_ += n;
     terminate();

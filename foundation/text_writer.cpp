@@ -2,6 +2,7 @@
 // stream in whole blocks.
 #include "foundation/text_writer.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -206,7 +207,7 @@ ResultCode XpTextWriter::writeBytes(uint8_t byte, uint32_t count) noexcept {
             if (rc != 0) return rc;
         }
         uint32_t room = kTextWriterBufferSize - buffered_;
-        uint32_t n = count < room ? count : room;
+        uint32_t n = std::min(count, room);
         memset(buffer_ + buffered_, byte, n);
         buffered_ += n;
         count -= n;
