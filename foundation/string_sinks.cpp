@@ -46,8 +46,8 @@ ResultCode str_writer::writeText(const char* text, uint32_t count) noexcept {
 }
 
 ResultCode str_writer::writeText16(const char16_t* text, uint32_t count) noexcept {
-    if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
-    // No text converts to nothing; a terminated one goes without its terminator.
+    // No text converts to nothing, a terminated one without its terminator;
+    // a missing or spent buffer has no room, and nothing is written into none.
     uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
     uint32_t bytes = room();
     (void)utf16ToUtf8(text, &units, cursor_, &bytes);
@@ -61,8 +61,8 @@ ResultCode str_writer::writeText16Alt(const char16_t* text, uint32_t count) noex
 }
 
 ResultCode str_writer::writeText32(const char32_t* text, uint32_t count) noexcept {
-    if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
-    // No text converts to nothing; a terminated one goes without its terminator.
+    // No text converts to nothing, a terminated one without its terminator;
+    // a missing or spent buffer has no room, and nothing is written into none.
     uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
     uint32_t bytes = room();
     (void)utf32ToUtf8(text, &units, cursor_, &bytes);

@@ -30,8 +30,8 @@ TEST(StrWriter, EachOperation) {
     EXPECT_EQ(sink.writeFill('-', 2), 0);
     EXPECT_EQ(sink.writeText("ab\0cd", 5), 0);  // stops at the zero byte
     EXPECT_EQ(sink.writeText16(u"\u00E9", kUnitsToTerminator), 0);
-    EXPECT_EQ(sink.writeText16Alt(u"!", 1), 0);
-    EXPECT_EQ(sink.writeText32(U"\U0001F600", 1), 0);
+    EXPECT_EQ(sink.writeText16Alt(u"!?", 1), 0);  // only the units counted
+    EXPECT_EQ(sink.writeText32(U"\U0001F600?", 1), 0);
     EXPECT_STREQ(buffer, "--ab\xC3\xA9!\xF0\x9F\x98\x80");
     EXPECT_EQ(sink.written(), 11u);
 }
