@@ -194,6 +194,20 @@ TEST(TextReaderUnits, BufferedBytesAndSkipping) {
     EXPECT_EQ(reader->bufferedBytes(&bytes, &count, false), 258);
     EXPECT_EQ(owed->reset(), 0);
     EXPECT_EQ(owed->bufferedBytes(&bytes, &count, false), 258);
+    // One block at most, however much the stream could hand over.
+    auto big = readerOn(std::string(70000, 'x'), 70000);
+    EXPECT_EQ(big->bufferedBytes(&bytes, &count, true), 0);
+    EXPECT_EQ(count, 65536u);
+}
+
+// Old Mac lines: the held text first, then the stream; a lone CR ends a line, the most units end one too.
+TEST(TextReaderLines, CarriageReturnLinesHeldTextFirst) {
+    auto mac = readerOn("abcdef\rg\r\nh");
+    ASSERT_EQ(mac->useCarriageReturnLines(u"x\n", 2), 0);
+    std::string got;
+    XpString16 line;
+    while (mac->readLine(line, 3, u'\n') == 0) got += vt::utf8Units(std::u16string(line.data(), line.length())) + "|";
+    EXPECT_EQ(got, "x\na|bcd|ef\r|g\r|h|");
 }
 
 // The ASCII fast path must give exactly what unit-by-unit reading gives.
