@@ -35,20 +35,9 @@ ResultCode createInto(XpHolder<Stream>* holder, Make make) noexcept {
     return *holder ? kResultOk : kErrNoMemory;
 }
 
-// The descriptor's status flags carry no meaning at bit 27 on this host; the
-// bit is copied into state-flag bit 0 all the same so that the capability word
-// reflects the descriptor as queried.
-uint32_t modeBit(int descriptor) noexcept {
-    const int statusFlags = fcntl(descriptor, F_GETFL);
-    return statusFlags != -1 && (unsigned(statusFlags) & (1u << 27)) ? kStreamFlagModeBit27 : 0;
-}
-
 uint32_t handleFlags(int descriptor, bool owned) noexcept {
     uint32_t flags = owned ? kStreamFlagOwned : 0;
-    if (descriptor >= 0 && isatty(descriptor))
-        flags |= kStreamFlagConsole;
-    else if (descriptor >= 0)
-        flags |= modeBit(descriptor);
+    if (descriptor >= 0 && isatty(descriptor)) flags |= kStreamFlagConsole;
     return flags;
 }
 
@@ -195,7 +184,7 @@ ResultCode XpFileStream::read(void* destination, size_t minimum, size_t maximum,
     } else {
         auto* bytes = static_cast<unsigned char*>(destination);
         while (total < maximum) {
-            const size_t want = maximum - total < kMaxTransfer ? maximum - total : kMaxTransfer;
+            const size_t want = std::min(maximum - total, kMaxTransfer);
             const ssize_t n = ::read(fd_, bytes + total, want);
             if (n > 0) {
                 total += size_t(n);
@@ -221,7 +210,7 @@ ResultCode XpFileStream::write(const void* buffer, size_t length, size_t* writte
     } else {
         const auto* bytes = static_cast<const unsigned char*>(buffer);
         while (total < length) {
-            const size_t want = length - total < kMaxTransfer ? length - total : kMaxTransfer;
+            const size_t want = std::min(length - total, kMaxTransfer);
             const ssize_t n = ::write(fd_, bytes + total, want);
             if (n > 0) {
                 total += size_t(n);

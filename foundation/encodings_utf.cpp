@@ -5,6 +5,7 @@
 // units on entry (a trailing partial unit is neither converted nor counted)
 // and multiplied back on return, and units are copied as they are when the
 // class's byte order is the host's, byte-swapped otherwise.
+#include <algorithm>
 #include <bit>
 #include <cstring>
 
@@ -48,7 +49,7 @@ uint32_t textSourceUnits(const U* text, uint32_t count) noexcept {
 // protocol as every conversion: what fits is copied, the rest gives 56.
 ResultCode copyUnits(const void* src, uint32_t units, void* dst, uint32_t* srcCount, uint32_t* dstCount,
                      uint32_t width, UnitOrder order) noexcept {
-    uint32_t n = units < *dstCount ? units : *dstCount;
+    uint32_t n = std::min(units, *dstCount);
     const uint8_t* s = static_cast<const uint8_t*>(src);
     uint8_t* d = static_cast<uint8_t*>(dst);
     if (order == UnitOrder::kHost || width == 1) {

@@ -4,6 +4,7 @@
 // operations, so the same engine serves text writers, strings and buffers.
 #include "foundation/printf_engine.h"
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
@@ -184,7 +185,7 @@ void emitInteger(Output& out, Directive d, const ConversionRow& row, uint64_t ma
     char* p = end;
     const char* alphabet = row.upper ? "0123456789ABCDEF" : "0123456789abcdef";
     uint32_t precision = d.hasPrecision ? d.precision : 1;
-    if (precision > kMaxIntegerPrecision) precision = kMaxIntegerPrecision;
+    precision = std::min<uint32_t>(precision, kMaxIntegerPrecision);
     if (d.hasPrecision) d.flags &= ~kFlagZero;
     for (uint64_t v = magnitude; v != 0; v /= row.base) *--p = alphabet[v % row.base];
     while (static_cast<uint32_t>(end - p) < precision) *--p = '0';
@@ -315,7 +316,7 @@ uint32_t parseNumber(const Unit*& f) {
     uint64_t value = 0;
     while (*f >= '0' && *f <= '9') {
         value = value * 10 + static_cast<uint32_t>(*f - '0');
-        if (value > kMaxWidth) value = kMaxWidth;
+        value = std::min<uint64_t>(value, kMaxWidth);
         ++f;
     }
     return static_cast<uint32_t>(value);
@@ -378,7 +379,7 @@ ResultCode runFormat(tsr_writer* sink, const Unit* format, va_list incoming) {
     va_copy(args, incoming);
     Output out(sink);
     const Unit* f = format;
-    while (out.ok() && *f) {
+    while (*f) {  // a failed output ends the loop below, before the next directive
         const Unit* run = f;
         while (*f && *f != '%') ++f;
         if (f > run) out.literal(run, static_cast<size_t>(f - run));

@@ -1,6 +1,7 @@
 // String sinks: a fixed narrow buffer and appending to framework strings.
 #include "foundation/string_sinks.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "foundation/strings.h"
@@ -16,15 +17,14 @@ void str_writer::terminate() noexcept {
     if (cursor_ != nullptr && cursor_ <= limit_) *cursor_ = '\0';
 }
 
-uint32_t str_writer::written() const noexcept {
-    if (cursor_ == nullptr || start_ == nullptr || cursor_ < start_) return 0;
-    return static_cast<uint32_t>(cursor_ - start_);
-}
+// The cursor starts at the start and only moves forward (both null when
+// there is no buffer).
+uint32_t str_writer::written() const noexcept { return static_cast<uint32_t>(cursor_ - start_); }
 
 ResultCode str_writer::writeFill(char byte, uint32_t count) noexcept {
     if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
     const uint32_t room = this->room();
-    const uint32_t n = count < room ? count : room;
+    const uint32_t n = std::min(count, room);
     std::memset(cursor_, static_cast<unsigned char>(byte), n);
     cursor_ += n;
     terminate();
@@ -46,13 +46,12 @@ ResultCode str_writer::writeText(const char* text, uint32_t count) noexcept {
 }
 
 ResultCode str_writer::writeText16(const char16_t* text, uint32_t count) noexcept {
-    if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
-    if (text != nullptr && count != 0) {
-        uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
-        uint32_t bytes = room();
-        (void)utf16ToUtf8(text, &units, cursor_, &bytes);
-        cursor_ += bytes;
-    }
+    // No text converts to nothing, a terminated one without its terminator;
+    // a missing or spent buffer has no room, and nothing is written into none.
+    uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
+    uint32_t bytes = room();
+    (void)utf16ToUtf8(text, &units, cursor_, &bytes);
+    cursor_ += bytes;
     terminate();
     return kResultOk;
 }
@@ -62,13 +61,12 @@ ResultCode str_writer::writeText16Alt(const char16_t* text, uint32_t count) noex
 }
 
 ResultCode str_writer::writeText32(const char32_t* text, uint32_t count) noexcept {
-    if (cursor_ == nullptr || cursor_ > limit_) return kResultOk;
-    if (text != nullptr && count != 0) {
-        uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
-        uint32_t bytes = room();
-        (void)utf32ToUtf8(text, &units, cursor_, &bytes);
-        cursor_ += bytes;
-    }
+    // No text converts to nothing, a terminated one without its terminator;
+    // a missing or spent buffer has no room, and nothing is written into none.
+    uint32_t units = count == kUnitsToTerminator ? terminatedLength(text) : count;
+    uint32_t bytes = room();
+    (void)utf32ToUtf8(text, &units, cursor_, &bytes);
+    cursor_ += bytes;
     terminate();
     return kResultOk;
 }

@@ -2,6 +2,7 @@
 // and the plain narrow comparisons.
 #include "foundation/strings.h"
 
+#include <algorithm>
 #include <bit>
 #include <cstdlib>
 #include <type_traits>
@@ -92,7 +93,7 @@ template <class Unit>
 ResultCode XpBasicString<Unit>::reallocate(uint32_t units) noexcept {
     const uint64_t need = uint64_t{units} + 1;
     uint64_t newCapacity = std::bit_ceil(need);
-    if (newCapacity > kXpStringMaxCapacity) newCapacity = kXpStringMaxCapacity;
+    newCapacity = std::min<uint64_t>(newCapacity, kXpStringMaxCapacity);
     if (newCapacity < need) return kErrDataLimit;
     const size_t bytes = static_cast<size_t>(newCapacity) * sizeof(Unit);
     const uint32_t len = length();
@@ -172,17 +173,10 @@ ResultCode XpBasicString<Unit>::insertText(uint32_t position, const Text* text, 
         ResultCode rc = prepareInsert(position, converted, &at);
         if (rc != kResultOk) return rc;
         Unit* gap = openGap(position, at, converted);
+        // The measure and the conversion walk the text with the same
+        // decoder, so the conversion fills the gap exactly.
         uint32_t written = converted;
-        rc = convertInto(text, units, gap, &written);
-        if (written < converted) {
-            // Not expected: the measure and the conversion walk alike. Close
-            // the unused part of the gap rather than keep stray units.
-            const uint32_t len = length();
-            const uint32_t tail = len - (at + converted);
-            std::memmove(gap + written, gap + converted, size_t{tail} * sizeof(Unit));
-            setLengthUnchecked(len - (converted - written));
-        }
-        return rc;
+        return convertInto(text, units, gap, &written);
     }
 }
 
@@ -225,7 +219,7 @@ int XpString16::compare(const XpString16& a, const XpString16& b) noexcept {
     if (&a == &b) return 0;
     const uint32_t la = a.length();
     const uint32_t lb = b.length();
-    const uint32_t n = la < lb ? la : lb;
+    const uint32_t n = std::min(la, lb);
     const char16_t* pa = a.data();
     const char16_t* pb = b.data();
     for (uint32_t i = 0; i < n; ++i)

@@ -2,6 +2,7 @@
 
 #include "foundation/unit_scan.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -89,10 +90,11 @@ ResultCode XpTextReader::setEncoding(uint32_t codePage) noexcept {
 //   the stream is asked, the unread bytes (fewer than asked for) move back
 //   to the headroom's end, so every read has most of the block to fill;
 // - the stream is asked for the missing bytes at least and the free space at
-//   most; a short read reports what the stream reported.
+//   most; a short read reports what the stream reported;
+// - callers ask for one character's bytes at most, a few bytes, so the
+//   block always has room for them.
 ResultCode XpTextReader::fill(uint32_t bytes) noexcept {
     if (readPos_ > endPos_ || stream_ == nullptr || buffer_ == nullptr) return 258;  // "Invalid state"
-    if (bytes > kTextReaderMaxFill) return kErrDataLimit;
     const uint32_t available = endPos_ - readPos_;
     if (available >= bytes) return kResultOk;
     if (readPos_ != kTextReaderHeadroom) {
@@ -113,8 +115,7 @@ ResultCode XpTextReader::fill(uint32_t bytes) noexcept {
 ResultCode XpTextReader::detectEncoding(uint32_t* codePage) noexcept {
     if (codePage == nullptr) return kErrInvalidArgument;
     if (buffer_ == nullptr) return 258;
-    ResultCode fillResult = kResultOk;
-    if (endPos_ - readPos_ < 4) fillResult = fill(4);
+    const ResultCode fillResult = fill(4);
     const uint32_t available = endPos_ - readPos_;
     const uint8_t* b = buffer_ + readPos_;
     auto consume = [&](uint32_t n, uint32_t page) {
@@ -232,7 +233,7 @@ bool XpTextReader::readBufferedAsciiLine(XpString16& line, uint32_t maxUnits, ch
     if (!asciiTransparent_ || pending_ != 0 || carriageReturnLines_ || terminator == 0 || terminator >= 0x80)
         return false;
     const uint32_t available = endPos_ - readPos_;
-    const uint32_t limit = available < maxUnits ? available : maxUnits;
+    const uint32_t limit = std::min(available, maxUnits);
     if (line.reserve(limit + kAsciiCopySlack) != kResultOk) return false;
     bool ended = false;
     const uint32_t span = copyAsciiLine(buffer_ + readPos_, limit, line.data(), uint8_t(terminator), &ended);
@@ -292,7 +293,7 @@ ResultCode XpTextReader::bufferedBytes(const uint8_t** bytes, uint32_t* count, b
 
 void XpTextReader::skipBytes(uint32_t count) noexcept {
     const uint32_t available = endPos_ - readPos_;
-    readPos_ += count < available ? count : available;
+    readPos_ += std::min(count, available);
 }
 
 void XpTextReader::giveBack(char16_t unit, bool owed) noexcept {
@@ -338,7 +339,7 @@ ResultCode XpTextReader::readCarriageReturnLine(XpString16& line, uint32_t maxUn
 XpTextReader::AsciiRun XpTextReader::copyAsciiRun(XpString16& line, uint32_t maxUnits, char16_t terminator) noexcept {
     uint32_t room = maxUnits - line.length();
     const uint32_t available = endPos_ - readPos_;
-    if (room > available) room = available;
+    room = std::min(room, available);
     if (room == 0 || line.grow(room + kAsciiCopySlack) != kResultOk) return AsciiRun::kNoRoom;
     // The run ends after the terminator, before the first byte of 0x80 or
     // more, or at the room; a terminator outside ASCII never ends it, and
@@ -390,7 +391,7 @@ ResultCode XpTextReader::readBlock(XpString16& line, uint32_t maxUnits) noexcept
             if (rc != kResultOk) return rc;
         }
         uint32_t room = maxUnits - line.length();
-        if (room > 4096) room = 4096;
+        room = std::min(room, 4096u);
         rc = line.grow(room);
         if (rc != kResultOk) return rc;
         uint32_t size = endPos_ - readPos_;

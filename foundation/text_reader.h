@@ -35,8 +35,6 @@
 
 inline constexpr uint32_t kTextReaderHeadroom = 1024;
 inline constexpr uint32_t kTextReaderBufferSize = kTextReaderHeadroom + 65536;
-// The most bytes one fill may ask for.
-inline constexpr uint32_t kTextReaderMaxFill = 4096;
 
 class XpTextReader final : public XpObject {
 public:
@@ -88,6 +86,9 @@ public:
 
     const charenc* encoding() const noexcept { return encoding_; }
     uint32_t flags() const noexcept { return flags_; }
+    // True when the encoding reads each ASCII byte as itself, one byte per
+    // unit, so that lines of such bytes are copied without decoding.
+    bool asciiTransparent() const noexcept { return asciiTransparent_; }
 
 private:
     XpTextReader() noexcept = default;

@@ -2,6 +2,7 @@
 // stream in whole blocks.
 #include "foundation/text_writer.h"
 
+#include <algorithm>
 #include <cstring>
 #include <new>
 
@@ -137,10 +138,8 @@ ResultCode XpTextWriter::drain() noexcept {
         return kResultOk;
     }
     // Keep what the stream did not take, at the start of the buffer.
-    if (written > 0 && written < buffered_) {
-        memmove(buffer_, buffer_ + written, buffered_ - written);
-        buffered_ -= static_cast<uint32_t>(written);
-    }
+    memmove(buffer_, buffer_ + written, buffered_ - written);
+    buffered_ -= static_cast<uint32_t>(written);
     return keep(rc);
 }
 
@@ -208,7 +207,7 @@ ResultCode XpTextWriter::writeBytes(uint8_t byte, uint32_t count) noexcept {
             if (rc != 0) return rc;
         }
         uint32_t room = kTextWriterBufferSize - buffered_;
-        uint32_t n = count < room ? count : room;
+        uint32_t n = std::min(count, room);
         memset(buffer_ + buffered_, byte, n);
         buffered_ += n;
         count -= n;

@@ -2,6 +2,7 @@
 // width, and one loop that joins them under the conversion protocol.
 #include "foundation/utf.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -214,7 +215,7 @@ ResultCode convert(const typename Source::Unit* src, uint32_t* srcCount, typenam
     while (in < total) {
         // Runs of ASCII are the common case and map one unit to one unit.
         const uint32_t room = capacity - out;
-        const uint32_t run = total - in < room ? total - in : room;
+        const uint32_t run = std::min(total - in, room);
         uint32_t k = 0;
         for (uint32_t u; k < run && (u = loadUnit(src + in + k, srcSwap)) < 0x80; ++k)
             storeUnit(dst + out + k, u, dstSwap);

@@ -22,8 +22,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     XpHolder<XpTextReader> reader;
     const ResultCode created = XpTextReader::create(&reader, stream);
     stream->release();
-    if (created != 0) return 0;
-    if (codePage == 0 ? reader->checkEncoding(1252) != 0 : reader->setEncoding(codePage) != 0) return 0;
+    if (created != 0) __builtin_trap();  // a reader over memory is always made
+    const ResultCode chosen = codePage == 0 ? reader->checkEncoding(1252) : reader->setEncoding(codePage);
+    // Every listed code page exists; only detection may meet an empty input.
+    if (chosen != 0 && (codePage != 0 || chosen != 768)) __builtin_trap();
+    if (chosen != 0) return 0;
     XpString16 line;
     // Each round consumes at least one byte or ends, so the input bounds it.
     for (size_t round = 0; round <= size; ++round) {

@@ -152,6 +152,9 @@ TEST(Encodings, ObjectsNamesAndPropertiesAsInTestsData) {
     EXPECT_STREQ(kCharsetNames[0].name, "asmo-708");
     EXPECT_STREQ(kCharsetNames[kCharsetNameCount - 1].name, "x_chinese-eten");
     for (uint32_t i = 1; i < kCharPropertyCount; ++i) ASSERT_LT(kCharProperties[i - 1].first, kCharProperties[i].first) << i;
+    // Byte lengths past the 32-bit range saturate instead of wrapping (the text is not read for them).
+    EXPECT_EQ(Shared(12000)->encodedLengthFromUtf32(U"", 0x40000000u), 0xFFFFFFFFu);
+    EXPECT_EQ(Shared(1201)->encodedLengthFromUtf16(u"", 0x7FFFFFFFu), 0xFFFFFFFEu);
     // Every object of the registry is found under its own name.
     for (uint32_t cp : {437u, 850u, 1200u, 1201u, 1252u, 10000u, 12000u, 12001u, 20127u, 28591u, 65001u, 65002u}) {
         Shared named(cp);

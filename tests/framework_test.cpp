@@ -19,6 +19,10 @@ TEST(ProgramName, IsTheExecutablesBaseNameWithoutExtension) {
     EXPECT_EQ(std::string(programNameFromPath(path.c_str(), buffer, sizeof buffer)), path.substr(1));
     path += "b";
     EXPECT_STREQ(programNameFromPath(path.c_str(), buffer, sizeof buffer), "(unknown)");
+    // A short buffer cuts the name; one too short for the unknown name cuts that.
+    EXPECT_STREQ(programNameFromPath("/bin/abcdefghij", buffer, 10), "abcdefghi");
+    EXPECT_STREQ(programNameFromPath("/bin/ab", buffer, 9), "(unknown");
+    EXPECT_STREQ(programNameFromPath("/bin/ab", nullptr, 9), "(unknown)");
     EXPECT_STREQ(programName(), "vro_results_tests");
 }
 

@@ -30,8 +30,8 @@ TEST(StrWriter, EachOperation) {
     EXPECT_EQ(sink.writeFill('-', 2), 0);
     EXPECT_EQ(sink.writeText("ab\0cd", 5), 0);  // stops at the zero byte
     EXPECT_EQ(sink.writeText16(u"\u00E9", kUnitsToTerminator), 0);
-    EXPECT_EQ(sink.writeText16Alt(u"!", 1), 0);
-    EXPECT_EQ(sink.writeText32(U"\U0001F600", 1), 0);
+    EXPECT_EQ(sink.writeText16Alt(u"!?", 1), 0);  // only the units counted
+    EXPECT_EQ(sink.writeText32(U"\U0001F600?", 1), 0);
     EXPECT_STREQ(buffer, "--ab\xC3\xA9!\xF0\x9F\x98\x80");
     EXPECT_EQ(sink.written(), 11u);
 }
@@ -53,6 +53,11 @@ TEST(StrWriter, UnusableCursorWritesNothing) {
     str_writer past(buffer + 3, buffer + 2);
     EXPECT_EQ(past.writeText("abc", 3), 0);
     EXPECT_EQ(past.writeText32(U"abc", 3), 0);
+    str_writer empty(buffer, buffer + 3);  // no text: only the terminator
+    EXPECT_EQ(empty.writeText16(nullptr, 2), 0);
+    EXPECT_EQ(empty.writeText32(nullptr, kUnitsToTerminator), 0);
+    EXPECT_EQ(empty.written(), 0u);
+    buffer[0] = '#';
     EXPECT_EQ(std::string(buffer, 4), "####");
     str_writer noRoom(buffer, buffer);  // no room, but still the terminator, whatever the width
     for (int width : {0, 8, 16, 32}) {

@@ -149,6 +149,12 @@ TEST(TextReaderOpen, ConsoleGetsTheOemCodePageAndResetDetaches) {
     auto plain = readerOn("abc");
     EXPECT_EQ(plain->encoding()->codePage(), 65001u);
     EXPECT_EQ(plain->flags(), 1u);
+    // Only where every ASCII byte reads as itself may lines be copied undecoded.
+    for (const auto& [page, transparent] : {std::pair{65001u, true}, {1252u, true}, {20127u, true},
+                                            {437u, true}, {1200u, false}, {12001u, false}}) {
+        EXPECT_EQ(plain->setEncoding(page), 0);
+        EXPECT_EQ(plain->asciiTransparent(), transparent) << page;
+    }
 }
 
 TEST(TextReaderUnits, UnreadPutsTheUnitBack) {
@@ -162,6 +168,46 @@ TEST(TextReaderUnits, UnreadPutsTheUnitBack) {
     EXPECT_EQ(reader->readUnit(&u), 0);
     EXPECT_EQ(u, u'b');
     EXPECT_EQ(reader->readUnit(&u), kErrEndOfFile);
+}
+
+// Raw bytes: what is buffered, more only when asked for or when none is left.
+TEST(TextReaderUnits, BufferedBytesAndSkipping) {
+    auto reader = readerOn("abcdef", 2);
+    std::string got;
+    const uint8_t* bytes = nullptr;
+    uint32_t count = 0;
+    const auto show = [&](bool more) {
+        const ResultCode rc = reader->bufferedBytes(&bytes, &count, more);
+        got += std::to_string(rc) + ":" + std::string(reinterpret_cast<const char*>(bytes), count) + " ";
+    };
+    show(false), show(false), show(true), reader->skipBytes(3), show(false), reader->skipBytes(9), show(false);
+    reader->skipBytes(2), show(false), show(true);
+    EXPECT_EQ(got, "0:ab 0:ab 0:abcd 0:d 0:ef 768: 768: ");
+    EXPECT_EQ(reader->bufferedBytes(nullptr, &count, false), kErrInvalidArgument);
+    EXPECT_EQ(reader->bufferedBytes(&bytes, nullptr, false), kErrInvalidArgument);
+    // None while a unit is owed, while held text or old Mac lines are read, or without a stream.
+    auto owed = readerOn("\xF0\x9F\x98\x80");
+    char16_t unit = 0;
+    ASSERT_EQ(owed->readUnit(&unit), 0);
+    EXPECT_EQ(owed->bufferedBytes(&bytes, &count, false), 258);
+    EXPECT_EQ(reader->useCarriageReturnLines(u"x", 1), 0);
+    EXPECT_EQ(reader->bufferedBytes(&bytes, &count, false), 258);
+    EXPECT_EQ(owed->reset(), 0);
+    EXPECT_EQ(owed->bufferedBytes(&bytes, &count, false), 258);
+    // One block at most, however much the stream could hand over.
+    auto big = readerOn(std::string(70000, 'x'), 70000);
+    EXPECT_EQ(big->bufferedBytes(&bytes, &count, true), 0);
+    EXPECT_EQ(count, 65536u);
+}
+
+// Old Mac lines: the held text first, then the stream; a lone CR ends a line, the most units end one too.
+TEST(TextReaderLines, CarriageReturnLinesHeldTextFirst) {
+    auto mac = readerOn("abcdef\rg\r\nh");
+    ASSERT_EQ(mac->useCarriageReturnLines(u"x\n", 2), 0);
+    std::string got;
+    XpString16 line;
+    while (mac->readLine(line, 3, u'\n') == 0) got += vt::utf8Units(std::u16string(line.data(), line.length())) + "|";
+    EXPECT_EQ(got, "x\na|bcd|ef\r|g\r|h|");
 }
 
 // The ASCII fast path must give exactly what unit-by-unit reading gives.

@@ -42,17 +42,18 @@ TEST(TextWriter, NewWriterIsUtf8PassThrough) {
 
 TEST(TextWriter, Utf16UnitsCombineIntoPairs) {
     Fixture f;
-    EXPECT_EQ(f.writer->writeUtf16Unit(0xD83D, 1), 0);
+    EXPECT_EQ(f.writer->writeUtf16Unit(0xD800, 1), 0);
     EXPECT_EQ(f.writer->buffered(), 0u);  // the high half waits
-    EXPECT_EQ(f.writer->writeUtf16Unit(0xDE00, 1), 0);
-    EXPECT_EQ(f.flushed(), "\xF0\x9F\x98\x80");
+    EXPECT_EQ(f.writer->writeUtf16Unit(0xDC00, 1), 0);
+    EXPECT_EQ(f.flushed(), "\xF0\x90\x80\x80");
 
     Fixture lone;
-    EXPECT_EQ(lone.writer->writeUtf16Unit(0xDE00, 3), kErrIllegalSequence);
-    EXPECT_EQ(lone.flushed(), "\xEF\xBF\xBD");  // once, whatever the count
+    EXPECT_EQ(lone.writer->writeUtf16Unit(0xDC00, 2), kErrIllegalSequence);
+    EXPECT_EQ(lone.writer->writeUtf16Unit(0xDFFF, 3), kErrIllegalSequence);
+    EXPECT_EQ(lone.flushed(), "\xEF\xBF\xBD\xEF\xBF\xBD");  // once each, whatever the count
 
     Fixture broken;
-    EXPECT_EQ(broken.writer->writeUtf16Unit(0xD800, 1), 0);
+    EXPECT_EQ(broken.writer->writeUtf16Unit(0xDBFF, 1), 0);
     EXPECT_EQ(broken.writer->writeUtf16Unit('A', 2), kErrIllegalSequence);
     EXPECT_EQ(broken.flushed(), "\xEF\xBF\xBD" "AA");
 }
@@ -123,8 +124,9 @@ TEST(TextWriter, ReplacementIsNotKept) {
     Fixture f;
     EXPECT_EQ(f.writer->writeText16(u"a\xD800" u"b"), kErrIllegalSequence);
     EXPECT_EQ(f.writer->failure(), 0);
+    EXPECT_EQ(f.writer->writeEscaped(u"\xDC00\"", 2, true), kErrIllegalSequence);
     EXPECT_EQ(f.writer->writeText("c"), 0);
-    EXPECT_EQ(f.flushed(), "a\xEF\xBF\xBD" "bc");
+    EXPECT_EQ(f.flushed(), "a\xEF\xBF\xBD" "b\xEF\xBF\xBD\\\"c");
 }
 
 TEST(TextWriter, SingleByteEncodingReencodesNarrowText) {
