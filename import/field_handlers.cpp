@@ -28,7 +28,6 @@ void appendText(XpString16& field, const char16_t* value, uint32_t length, const
 struct TextValue {
     const char16_t* text;
     uint32_t length;
-    bool present;  // the value held more than white space: what the handler returns
 };
 
 // The first step of every text handler. The field's bit is set when the
@@ -38,37 +37,34 @@ struct TextValue {
 TextValue textValue(char16_t* value, bool stored, uint32_t& mask, uint32_t bit) noexcept {
     if (!stored) {
         while (isAsciiWhiteSpace(*value)) ++value;
-        const bool present = *value != 0;
-        if (present) mask |= bit;
-        return {nullptr, 0, present};
+        if (*value != 0) mask |= bit;
+        return {nullptr, 0};
     }
     uint32_t length = 0;
     const char16_t* text = trimValue(value, &length);
-    if (length == 0) return {nullptr, 0, false};
+    if (length == 0) return {nullptr, 0};
     mask |= bit;
-    return {text, length, true};
+    return {text, length};
 }
 
 bool keeps(const VroPublication& pub, uint32_t bit) noexcept { return (pub.keptTexts & bit) != 0; }
 
 // A text handler of one field: the value replaces the field, or with a
 // separator is appended to it; an empty value changes nothing.
-bool putText(VroPublication& pub, XpString16 VroPublication::*field, char16_t* value, uint32_t& mask, uint32_t bit,
+void putText(VroPublication& pub, XpString16 VroPublication::*field, char16_t* value, uint32_t& mask, uint32_t bit,
              const char16_t* separator = nullptr) noexcept {
     const TextValue v = textValue(value, keeps(pub, bit), mask, bit);
-    if (v.text == nullptr) return v.present;
+    if (v.text == nullptr) return;
     if (separator != nullptr)
         appendText(pub.*field, v.text, v.length, separator);
     else
         keep((pub.*field).assign(v.text, v.length));
-    return true;
 }
 
 // Number handlers store even 0; the bit only marks values of 1 or more.
-bool putNumber(int32_t& field, const char16_t* value, uint32_t& mask, uint32_t bit) {
+void putNumber(int32_t& field, const char16_t* value, uint32_t& mask, uint32_t bit) {
     field = parseSignedValue(value);
     if (field >= 1) mask |= bit;
-    return true;
 }
 
 uint32_t textLength(const char16_t* text) noexcept {
@@ -155,13 +151,13 @@ uint32_t splitTrimmedPieces(char16_t* text, const char16_t* end, char16_t separa
 // Authors with ", " as separator; bit 1 tells whether Authors then holds
 // anything. The text is built in room for the value's length plus one plus
 // two units a piece, and cut there. putName(joined, i) writes the name that
-// starts at piece i and returns the piece after it. False, and nothing
-// changed, when the room cannot be had.
+// starts at piece i and returns the piece after it. Nothing changes when
+// the room cannot be had.
 template <class PutName>
-bool appendJoinedNames(VroPublication& pub, uint32_t& mask, uint32_t valueLength, uint32_t count, PutName putName) {
+void appendJoinedNames(VroPublication& pub, uint32_t& mask, uint32_t valueLength, uint32_t count, PutName putName) {
     const uint32_t capacity = valueLength + 1 + 2 * count;
     ScratchText buffer(capacity);
-    if (buffer.data() == nullptr) return false;
+    if (buffer.data() == nullptr) return;
     BoundedText joined{buffer.data(), capacity};
     buffer.data()[0] = 0;
     for (uint32_t i = 0; i < count;) {
@@ -170,7 +166,6 @@ bool appendJoinedNames(VroPublication& pub, uint32_t& mask, uint32_t valueLength
     }
     appendText(pub.Authors, joined.data, joined.length, u", ");
     if (!pub.Authors.empty()) mask |= kFieldAuthors;
-    return true;
 }
 
 // A note that held a count: the record carries one.
@@ -235,60 +230,59 @@ uint32_t reverseName(const char16_t* name, uint32_t length, char16_t separator, 
     return result.length;
 }
 
-bool ignoreField(VroPublication&, char16_t*, uint32_t&) { return true; }
+void ignoreField(VroPublication&, char16_t*, uint32_t&) {}
 
-bool setAbstract(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setAbstract(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putText(pub, &VroPublication::Abstract, value, mask, kFieldAbstract, u" ");
 }
 
-bool setArticleUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setArticleUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putText(pub, &VroPublication::ArticleURL, value, mask, kFieldArticleUrl);
 }
 
 // The Authors text is stored whatever the list keeps: the author list is
 // split from it, and its names are counted even where they are not kept.
-bool addAuthorsText(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void addAuthorsText(VroPublication& pub, char16_t* value, uint32_t& mask) {
     const TextValue v = textValue(value, true, mask, kFieldAuthors);
     if (v.text != nullptr) appendText(pub.Authors, v.text, v.length, u", ");
-    return v.present;
 }
 
-bool setCitationUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setCitationUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putText(pub, &VroPublication::CitationURL, value, mask, kFieldCitationUrl);
 }
 
-bool setCitesUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setCitesUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putText(pub, &VroPublication::CitesURL, value, mask, kFieldCitesUrl);
 }
 
-bool setDoi(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setDoi(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putText(pub, &VroPublication::DOI, value, mask, kFieldDoi);
 }
 
-bool setIssn(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    const bool taken = putText(pub, &VroPublication::ISSN, value, mask, kFieldIssn);
-    if (taken && keeps(pub, kFieldIssn)) keep(pub.normaliseIssn());  // a value that is no ISSN is kept as given
-    return taken;
+void setIssn(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    putText(pub, &VroPublication::ISSN, value, mask, kFieldIssn);
+    // A value that is no ISSN is kept as given; one already shaped stays so.
+    if (keeps(pub, kFieldIssn)) keep(pub.normaliseIssn());
 }
 
-bool setPublisher(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setPublisher(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putText(pub, &VroPublication::Publisher, value, mask, kFieldPublisher, u" ");
 }
 
-bool setSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if ((mask & kFieldLocalSource) != 0) return false;
+void setSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kFieldLocalSource) != 0) return;
     return putText(pub, &VroPublication::Source, value, mask, kFieldSource, u" ");
 }
 
-bool setTitle(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if ((mask & kFieldLocalTitle) != 0) return false;
+void setTitle(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kFieldLocalTitle) != 0) return;
     return putText(pub, &VroPublication::Title, value, mask, kFieldTitle, u" ");
 }
 
 // "S" stands for "Review" in the sources that use one-letter codes; kept so.
-bool setType(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setType(VroPublication& pub, char16_t* value, uint32_t& mask) {
     const TextValue v = textValue(value, keeps(pub, kFieldType), mask, kFieldType);
-    if (v.text == nullptr) return v.present;
+    if (v.text == nullptr) return;
     const char16_t* name = nullptr;
     if (v.length == 1) {
         switch (asciiLower(v.text[0])) {
@@ -300,66 +294,61 @@ bool setType(VroPublication& pub, char16_t* value, uint32_t& mask) {
         }
     }
     keep(name != nullptr ? pub.Type.assign(name) : pub.Type.assign(v.text, v.length));
-    return true;
 }
 
-bool setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putText(pub, &VroPublication::Type, value, mask, kFieldType);
 }
 
-bool setRank(VroPublication& pub, char16_t* value, uint32_t& mask) { return putNumber(pub.Rank, value, mask, kFieldRank); }
-bool setYear(VroPublication& pub, char16_t* value, uint32_t& mask) { return putNumber(pub.Year, value, mask, kFieldYear); }
-bool setVolume(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setRank(VroPublication& pub, char16_t* value, uint32_t& mask) { return putNumber(pub.Rank, value, mask, kFieldRank); }
+void setYear(VroPublication& pub, char16_t* value, uint32_t& mask) { return putNumber(pub.Year, value, mask, kFieldYear); }
+void setVolume(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putNumber(pub.Volume, value, mask, kFieldVolume);
 }
-bool setIssue(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setIssue(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putNumber(pub.Issue, value, mask, kFieldIssue);
 }
-bool setStartPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setStartPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putNumber(pub.StartPage, value, mask, kFieldStartPage);
 }
-bool setEndPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setEndPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return putNumber(pub.EndPage, value, mask, kFieldEndPage);
 }
 
-bool setInUse(VroPublication& pub, char16_t* value, uint32_t&) {
+void setInUse(VroPublication& pub, char16_t* value, uint32_t&) {
     pub.Use = parseSignedValue(value);
-    return true;
 }
 
-bool setPages(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setPages(VroPublication& pub, char16_t* value, uint32_t& mask) {
     const NoteScanResult scan = scanNote(value, "%d-%d");
     if (scan.converted >= 1) pub.StartPage = int32_t(scan.values[0]);
     if (scan.converted >= 2) pub.EndPage = int32_t(scan.values[1]);
     if (pub.StartPage > 0) mask |= kFieldStartPage;
     if (pub.EndPage >= 1) mask |= kFieldEndPage;
-    return scan.converted > 0;
 }
 
-bool setCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
     pub.status |= kStatusCountGiven;
     pub.CitesCount = parseUnsignedValue(value);
     if (pub.CitesCount != 0) mask |= kFieldCitesCount;
     // A source's own non-zero estimate, read earlier in the row, stands.
     if ((mask & kFieldEcc) == 0) pub.ECC = pub.CitesCount;
     pub.Cites = pub.ECC;
-    return true;
 }
 
-bool setEstimatedCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setEstimatedCites(VroPublication& pub, char16_t* value, uint32_t& mask) {
     pub.status |= kStatusCountGiven;
     pub.ECC = parseUnsignedValue(value);
     if (pub.ECC != 0) {
         mask |= kFieldEcc;
         pub.Cites = pub.ECC;
     }
-    return true;
 }
 
-bool setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if (startsWithNoCase(value, "Query date:")) return false;
+void setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if (startsWithNoCase(value, "Query date:")) return;
     const NoteScanResult scan = scanNote(value, "%u cites:");
-    if (!scan.matched) return false;
+    if (!scan.matched) return;
     setAllCounts(pub, scan.values[0]);
     mask |= kFieldCitesCount;
     const char16_t* link = scan.stop;
@@ -368,59 +357,55 @@ bool setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
         keep(pub.CitesURL.assign(link));
         mask |= kFieldCitesUrl;
     }
-    return true;
 }
 
-bool setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
     NoteScanResult scan = scanNote(value, "%~(Cited By) (since %u): %u");
     if (!scan.matched) scan = scanNote(value, "%~(Cited By) : %u");
-    if (!scan.matched) return false;
+    if (!scan.matched) return;
     setAllCounts(pub, scan.values[scan.converted - 1]);
     mask |= kFieldCitesCount;
-    return true;
 }
 
-bool setCitedByCountNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setCitedByCountNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
     NoteScanResult scan = scanNote(value, "%~(Cited By) : %u");
     if (!scan.matched) scan = scanNote(value, "%~(Cited By) (since %u) %u");
     if (!scan.matched) scan = scanNote(value, "%~(Cited By) %u");
-    if (!scan.matched) return false;
+    if (!scan.matched) return;
     setAllCounts(pub, scan.values[scan.converted - 1]);
     mask |= kFieldCitesCount;
-    return true;
 }
 
-bool setFirstSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if ((mask & kFieldSource) != 0) return false;
+void setFirstSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kFieldSource) != 0) return;
     return setSource(pub, value, mask);
 }
 
-bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if ((mask & kFieldLocalAuthors) != 0) return false;
+void addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kFieldLocalAuthors) != 0) return;
     uint32_t length = 0;
     const char16_t* text = trimValue(value, &length);
-    if (length == 0) return false;
+    if (length == 0) return;
     // A name the list will not keep is only counted, as storing it would
     // count it: turning a trimmed name round its last comma leaves it empty
     // only when the name is that comma alone.
     if (!keeps(pub, kFieldAuthors)) {
         if (!(length == 1 && text[0] == u',') && pub.authorCount < kMaxAuthors) ++pub.authorCount;
         mask |= kFieldAuthors;
-        return true;
+        return;
     }
     ScratchText name(length + 2);
-    if (name.data() == nullptr) return false;
+    if (name.data() == nullptr) return;
     const uint32_t n = reverseName(text, length, u',', name.data(), length + 2);
     pub.addAuthor(name.data(), n);
     mask |= kFieldAuthors;
-    return true;
 }
 
-bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    if ((mask & kFieldLocalAuthors) != 0) return false;
+void setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+    if ((mask & kFieldLocalAuthors) != 0) return;
     uint32_t length = 0;
     char16_t* text = trimValue(value, &length);
-    if (length == 0) return false;
+    if (length == 0) return;
     Piece pieces[kMaxAuthorPieces];
     uint32_t count = splitTrimmedPieces(text, text + length, u';', pieces);
     while (count > 0 && pieces[count - 1].length == 0) --count;
@@ -433,7 +418,7 @@ bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
 // Scopus writes "Surname Initials" per author, or "Surname, Initials" with the
 // same comma that separates authors; two neighbouring pieces that both hold a
 // blank are whole names, otherwise a piece and the next form one name.
-bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     const uint32_t length = textLength(value);
     Piece pieces[kMaxAuthorPieces];
     const uint32_t count = splitTrimmedPieces(value, value + length, u',', pieces);
@@ -468,7 +453,7 @@ bool containsUnit(const char16_t* text, char16_t unit) noexcept {
 
 }  // namespace
 
-bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     const uint32_t length = textLength(value);
     char16_t* pieces[kMaxAuthorPieces];
     uint32_t count = 0;
@@ -526,7 +511,7 @@ uint32_t clearInnerCommas(char16_t* text, uint32_t length, bool keepLast, bool* 
 // drops empty ones and, with bars, placeholders; turns each round at its
 // last comma (surnameFirst) or clears its commas, and appends them, joined
 // with ", ", to Authors.
-bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool bars, bool surnameFirst) {
+void appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool bars, bool surnameFirst) {
     const uint32_t length = textLength(value);
     char16_t* const end = value + length;
     char16_t* starts[kMaxAuthorPieces];
@@ -555,7 +540,7 @@ bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool b
         pieces[kept] = {name, clearInnerCommas(name, n, surnameFirst, &comma)};
         turn[kept++] = surnameFirst && comma;
     }
-    if (kept == 0) return false;
+    if (kept == 0) return;
     return appendJoinedNames(pub, mask, length, kept, [&](BoundedText& joined, uint32_t i) {
         if (turn[i])
             joined.putReversed(pieces[i], u',');
@@ -567,11 +552,11 @@ bool appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool b
 
 }  // namespace
 
-bool setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return appendNameList(pub, value, mask, false, true);
 }
 
-bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
+void setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
     return appendNameList(pub, value, mask, true, false);
 }
 
@@ -643,9 +628,8 @@ bool isDigits(const char16_t* text, uint32_t length) noexcept {
 }
 
 // Web of Science pairs: "Surname, Given/identifier; ...".
-bool putNamedIds(VroPublication& pub, char16_t* value, const char16_t* kind) noexcept {
-    if (!keeps(pub, kTextAuthorIds)) return *trimValue(value) != 0;
-    bool any = false;
+void putNamedIds(VroPublication& pub, char16_t* value, const char16_t* kind) noexcept {
+    if (!keeps(pub, kTextAuthorIds)) return;
     forEachPiece(value, u';', [&](char16_t* piece, uint32_t length, uint32_t) {
         uint32_t slash = length;
         while (slash > 0 && piece[slash - 1] != u'/') --slash;
@@ -657,33 +641,27 @@ bool putNamedIds(VroPublication& pub, char16_t* value, const char16_t* kind) noe
         while (idLength > 0 && isAsciiWhiteSpace(*id)) ++id, --idLength;
         if (nameLength == 0 || idLength == 0) return;
         appendAuthorId(pub, kind, id, idLength, 0, piece, nameLength);
-        any = true;
     });
-    return any;
 }
 
 }  // namespace
 
-bool setScopusAuthorIds(VroPublication& pub, char16_t* value, uint32_t&) {
-    if (!keeps(pub, kTextAuthorIds)) return *trimValue(value) != 0;
-    if (!pub.AuthorIds.empty()) return false;  // "Author full names" gave them
-    bool any = false;
+void setScopusAuthorIds(VroPublication& pub, char16_t* value, uint32_t&) {
+    if (!keeps(pub, kTextAuthorIds)) return;
+    if (!pub.AuthorIds.empty()) return;  // "Author full names" gave them
     forEachPiece(value, u';', [&](char16_t* piece, uint32_t length, uint32_t index) {
         if (!isDigits(piece, length)) return;
         appendAuthorId(pub, u"scopus", piece, length, index, nullptr, 0);
-        any = true;
     });
-    return any;
 }
 
-bool setScopusFullNames(VroPublication& pub, char16_t* value, uint32_t&) {
-    if (!keeps(pub, kTextAuthorIds)) return *trimValue(value) != 0;
-    if (!pub.AuthorIds.empty()) return false;  // "Author(s) ID" gave them
+void setScopusFullNames(VroPublication& pub, char16_t* value, uint32_t&) {
+    if (!keeps(pub, kTextAuthorIds)) return;
+    if (!pub.AuthorIds.empty()) return;  // "Author(s) ID" gave them
     // Each piece is "Name (digits)": its identifier is read back from the
     // piece's end, so that a department's export of many authors per paper
     // is scanned once for the separators and once over each identifier.
     const char16_t* const end = value + textLength(value);
-    bool any = false;
     const char16_t* start = value;
     for (uint32_t index = 0; start != end && index < kMaxAuthors; ++index) {
         const char16_t* const stop = findUnitOrZero(start, end, u';', u';');
@@ -693,32 +671,26 @@ bool setScopusFullNames(VroPublication& pub, char16_t* value, uint32_t&) {
             const char16_t* const close = last - 1;
             const char16_t* digits = close;
             while (digits != start && digits[-1] >= u'0' && digits[-1] <= u'9') --digits;
-            if (digits != close && digits != start && digits[-1] == u'(') {
+            if (digits != close && digits != start && digits[-1] == u'(')
                 appendAuthorId(pub, u"scopus", digits, uint32_t(close - digits), index, nullptr, 0);
-                any = true;
-            }
         }
         if (stop == end) break;
         start = stop + 1;
     }
-    return any;
 }
 
-bool setOrcidIds(VroPublication& pub, char16_t* value, uint32_t&) { return putNamedIds(pub, value, u"orcid"); }
+void setOrcidIds(VroPublication& pub, char16_t* value, uint32_t&) { return putNamedIds(pub, value, u"orcid"); }
 
-bool setResearcherIds(VroPublication& pub, char16_t* value, uint32_t&) {
+void setResearcherIds(VroPublication& pub, char16_t* value, uint32_t&) {
     return putNamedIds(pub, value, u"researcherid");
 }
 
-bool setOpenAlexAuthorIds(VroPublication& pub, char16_t* value, uint32_t&) {
-    if (!keeps(pub, kTextAuthorIds)) return *trimValue(value) != 0;
-    bool any = false;
+void setOpenAlexAuthorIds(VroPublication& pub, char16_t* value, uint32_t&) {
+    if (!keeps(pub, kTextAuthorIds)) return;
     forEachPiece(value, u'|', [&](char16_t* piece, uint32_t length, uint32_t index) {
         uint32_t start = length;
         while (start > 0 && piece[start - 1] != u'/') --start;
         if (start == length) return;
         appendAuthorId(pub, u"openalex", piece + start, length - start, index, nullptr, 0);
-        any = true;
     });
-    return any;
 }

@@ -54,59 +54,59 @@ uint32_t parseUnsignedValue(const char16_t* text) noexcept;
 uint32_t reverseName(const char16_t* name, uint32_t length, char16_t separator, char16_t* out,
                      uint32_t outCapacity) noexcept;
 
-bool ignoreField(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setAbstract(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setArticleUrl(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool addAuthorsText(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setCitationUrl(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setCitesUrl(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setDoi(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setIssn(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setPublisher(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setSource(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setTitle(VroPublication& pub, char16_t* value, uint32_t& mask);
+void ignoreField(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setAbstract(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setArticleUrl(VroPublication& pub, char16_t* value, uint32_t& mask);
+void addAuthorsText(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setCitationUrl(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setCitesUrl(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setDoi(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setIssn(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setPublisher(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setSource(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setTitle(VroPublication& pub, char16_t* value, uint32_t& mask);
 // One-character codes B, C, J, S (any case) become "Book", "Proceedings
 // paper", "Journal article" and "Review"; other values are stored as given.
-bool setType(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setRank(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setYear(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setVolume(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setIssue(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setStartPage(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setEndPage(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setType(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setRank(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setYear(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setVolume(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setIssue(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setStartPage(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setEndPage(VroPublication& pub, char16_t* value, uint32_t& mask);
 // Use = signed value; an empty value gives 0. Sets no bit.
-bool setInUse(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setInUse(VroPublication& pub, char16_t* value, uint32_t& mask);
 // "%d-%d" into StartPage and EndPage; only what the scan reached is stored.
-bool setPages(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setCites(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setEstimatedCites(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setPages(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setCites(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setEstimatedCites(VroPublication& pub, char16_t* value, uint32_t& mask);
 // "<n> cites: <link>" notes; values starting "Query date:" (any case) are
 // dropped.
-bool setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setCitesNote(VroPublication& pub, char16_t* value, uint32_t& mask);
 // "... Cited By (since <year>): <n>" or "... Cited By : <n>" notes.
-bool setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setCitedByNote(VroPublication& pub, char16_t* value, uint32_t& mask);
 // "... Cited by: <n>; ...", "... cited By <n> ..." or "cited By (since
 // <year>) <n>" notes (letter case free).
-bool setCitedByCountNote(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setCitedByCountNote(VroPublication& pub, char16_t* value, uint32_t& mask);
 // The source from the first of the fields that may name it: nothing while
 // the mask already has the source bit.
-bool setFirstSource(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setFirstSource(VroPublication& pub, char16_t* value, uint32_t& mask);
 // One author per value, "Surname, Given" reversed at the comma, added to the
 // author list (the importer joins the list into Authors).
-bool addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask);
+void addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask);
 // "Surname, Given; Surname, Given" (at most 100 pieces), appended to Authors.
-bool setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setSemicolonAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // "Surname Initials, ..." or "Surname, Initials, ..." (at most 100 pieces),
 // appended to Authors.
-bool setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setScopusAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // Current Scopus lists: a ';' followed by white space or ending the value
 // separates names ("Liu F.; Li C."). Split there (at most 100 pieces,
 // trailing empty ones dropped), each piece trimmed and reversed at its last
 // comma, else at its last blank, joined with ", " and appended to Authors as
 // setScopusAuthors appends. A value without such a ';' goes to
 // setScopusAuthors.
-bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // Name lists whose names a ';' followed by white space (or ending the value)
 // separates, each name as its source writes it: "Doe, Jane; Roe, R" or
 // "Jane Doe; R. Roe". Every piece is trimmed; empty ones are no authors; a
@@ -115,12 +115,12 @@ bool setScopusListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // white space, so that no name brings a comma into Authors (which is split
 // at commas). At most 100 pieces, the last keeping the rest. Appended to
 // Authors as the other list handlers append.
-bool setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // Lists separated by '|' (or as above), names given first, so not turned
 // round: every comma in a name becomes a blank or goes ("John Smith, Jr."
 // gives "John Smith Jr."). A piece reading "None" or "nan" (any case for
 // "nan") stands for a missing name and is no author either.
-bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // Authors' identifiers, appended to AuthorIds only when the publication
 // keeps kTextAuthorIds (otherwise they say whether the value held text):
 // Scopus "Author(s) ID" ("57193846544;57193846545;", the i-th belonging to
@@ -129,8 +129,8 @@ bool setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask);
 // ResearcherID lists ("Traag, Vincent/0000-0003-3170-3879; ..."), paired by
 // name; OpenAlex author ids ("https://openalex.org/A5023888391|..."), the
 // i-th belonging to the i-th name. They set no mask bit.
-bool setScopusAuthorIds(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setScopusFullNames(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setOrcidIds(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setResearcherIds(VroPublication& pub, char16_t* value, uint32_t& mask);
-bool setOpenAlexAuthorIds(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setScopusAuthorIds(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setScopusFullNames(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setOrcidIds(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setResearcherIds(VroPublication& pub, char16_t* value, uint32_t& mask);
+void setOpenAlexAuthorIds(VroPublication& pub, char16_t* value, uint32_t& mask);

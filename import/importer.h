@@ -17,7 +17,7 @@
 // - VroFieldHandler fills one publication from one value. The value is a
 //   modifiable zero-terminated UTF-16 text that the handler may trim or cut
 //   in place; the mask is the publication's running field mask, read and
-//   updated. The returned flag carries no meaning for callers.
+//   updated.
 // - VroFieldBinding tables are constant and sorted by key without regard to
 //   ASCII letter case (one tagged table is deliberately not; see the format
 //   table).
@@ -51,7 +51,7 @@ class XpTextReader;
 class VroPublication;
 class VroPublicationList;
 
-using VroFieldHandler = bool (*)(VroPublication&, char16_t*, uint32_t&);
+using VroFieldHandler = void (*)(VroPublication&, char16_t*, uint32_t&);
 
 struct VroFieldBinding {
     const char* key;

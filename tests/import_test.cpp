@@ -53,7 +53,8 @@ std::string dump(const VroPublication& p, bool texts) {
         {"Source", &VroPublication::Source}, {"ISSN", &VroPublication::ISSN},
         {"Publisher", &VroPublication::Publisher}, {"DOI", &VroPublication::DOI},
         {"ArticleURL", &VroPublication::ArticleURL}, {"CitationURL", &VroPublication::CitationURL},
-        {"CitesURL", &VroPublication::CitesURL}, {"Abstract", &VroPublication::Abstract}};
+        {"CitesURL", &VroPublication::CitesURL}, {"Abstract", &VroPublication::Abstract},
+        {"AuthorIds", &VroPublication::AuthorIds}};
     const std::pair<const char*, int64_t> numbers[] = {
         {"Rank", p.Rank}, {"Use", p.Use}, {"Year", p.Year}, {"Volume", p.Volume}, {"Issue", p.Issue},
         {"StartPage", p.StartPage}, {"EndPage", p.EndPage}, {"authors", p.authorCount},
