@@ -44,9 +44,7 @@ private:
         if (c >= 0x80 && c <= 0x9F) return kReplacementChar;
         if (c >= 0xFDD0 && c <= 0xFDEF) return kReplacementChar;
         if ((c & 0xFFFE) == 0xFFFE) return kReplacementChar;
-        if (c >= 0xD800 && c <= 0xDFFF) return kReplacementChar;
-        if (c > 0x10FFFF) return kReplacementChar;
-        return c;
+        return c;  // surrogates and values past U+10FFFF are encoded as U+FFFD
     }
 
     void flush() noexcept {

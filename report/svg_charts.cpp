@@ -61,9 +61,9 @@ struct ValueAxis {
     }
     // Height of a bar in bar units.
     int64_t barUnits(uint64_t value) const { return roundToInt(share(value) * kBarUnits); }
-    // The next labelled tick above v, or 0 after the top.
+    // The next labelled tick above v, for v below the top (the ticks stop
+    // at the top).
     uint64_t nextTick(uint64_t value) const {
-        if (value >= top) return 0;
         if (!logarithmic) return value + step;
         const uint64_t next = value == 0 ? 1 : value * 10;
         return next < top ? next : top;

@@ -49,14 +49,31 @@ TEST(HtmlPage, ExportTextNeverActsAsMarkup) {
         {"\x01\x1f\x7f", "\u2401\u241f\u2421"},              // controls as their pictures
         {"\xc2\x85|\xef\xbf\xbe|\xff|\xe2\x82", "\ufffd|\ufffd|\ufffd|\ufffd"},  // C1, U+FFFE, bad, cut
         {"M\xc3\xbcller \xe2\x80\x94 \xf0\x9f\x98\x80", "M\xc3\xbcller \xe2\x80\x94 \xf0\x9f\x98\x80"},
+        // C1 from U+0080 to U+009F and the noncharacters U+FDD0 to U+FDEF, their neighbours kept
+        {"\xc2\x80\xc2\x9f\xc2\xa0|\xef\xb7\x8f\xef\xb7\x90\xef\xb7\xaf\xef\xb7\xb0",
+         "\ufffd\ufffd\xc2\xa0|\ufdcf\ufffd\ufffd\ufdf0"},
     };
     for (const auto& c : cases) EXPECT_EQ(escaped(c.in), c.out) << c.in;
-    const char16_t units[] = {0xD83D, 0xDE00, 'x', 0xDC00, 0, 0xD800};  // pair, lone low, NUL, lone high
+    // Pair, fullwidth A, lone low, NUL, U+DFFF alone, the top pair U+10FFFF (a noncharacter) and U+10000 at the
+    // end; one unit short, a high half whose low half lies past the length.
+    const char16_t units[] = {0xD83D, 0xDE00, 0xFF21, 0xDC00, 0, 0xDFFF, 0xDBFF, 0xDFFF, 0xD800, 0xDC00};
+    const char* const expected[] = {"\xf0\x9f\x98\x80\xef\xbc\xa1\ufffd\u2400\ufffd\ufffd\xf0\x90\x80\x80",
+                                    "\xf0\x9f\x98\x80\xef\xbc\xa1\ufffd\u2400\ufffd\ufffd\ufffd"};
+    for (uint32_t cut = 0; cut < 2; ++cut)
+        EXPECT_EQ(written([&](XpTextWriter* w) {
+                      writeMarkupText(w, units, 10 - cut);
+                      return kResultOk;
+                  }),
+                  expected[cut]);
+    // A given length ends the text even inside a sequence; no text writes nothing; tenths keep their sign.
     EXPECT_EQ(written([&](XpTextWriter* w) {
-                  writeMarkupText(w, units, 6);
+                  writeMarkupText(w, "ab\xc3\xa9", 3);
+                  writeMarkupText(w, static_cast<const char*>(nullptr), 3);
+                  writeMarkupText(w, static_cast<const char16_t*>(nullptr), 3);
+                  writeTenths(w, -15);
                   return kResultOk;
               }),
-              "\xf0\x9f\x98\x80x\ufffd\u2400\ufffd");
+              "ab\ufffd-1.5");
 }
 
 TEST(HtmlPage, SectionEscapesTitlesAndShowsEveryUsedPaperAndScaledValue) {

@@ -108,6 +108,13 @@ TEST(ComputeMetrics, PerPaperValuesAndTheListBackInRankOrder) {
               "3: age 0 sc 0 per year 0 per author 0 status 0\n"
               "4: age 0 sc 1000 per year 0 per author 10 status 1\n"
               "5: age 1 sc 1600 per year 400 per author 4 status 1\n");
+    // The metrics alone leave the list's order and its papers' values as they were.
+    list.sortKey = 0;
+    list.at(1)->age = 77;
+    VroMetrics only;
+    computeMetricsOnly(list, &only, nullptr, kNow);
+    EXPECT_EQ(list.sortKey, 0u);
+    EXPECT_EQ(list.at(1)->age, 77);
 }
 
 TEST(ComputeMetrics, RoundingHelpers) {

@@ -325,9 +325,10 @@ void writeBytes(XpTextWriter* out, const char* bytes, size_t size) noexcept {
 
 int64_t julyFirstUtc(int32_t year) noexcept {
     // Days from 1970-01-01 to year-07-01 in the proleptic Gregorian calendar,
-    // counted in 400-year eras that begin on 1 March.
+    // counted in 400-year eras that begin on 1 March. Years run from 1 (the
+    // option's range), so an era is the plain quotient.
     const int64_t y = year;
-    const int64_t era = (y >= 0 ? y : y - 399) / 400;
+    const int64_t era = y / 400;
     const int64_t yearOfEra = y - era * 400;
     const int64_t dayOfYear = (153 * (7 - 3) + 2) / 5;  // 1 July counted from 1 March
     const int64_t dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;

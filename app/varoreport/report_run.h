@@ -45,6 +45,6 @@ struct ReportRun {
 
 int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE* err) noexcept;
 
-// Seconds since 1970-01-01 00:00 UTC at 1 July of year, 00:00 UTC (proleptic
-// Gregorian calendar).
+// Seconds since 1970-01-01 00:00 UTC at 1 July of year (1 or later), 00:00
+// UTC (proleptic Gregorian calendar).
 int64_t julyFirstUtc(int32_t year) noexcept;
