@@ -15,9 +15,11 @@ namespace {
 
 constexpr uint32_t kU = kSchemaTypeUInt32;
 constexpr uint32_t kI = kSchemaTypeInt32;
+constexpr uint32_t kMaxU = 4294967295u;
+constexpr uint32_t kMaxI = 2147483647u;
 
 constexpr VroMetricsSchemaRow row(const char* name, const char* snake, uint32_t id, uint32_t type, uint32_t position) {
-    return {name, snake, id * 16 + type, position};
+    return {name, snake, id * 16 + type, position, 0, type == kI ? kMaxI : kMaxU};
 }
 
 }  // namespace

@@ -83,6 +83,8 @@ struct VroMetricsSchemaRow {
     const char* snakeName;  // snake_case
     uint32_t code;          // identifier * 16 + type
     uint32_t position;      // index of the 32-bit field in the record
+    uint32_t minimum;
+    uint32_t maximum;
 
     constexpr uint32_t identifier() const { return code >> 4; }
     constexpr uint32_t type() const { return code & 15; }
