@@ -54,6 +54,23 @@ std::string valueOf(const VroMetrics& m, const std::string& name) {
     return "(no such metric)";
 }
 
+// The schema as the record's readers rely on it: every row at its own word,
+// its identifier and type in one code, and the range of its type.
+TEST(MetricsSchema, RowsDescribeTheirWords) {
+    const auto rows = vt::tableOf("metrics/schema.txt");
+    ASSERT_EQ(rows.size(), kMetricsSchemaRows);
+    for (uint32_t i = 0; i < kMetricsSchemaRows; ++i) {
+        const VroMetricsSchemaRow& row = kMetricsSchema[i];
+        SCOPED_TRACE(rows[i][0]);
+        EXPECT_EQ(row.name, rows[i][0]);
+        EXPECT_EQ(row.snakeName, rows[i][1]);
+        EXPECT_EQ(row.code, std::stoul(rows[i][2]) * 16 + std::stoul(rows[i][3]));
+        EXPECT_EQ(row.position, i);
+        EXPECT_EQ(row.minimum, 0u);
+        EXPECT_EQ(row.maximum, std::stoul(rows[i][4]));
+    }
+}
+
 TEST(ComputeMetrics, CasesGiveTheirValues) {
     std::string title;
     std::vector<Paper> papers;
