@@ -140,6 +140,7 @@ TEST(StringInsert, OwnStorageIsRefused) {
     XpString other;
     ASSERT_EQ(other.append(s), 0);
     EXPECT_TRUE(other.equals("abcdefghijklmnop"));
+    EXPECT_FALSE(other.equals("abcdefghijklmnoq"));  // same length, one unit differs
 }
 
 TEST(StringInsert, FailedAssignKeepsTheText) {
