@@ -66,7 +66,8 @@ inline constexpr uint32_t kMissingRequired = 4u;
 // Required entries a description may hold.
 inline constexpr uint32_t kMaxRequiredColumns = 28;
 
-// Index of title among the alternatives "a|b|c" (compared as above), or -1.
+// Index of title among the alternatives "a|b|c" (compared as above), or -1
+// (also when either is null).
 int alternativeIndex(const char16_t* title, const char* alternatives) noexcept;
 
 class VroCsvTitles {

@@ -105,6 +105,7 @@ TEST(CsvLayouts, DescribedColumnsAreBoundByTheirRow) {
     EXPECT_EQ(alternativeIndex(u"TIMES CITED, WOS CORE", "a|Times Cited, WoS Core"), 1);
     EXPECT_EQ(alternativeIndex(u"Times Cited", "Times Cited, WoS Core|TC"), -1);
     EXPECT_EQ(alternativeIndex(u"", "a||b"), 1);
+    EXPECT_EQ(alternativeIndex(nullptr, "a") + alternativeIndex(u"a", nullptr), -2);
 }
 
 // A header one column short of a layout: the missing column is named by its

@@ -14,7 +14,7 @@ namespace {
 // The author list made from an Authors text, names joined by "|".
 std::string split(const std::u16string& text) {
     VroPublication p;
-    EXPECT_EQ(p.Authors.assign(text.c_str()), kResultOk);
+    EXPECT_EQ(p.Authors.assign(text.data(), uint32_t(text.size())), kResultOk);
     EXPECT_EQ(p.splitAuthors(), p.authorCount);
     std::string names;
     for (uint32_t i = 0; i < p.authorCount; ++i) names += (i ? "|" : "") + vt::narrow(p.authorList[i].name);
@@ -31,6 +31,7 @@ TEST(Publication, AuthorsSplitAtEveryCommaAndATruncationMarkAddsOne) {
         {u"A\u2026, B", "A|B"},                                        // an inner mark is cleared by the next name
     };
     for (const auto& c : cases) EXPECT_EQ(split(c.text), c.names) << vt::narrow(c.text);
+    EXPECT_EQ(split(std::u16string(u"A\0\uFF0CB", 4)), "A|B");  // a zero unit is passed over, not an end
     std::u16string sixty;
     for (int i = 0; i < 60; ++i) sixty += (i ? u", N" : u"N") + vt::wide(std::to_string(i));
     EXPECT_EQ(split(sixty + u"\u2026").substr(0, 8), "N0|N1|N2");  // the first fifty, no mark
