@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <string_view>
 
 #include "foundation/strings.h"
 #include "report/field_notes.h"
@@ -52,20 +53,10 @@ constexpr const char kSharedDefinitions[] =
     "<defs><pattern id=\"g-core-hatch\" width=\"6\" height=\"6\" patternUnits=\"userSpaceOnUse\">"
     "<path d=\"M0 6L6 0\" stroke=\"#bbb\" stroke-width=\"1\"/></pattern></defs></svg>\n";
 
-constexpr bool endsWith(const char* text, const char* tail) {
-    uint32_t n = 0, m = 0;
-    while (text[n]) ++n;
-    while (tail[m]) ++m;
-    if (m > n) return false;
-    for (uint32_t i = 0; i < m; ++i)
-        if (text[n - m + i] != tail[i]) return false;
-    return true;
-}
-
 void metricValue(XpTextWriter* out, const VroMetricsSchemaRow& row, uint32_t word) {
     writerPrintf(out, "<td class=\"num\" data-key=\"%s\" data-raw=\"%u\">", row.snakeName, word);
     const uint32_t decimals = fieldDecimals(row);
-    if (endsWith(row.snakeName, "_mode") && word == kNoMode)
+    if (std::string_view(row.snakeName).ends_with("_mode") && word == kNoMode)
         out->writeText("none");
     else if (row.type() == kSchemaTypeInt32)
         writerPrintf(out, "%d", int32_t(word));

@@ -51,17 +51,25 @@ TEST(WorkKeys, FollowTheirRules) {
         {titleKey, "Eleven char1", ""},
         {titleKey, "Twelve char12", "twelvechar12"},
         {titleKey, "\U00010000 Twelve char12", "\U00010000twelvechar12"},  // a pair's first unit is D800
+        {titleKey, "\U00010401 Twelve char12", "\U00010429twelvechar12"},  // lower-cased past U+FFFF
         {nameKey, "Traag, V.A.", "traag v"},
         {nameKey, "V.A. Traag", "traag v"},
-        {nameKey, "Traag V.", "traag v"},
+        {nameKey, "Traag V. ", "traag v"},
         {nameKey, "Vincent Antonio Traag", "traag v"},
         {nameKey, "van Eck N.J.", "vaneck n"},
         {nameKey, "Ng A", "ng a"},
-        {nameKey, "Müller-Lüdenscheidt, Ö.", "müllerlüdenscheidt ö"},
+        {nameKey, "Müller-Lüdenscheidt,Ö.", "müllerlüdenscheidt ö"},
         {nameKey, "Plato", "plato"},
         {nameKey, "1234", ""},
-        {sourceKey, "  Scientific \t Reports ", "scientific reports"},
-        {sourceKey, "SCIENTIFIC REPORTS", "scientific reports"},
+        {nameKey, "Sartre 12", ""},  // a last word without letters is the surname
+        {nameKey, " ", ""},
+        // initials: up to four letters with full stops, up to three capitals without
+        {nameKey, "Sartre J.P.A.B.", "sartre j"},
+        {nameKey, "Sartre J.P.A.B.C.", "jpabc s"},
+        {nameKey, "Sartre JPA", "sartre j"},
+        {nameKey, "Sartre JPAB", "jpab s"},
+        {sourceKey, "  Scientific\rReports ", "scientific reports"},
+        {sourceKey, "SCIENTIFIC\tREPORTS", "scientific reports"},
         {sourceKey, "Scientific\u00A0\u2003Reports", "scientific reports"},  // spaces beyond ASCII
         {nameKey, "V.A.\u00A0Traag", "traag v"},
     };

@@ -129,7 +129,7 @@ TEST(HtmlPage, SectionEscapesTitlesAndShowsEveryUsedPaperAndScaledValue) {
     EXPECT_EQ(single.find("Mid-grey bars"), std::string::npos);
 }
 
-// A section or a group's chart without its writer or its metrics is refused
+// A section, a group's row or chart without its writer or its metrics is refused
 // before anything is written.
 TEST(HtmlPage, MissingWriterOrMetricsIsRefused) {
     VroMetrics m{};
@@ -141,6 +141,7 @@ TEST(HtmlPage, MissingWriterOrMetricsIsRefused) {
     EXPECT_EQ(writeHtmlSection(nullptr, VroHtmlSection{u"x", "RIS", &list, &m}), kErrInvalidArgument);
     EXPECT_EQ(writeHtmlGroupChart(writer.get(), VroHtmlGroupRow{u"k", u"n", nullptr}, list), kErrInvalidArgument);
     EXPECT_EQ(writeHtmlGroupChart(nullptr, VroHtmlGroupRow{u"k", u"n", &m}, list), kErrInvalidArgument);
+    EXPECT_EQ(writeHtmlGroupRow(writer.get(), VroHtmlGroupRow{u"k", u"n", nullptr}), kErrInvalidArgument);
     EXPECT_EQ(writer->flush(), 0);
     EXPECT_EQ(std::ftell(file), 0);
     writer.reset();
