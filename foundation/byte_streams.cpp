@@ -35,9 +35,20 @@ ResultCode createInto(XpHolder<Stream>* holder, Make make) noexcept {
     return *holder ? kResultOk : kErrNoMemory;
 }
 
+// The descriptor's status flags carry no meaning at bit 27 on this host; the
+// bit is copied into state-flag bit 0 all the same so that the capability word
+// reflects the descriptor as queried.
+uint32_t modeBit(int descriptor) noexcept {
+    const int statusFlags = fcntl(descriptor, F_GETFL);
+    return statusFlags != -1 && (unsigned(statusFlags) & (1u << 27)) ? kStreamFlagModeBit27 : 0;
+}
+
 uint32_t handleFlags(int descriptor, bool owned) noexcept {
     uint32_t flags = owned ? kStreamFlagOwned : 0;
-    if (descriptor >= 0 && isatty(descriptor)) flags |= kStreamFlagConsole;
+    if (descriptor >= 0 && isatty(descriptor))
+        flags |= kStreamFlagConsole;
+    else if (descriptor >= 0)
+        flags |= modeBit(descriptor);
     return flags;
 }
 

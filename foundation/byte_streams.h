@@ -52,6 +52,7 @@ enum StreamSeekOrigin : int {
 
 // State-flag bits kept by the concrete streams. The low 16 bits are the
 // capability word.
+inline constexpr uint32_t kStreamFlagModeBit27 = 0x1;           // the descriptor's status flags carry bit 27
 inline constexpr uint32_t kStreamCapabilityLineOriented = 0x8;  // deliver line by line; never set by these streams
 inline constexpr uint32_t kStreamFlagOwned = 0x10000;           // the stream closes its handle
 inline constexpr uint32_t kStreamFlagConsole = 0x20000;         // the handle is a terminal

@@ -72,13 +72,14 @@ const CharProperty& findCharProperty(char32_t codePoint) noexcept {
     return *(it - 1);
 }
 
-// Dropped: marks (0x21-0x23), format (0x72), surrogates (0x73), private use
-// (0x74) and unassigned code points (0x75). A combining accent therefore
-// vanishes instead of turning into "?".
+// Dropped: unassigned (0), marks (0x20-0x23), 0x70, format (0x72),
+// surrogates (0x73), private use (0x74) and unassigned code points (0x75).
+// A combining accent therefore vanishes instead of turning into "?".
 bool charPropertyFallback(char32_t codePoint, uint8_t* byte) noexcept {
     const CharProperty& row = findCharProperty(codePoint);
     uint8_t category = row.category;
-    if ((category >= 0x21 && category <= 0x23) || (category >= 0x72 && category <= 0x75))
+    if (category == 0 || (category >= 0x20 && category <= 0x23) || category == 0x70 ||
+        (category >= 0x72 && category <= 0x75))
         return false;
     *byte = row.fallback ? row.fallback : uint8_t('?');
     return true;

@@ -90,11 +90,10 @@ ResultCode XpTextReader::setEncoding(uint32_t codePage) noexcept {
 //   the stream is asked, the unread bytes (fewer than asked for) move back
 //   to the headroom's end, so every read has most of the block to fill;
 // - the stream is asked for the missing bytes at least and the free space at
-//   most; a short read reports what the stream reported;
-// - callers ask for one character's bytes at most, a few bytes, so the
-//   block always has room for them.
+//   most; a short read reports what the stream reported.
 ResultCode XpTextReader::fill(uint32_t bytes) noexcept {
     if (readPos_ > endPos_ || stream_ == nullptr || buffer_ == nullptr) return 258;  // "Invalid state"
+    if (bytes > kTextReaderMaxFill) return kErrDataLimit;
     const uint32_t available = endPos_ - readPos_;
     if (available >= bytes) return kResultOk;
     if (readPos_ != kTextReaderHeadroom) {

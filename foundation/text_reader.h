@@ -35,6 +35,8 @@
 
 inline constexpr uint32_t kTextReaderHeadroom = 1024;
 inline constexpr uint32_t kTextReaderBufferSize = kTextReaderHeadroom + 65536;
+// The most bytes one fill may ask for.
+inline constexpr uint32_t kTextReaderMaxFill = 4096;
 
 class XpTextReader final : public XpObject {
 public:
