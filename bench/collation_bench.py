@@ -6,8 +6,7 @@ separated names, "Author full names", "Author(s) ID", DOIs, abstracts of
 about 1 KB; authors drawn from a pool so that groups have many papers, and
 one record in twenty repeated with its title re-cased and no DOI), then runs
 in alternating rounds: the plain row, --by author, --merge, and --merge
---by author, each on --jobs threads (default 1; with more, the rows of many
-groups are calculated a block ahead on a second thread). Prints per run the
+--by author, each with --jobs (default 1). Prints per run the
 median wall time and processor time (user and system, which a busy machine
 disturbs less), their ratios to the plain row's, and the peak resident
 memory against the input's size.

@@ -359,9 +359,9 @@ TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
     }
 }
 
-// Group rows are calculated a block ahead on a second thread when the run
-// has one: a thousand authors' rows come out as on one thread.
-TEST_F(Varoreport, GroupRowsOnTwoThreadsAreThoseOfOne) {
+// A thousand authors' rows, each its own group's, the same on one thread
+// and on two.
+TEST_F(Varoreport, AThousandGroupRowsAreEachTheirGroups) {
     // Name keys keep letters only: each author's surname spells its number.
     const auto surname = [](int i) { return std::string{char('a' + i / 676), char('a' + i / 26 % 26), char('a' + i % 26)}; };
     std::string ris;

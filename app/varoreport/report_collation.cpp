@@ -5,8 +5,6 @@
 #include <new>
 #include <string>
 #include <string_view>
-#include <system_error>
-#include <thread>
 
 #include "collate/collation.h"
 #include "model/metrics_record.h"
@@ -96,98 +94,6 @@ bool rankingFigures(const std::vector<uint32_t>& members, RecordOf recordOf, std
     return true;
 }
 
-// The metrics of csv and json group rows, a block of rows at a time: with
-// more than one thread, the next block is calculated on a second thread
-// while this one is written, so that a report of many groups costs about
-// as much as the larger of the two halves.
-class RowMetrics {
-public:
-    static constexpr size_t kBlockRows = 256;
-
-    RowMetrics(const CollatedRun& run, const std::vector<VroGroup>& groups, const std::vector<RankedGroup>& ranked,
-               const VroPublication* const* pubs, const VroPublicationNumbers* numbers)
-        : run_(run), groups_(groups), ranked_(ranked), pubs_(pubs), numbers_(numbers) {}
-    ~RowMetrics() { waitForAhead(); }
-
-    // The metrics of ranked row r; rows are asked for in order from 0.
-    ResultCode at(size_t r, const VroMetrics*& metrics) noexcept {
-        if (r == 0 || r == end_) {
-            const ResultCode rc = r == 0 ? calculate(0, current_, own_) : waitForAhead();
-            if (rc != kResultOk) return rc;
-            if (r != 0) current_.swap(ahead_);
-            first_ = r;
-            end_ = std::min(ranked_.size(), r + kBlockRows);
-            if (end_ < ranked_.size()) startAhead();
-        }
-        metrics = &current_[r - first_];
-        return kResultOk;
-    }
-
-private:
-    // What one thread's calculations reuse.
-    struct Scratch {
-        VroPublicationList list;
-        std::vector<const VroPublication*> members;
-    };
-
-    // The metrics of rows [first, first + kBlockRows) into block.
-    ResultCode calculate(size_t first, std::vector<VroMetrics>& block, Scratch& scratch) noexcept {
-        try {
-            const size_t end = std::min(ranked_.size(), first + kBlockRows);
-            block.resize(end - first);
-            for (size_t r = first; r < end; ++r) {
-                const VroGroup& group = groups_[ranked_[r].group];
-                const uint32_t count = uint32_t(group.members.size());
-                ResultCode rc;
-                if (numbers_ != nullptr) {
-                    rc = calculateOverNumbers(numbers_, group.members.data(), count, run_.now, scratch.list,
-                                              block[r - first]);
-                } else {
-                    scratch.members.clear();
-                    for (const uint32_t m : group.members) scratch.members.push_back(pubs_[m]);
-                    rc = calculateOver(scratch.members.data(), count, false, run_.now, scratch.list, block[r - first]);
-                }
-                if (rc != kResultOk) return rc;
-            }
-        } catch (const std::bad_alloc&) {
-            return kErrNoMemory;
-        }
-        return kResultOk;
-    }
-
-    // The block after the current one: on a second thread when the run
-    // allows one and one can be had, else here at once.
-    void startAhead() noexcept {
-        if (run_.threads > 1) {
-            try {
-                thread_ = std::thread([this] { aheadCode_ = calculate(end_, ahead_, second_); });
-                return;
-            } catch (const std::system_error&) {
-            }
-        }
-        aheadCode_ = calculate(end_, ahead_, own_);
-    }
-
-    ResultCode waitForAhead() noexcept {
-        if (thread_.joinable()) thread_.join();
-        return aheadCode_;
-    }
-
-    const CollatedRun& run_;
-    const std::vector<VroGroup>& groups_;
-    const std::vector<RankedGroup>& ranked_;
-    const VroPublication* const* pubs_;
-    const VroPublicationNumbers* numbers_;
-    std::vector<VroMetrics> current_;  // rows [first_, end_)
-    std::vector<VroMetrics> ahead_;    // the rows after end_
-    Scratch own_;
-    Scratch second_;
-    size_t first_ = 0;
-    size_t end_ = 0;
-    std::thread thread_;
-    ResultCode aheadCode_ = kResultOk;
-};
-
 // groups: null, or the groups of pubs already found.
 // numbers: null, or the publications' numbers when pubs is null (csv and
 // json, whose rows read the metrics only).
@@ -257,7 +163,6 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     });
 
     const bool html = isHtml(run);
-    RowMetrics ahead(run, groups, ranked, pubs, numbers);
     VroHtmlGroups page{label, formatName, uint32_t(ranked.size())};
     if (html) {
         rc = writeHtmlGroupsStart(out, page);
@@ -283,11 +188,10 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
                 for (const uint32_t m : groups[ranked[r + 1].group].members) __builtin_prefetch(&numbers[m]);
             const VroGroup& group = groups[ranked[r].group];
             VroRowFrame frame = base;
-            const VroMetrics* rowMetrics = &metrics;
             if (numbersOnly) {
                 frame.publications = uint32_t(group.members.size());
                 frame.i10 = ranked[r].i10;
-                rc = ahead.at(r, rowMetrics);
+                rc = calculateNumbers(group);
             } else {
                 gatherMembers(group);
                 rc = calculateOver(members.data(), uint32_t(members.size()), true, run.now, list, metrics);
@@ -301,7 +205,7 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
                 countPool(*pool, workIndexes, frame, stamp, uint32_t(r + 1 + pass * ranked.size()));
             }
             if (!html)
-                rc = run.format->writeInput(frame, label, formatName, list, *rowMetrics, nullptr, out);
+                rc = run.format->writeInput(frame, label, formatName, list, metrics, nullptr, out);
             else if (pass == 0)
                 rc = writeHtmlGroupRow(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &metrics});
             else

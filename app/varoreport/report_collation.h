@@ -10,9 +10,7 @@
 //   block each in the order: h index, then total citations, both
 //   descending, then key; each the metrics of exactly its publications.
 //   For html, one section with the table of every group and the charts of
-//   the first kChartedGroups. With run.threads above 1, the metrics of csv
-//   and json rows are calculated a block ahead on a second thread; the rows
-//   are the same.
+//   the first kChartedGroups.
 // - writeMerged: the works of the exports that imported (lists[i] non-null,
 //   with their labels and format names), their publications with Use of 1
 //   or more pooled in the order given, as one row block (or, with
@@ -45,7 +43,6 @@ struct CollatedRun {
     bool merge;
     uint32_t by;        // 0: no grouping; else 1 + VroGroupKind
     uint32_t minPapers;
-    uint32_t threads = 1;  // csv and json group rows may be calculated on this many
 };
 
 uint32_t collatedTexts(const CollatedRun& run) noexcept;

@@ -91,9 +91,8 @@ void noteFailure(ResultCode rc, const VroImportDetails& details, XpString& messa
     if (message.append(": ") != kResultOk || message.append(explanation) != kResultOk) message.setLength(plain);
 }
 
-// threads: how many threads the rows may use.
-CollatedRun collatedRun(const ReportRun& run, uint32_t threads = 1) noexcept {
-    return CollatedRun{run.format, run.now, run.merge, run.by, run.minPapers, threads};
+CollatedRun collatedRun(const ReportRun& run) noexcept {
+    return CollatedRun{run.format, run.now, run.merge, run.by, run.minPapers};
 }
 
 // The frame of the run's rows (a plain run's is empty but for the values'
@@ -169,9 +168,7 @@ struct UsedPublications {
 // the groups of an export that imported without a word for err are written
 // straight into it, since thousands of group rows would otherwise be
 // gathered in memory only to be copied there.
-// threads: how many threads the rows may use.
-void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct,
-                    uint32_t threads) noexcept {
+void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct) noexcept {
     std::unique_ptr<VroPublicationList> list(new (std::nothrow) VroPublicationList);
     ResultCode rc = list ? input.failure : kErrNoMemory;
     VroImportDetails details;
@@ -214,7 +211,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
             // A record the hook saw but the list could not take.
             if (rowsCode == kResultOk && used.count != groups.used) rowsCode = kErrNoMemory;
             if (rowsCode == kResultOk)
-                rowsCode = writeGroups(collatedRun(run, threads), frame, slot.label.data(), slot.filterName.data(),
+                rowsCode = writeGroups(collatedRun(run), frame, slot.label.data(), slot.filterName.data(),
                                        used.records.get(), used.numbers.get(), used.count, found, writer);
         }
         if (memory) {
@@ -226,11 +223,10 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
 }
 
 // direct: the report, when input's rows are the next it takes (see
-// reportCollated), else null; threads: how many threads its rows may use.
-void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct = nullptr,
-               uint32_t threads = 1) noexcept {
+// reportCollated), else null.
+void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct = nullptr) noexcept {
     if (run.collates()) {
-        reportCollated(run, input, slot, direct, threads);
+        reportCollated(run, input, slot, direct);
         return;
     }
     VroPublicationList list;
@@ -380,9 +376,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
                 size_t index = 0;
                 if (shared.take(index)) {
                     guard.unlock();
-                    // Without workers (one input), the run's other threads are free for its rows.
-                    reportOne(run, inputs[index], slots[index], index == i ? out.get() : nullptr,
-                              started == 0 ? run.jobs : 1);
+                    reportOne(run, inputs[index], slots[index], index == i ? out.get() : nullptr);
                     progress.update(i);
                     guard.lock();
                     slots[index].done = true;
@@ -444,8 +438,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
                 exports.push_back(
                     {slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get(), &slots[i].groups,
                      slots[i].grouped});
-            // Every worker has ended: the rows may use every thread.
-            outputCode = writeMerged(collatedRun(run, run.jobs), runFrame(run), exports, out.get());
+            outputCode = writeMerged(collatedRun(run), runFrame(run), exports, out.get());
         } catch (const std::bad_alloc&) {
             outputCode = kErrNoMemory;
         }

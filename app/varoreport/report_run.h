@@ -8,8 +8,6 @@
 // - Inputs are processed on `jobs` threads (never more than there are
 //   inputs); the output order is the input order whatever the count. At most
 //   a window of inputs ahead of the one being written is held in memory.
-//   When no other input holds them (one input, or the rows of --merge once
-//   every input is read), the csv and json rows of --by may use a second.
 // - An input that cannot be imported gets its failure block and the line
 //   "PROGRAM: FILE: MESSAGE" on err, in input order; the others go on.
 // - When showProgress is set, "N/M exports" is redrawn on err at most ten
