@@ -91,10 +91,6 @@ uint32_t suffixLength(const char* name) noexcept {
     return 0;
 }
 
-uint32_t readableLengthOf(const VroMetricsSchemaRow& row) noexcept {
-    return uint32_t(std::strlen(row.snakeName)) - suffixLength(row.snakeName);
-}
-
 uint32_t decimalsOf(uint32_t suffix) noexcept {
     return suffix == 0 ? 0 : suffix - 2;  // "_10" one place, "_100" two, "_1000" three
 }
@@ -107,7 +103,7 @@ const VroSchemaColumn* schemaColumns() noexcept {
         for (uint32_t i = 0; i < kMetricsSchemaRows; ++i) {
             const VroMetricsSchemaRow& row = kMetricsSchema[i];
             c[i].decimals = uint8_t(decimalsOf(suffixLength(row.snakeName)));
-            c[i].readableLength = uint8_t(readableLengthOf(row));
+            c[i].readableLength = uint8_t(readableNameLength(row));
             c[i].storedLength = uint8_t(std::strlen(row.snakeName));
         }
         return c;
@@ -117,7 +113,9 @@ const VroSchemaColumn* schemaColumns() noexcept {
 
 uint32_t fieldDecimals(const VroMetricsSchemaRow& row) noexcept { return decimalsOf(suffixLength(row.snakeName)); }
 
-uint32_t readableNameLength(const VroMetricsSchemaRow& row) noexcept { return readableLengthOf(row); }
+uint32_t readableNameLength(const VroMetricsSchemaRow& row) noexcept {
+    return uint32_t(std::strlen(row.snakeName)) - suffixLength(row.snakeName);
+}
 
 char* putDecimal(char* p, uint32_t value, uint32_t decimals) noexcept {
     // Most values of a report of many groups are single digits.
