@@ -2,6 +2,7 @@
 #include "report/field_notes.h"
 
 #include <array>
+#include <cstddef>
 #include <cstring>
 #include <iterator>
 
@@ -109,6 +110,12 @@ const VroSchemaColumn* schemaColumns() noexcept {
         return c;
     }();
     return columns.data();
+}
+
+bool isNoneMode(const VroMetricsSchemaRow& row, uint32_t word) noexcept {
+    constexpr uint32_t kCitesModePosition = offsetof(VroMetrics, citesPerPaperMode) / 4;
+    constexpr uint32_t kAuthorsModePosition = offsetof(VroMetrics, authorsPerPaperMode) / 4;
+    return (row.position == kCitesModePosition || row.position == kAuthorsModePosition) && word == kNoMode;
 }
 
 uint32_t fieldDecimals(const VroMetricsSchemaRow& row) noexcept { return decimalsOf(suffixLength(row.snakeName)); }

@@ -11,6 +11,8 @@
 //   or 0) and readableNameLength the length of the name without that suffix
 //   ("a"). putDecimal writes a stored value with that many places, digit for
 //   digit as the integer holds them (531 with 2 places is "5.31").
+// - isNoneMode: whether a named field's word is a mode of "none" (one of the
+//   two mode fields holding kNoMode), which rows show as none or null.
 // - schemaColumns gives, per row of kMetricsSchema, its decimal places and the
 //   lengths of its name with and without the suffix, worked out once for
 //   writers that write every row thousands of times.
@@ -56,6 +58,7 @@ struct VroSchemaColumn {
 };
 const VroSchemaColumn* schemaColumns() noexcept;  // kMetricsSchemaRows entries
 
+bool isNoneMode(const VroMetricsSchemaRow& row, uint32_t word) noexcept;
 uint32_t fieldDecimals(const VroMetricsSchemaRow& row) noexcept;
 uint32_t readableNameLength(const VroMetricsSchemaRow& row) noexcept;
 // Writes forward into p; returns the position after the last character.

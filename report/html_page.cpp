@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <memory>
 #include <new>
-#include <string_view>
 
 #include "foundation/strings.h"
 #include "report/field_notes.h"
@@ -55,16 +54,13 @@ constexpr const char kSharedDefinitions[] =
 
 void metricValue(XpTextWriter* out, const VroMetricsSchemaRow& row, uint32_t word) {
     writerPrintf(out, "<td class=\"num\" data-key=\"%s\" data-raw=\"%u\">", row.snakeName, word);
-    const uint32_t decimals = fieldDecimals(row);
-    if (std::string_view(row.snakeName).ends_with("_mode") && word == kNoMode)
+    if (isNoneMode(row, word)) {
         out->writeText("none");
-    else if (row.type() == kSchemaTypeInt32)
+    } else if (row.type() == kSchemaTypeInt32) {
         writerPrintf(out, "%d", int32_t(word));
-    else if (decimals == 0)
-        writerPrintf(out, "%u", word);
-    else {
-        const uint32_t scale = decimals == 3 ? 1000 : decimals == 2 ? 100 : 10;
-        writerPrintf(out, "%u.%0*u", word / scale, int(decimals), word % scale);
+    } else {
+        char digits[16];  // ten digits, a point and up to three places
+        out->writeText(digits, uint32_t(putDecimal(digits, word, fieldDecimals(row)) - digits));
     }
     out->writeText("</td>");
 }

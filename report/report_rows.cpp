@@ -30,16 +30,12 @@ char* putSigned(char* p, int32_t value) noexcept {
     return putUnsigned(p, 0u - uint32_t(value));
 }
 
-constexpr uint32_t kCitesModePosition = offsetof(VroMetrics, citesPerPaperMode) / 4;
-constexpr uint32_t kAuthorsModePosition = offsetof(VroMetrics, authorsPerPaperMode) / 4;
-
 // A named field's value as its schema types it, a scaled one as a decimal
 // unless the stored integers are wanted; false for a mode of "none".
 bool putField(char*& p, const VroMetrics& m, const VroMetricsSchemaRow& row, const VroSchemaColumn& column,
               bool stored) noexcept {
     const uint32_t word = metricsWord(m, row.position);
-    if ((row.position == kCitesModePosition || row.position == kAuthorsModePosition) && word == kNoMode)
-        return false;
+    if (isNoneMode(row, word)) return false;
     const uint32_t decimals = stored ? 0 : column.decimals;
     p = row.type() == kSchemaTypeInt32 ? putSigned(p, int32_t(word))
         : decimals != 0                ? putDecimal(p, word, decimals)
