@@ -94,6 +94,20 @@ bool rankingFigures(const std::vector<uint32_t>& members, RecordOf recordOf, std
     return true;
 }
 
+// A group's publications lie anywhere among the export's: the next group's
+// numbers (or records) are asked for while one is counted or calculated.
+void prefetchMembers(const VroGroup& group, const VroPublication* const* pubs,
+                     const VroPublicationNumbers* numbers) noexcept {
+    for (const uint32_t m : group.members) {
+        if (numbers != nullptr) {
+            __builtin_prefetch(&numbers[m]);
+        } else {
+            __builtin_prefetch(&pubs[m]->Rank);
+            __builtin_prefetch(&pubs[m]->status);
+        }
+    }
+}
+
 // groups: null, or the groups of pubs already found.
 // numbers: null, or the publications' numbers when pubs is null (csv and
 // json, whose rows read the metrics only).
@@ -131,18 +145,7 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     for (uint32_t g = 0; g < groups.size(); ++g) {
         const VroGroup& group = groups[g];
         if (group.members.size() < run.minPapers) continue;
-        // A group's publications lie anywhere among the export's: the next
-        // group's are asked for while this one is counted.
-        if (g + 1 < groups.size()) {
-            for (const uint32_t m : groups[g + 1].members) {
-                if (numbers != nullptr) {
-                    __builtin_prefetch(&numbers[m]);
-                } else {
-                    __builtin_prefetch(&pubs[m]->Rank);
-                    __builtin_prefetch(&pubs[m]->status);
-                }
-            }
-        }
+        if (g + 1 < groups.size()) prefetchMembers(groups[g + 1], pubs, numbers);
         RankedGroup r{g, 0, 0, 0, group.key};
         const bool counted =
             numbers != nullptr
@@ -184,8 +187,7 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
                 __builtin_prefetch(ahead.members.data());
                 __builtin_prefetch(ahead.key.data());
             }
-            if (numbers != nullptr && r + 1 < shown)
-                for (const uint32_t m : groups[ranked[r + 1].group].members) __builtin_prefetch(&numbers[m]);
+            if (numbers != nullptr && r + 1 < shown) prefetchMembers(groups[ranked[r + 1].group], pubs, numbers);
             const VroGroup& group = groups[ranked[r].group];
             VroRowFrame frame = base;
             if (numbersOnly) {
