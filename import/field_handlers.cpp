@@ -233,11 +233,11 @@ uint32_t reverseName(const char16_t* name, uint32_t length, char16_t separator, 
 void ignoreField(VroPublication&, char16_t*, uint32_t&) {}
 
 void setAbstract(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putText(pub, &VroPublication::Abstract, value, mask, kFieldAbstract, u" ");
+    putText(pub, &VroPublication::Abstract, value, mask, kFieldAbstract, u" ");
 }
 
 void setArticleUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putText(pub, &VroPublication::ArticleURL, value, mask, kFieldArticleUrl);
+    putText(pub, &VroPublication::ArticleURL, value, mask, kFieldArticleUrl);
 }
 
 // The Authors text is stored whatever the list keeps: the author list is
@@ -248,15 +248,15 @@ void addAuthorsText(VroPublication& pub, char16_t* value, uint32_t& mask) {
 }
 
 void setCitationUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putText(pub, &VroPublication::CitationURL, value, mask, kFieldCitationUrl);
+    putText(pub, &VroPublication::CitationURL, value, mask, kFieldCitationUrl);
 }
 
 void setCitesUrl(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putText(pub, &VroPublication::CitesURL, value, mask, kFieldCitesUrl);
+    putText(pub, &VroPublication::CitesURL, value, mask, kFieldCitesUrl);
 }
 
 void setDoi(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putText(pub, &VroPublication::DOI, value, mask, kFieldDoi);
+    putText(pub, &VroPublication::DOI, value, mask, kFieldDoi);
 }
 
 void setIssn(VroPublication& pub, char16_t* value, uint32_t& mask) {
@@ -266,17 +266,17 @@ void setIssn(VroPublication& pub, char16_t* value, uint32_t& mask) {
 }
 
 void setPublisher(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putText(pub, &VroPublication::Publisher, value, mask, kFieldPublisher, u" ");
+    putText(pub, &VroPublication::Publisher, value, mask, kFieldPublisher, u" ");
 }
 
 void setSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
     if ((mask & kFieldLocalSource) != 0) return;
-    return putText(pub, &VroPublication::Source, value, mask, kFieldSource, u" ");
+    putText(pub, &VroPublication::Source, value, mask, kFieldSource, u" ");
 }
 
 void setTitle(VroPublication& pub, char16_t* value, uint32_t& mask) {
     if ((mask & kFieldLocalTitle) != 0) return;
-    return putText(pub, &VroPublication::Title, value, mask, kFieldTitle, u" ");
+    putText(pub, &VroPublication::Title, value, mask, kFieldTitle, u" ");
 }
 
 // "S" stands for "Review" in the sources that use one-letter codes; kept so.
@@ -297,22 +297,22 @@ void setType(VroPublication& pub, char16_t* value, uint32_t& mask) {
 }
 
 void setTypeText(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putText(pub, &VroPublication::Type, value, mask, kFieldType);
+    putText(pub, &VroPublication::Type, value, mask, kFieldType);
 }
 
-void setRank(VroPublication& pub, char16_t* value, uint32_t& mask) { return putNumber(pub.Rank, value, mask, kFieldRank); }
-void setYear(VroPublication& pub, char16_t* value, uint32_t& mask) { return putNumber(pub.Year, value, mask, kFieldYear); }
+void setRank(VroPublication& pub, char16_t* value, uint32_t& mask) { putNumber(pub.Rank, value, mask, kFieldRank); }
+void setYear(VroPublication& pub, char16_t* value, uint32_t& mask) { putNumber(pub.Year, value, mask, kFieldYear); }
 void setVolume(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putNumber(pub.Volume, value, mask, kFieldVolume);
+    putNumber(pub.Volume, value, mask, kFieldVolume);
 }
 void setIssue(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putNumber(pub.Issue, value, mask, kFieldIssue);
+    putNumber(pub.Issue, value, mask, kFieldIssue);
 }
 void setStartPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putNumber(pub.StartPage, value, mask, kFieldStartPage);
+    putNumber(pub.StartPage, value, mask, kFieldStartPage);
 }
 void setEndPage(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return putNumber(pub.EndPage, value, mask, kFieldEndPage);
+    putNumber(pub.EndPage, value, mask, kFieldEndPage);
 }
 
 void setInUse(VroPublication& pub, char16_t* value, uint32_t&) {
@@ -378,7 +378,7 @@ void setCitedByCountNote(VroPublication& pub, char16_t* value, uint32_t& mask) {
 
 void setFirstSource(VroPublication& pub, char16_t* value, uint32_t& mask) {
     if ((mask & kFieldSource) != 0) return;
-    return setSource(pub, value, mask);
+    setSource(pub, value, mask);
 }
 
 void addAuthorName(VroPublication& pub, char16_t* value, uint32_t& mask) {
@@ -553,11 +553,11 @@ void appendNameList(VroPublication& pub, char16_t* value, uint32_t& mask, bool b
 }  // namespace
 
 void setListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return appendNameList(pub, value, mask, false, true);
+    appendNameList(pub, value, mask, false, true);
 }
 
 void setBarListAuthors(VroPublication& pub, char16_t* value, uint32_t& mask) {
-    return appendNameList(pub, value, mask, true, false);
+    appendNameList(pub, value, mask, true, false);
 }
 
 // ---------------------------------------------------------------------------
@@ -679,10 +679,10 @@ void setScopusFullNames(VroPublication& pub, char16_t* value, uint32_t&) {
     }
 }
 
-void setOrcidIds(VroPublication& pub, char16_t* value, uint32_t&) { return putNamedIds(pub, value, u"orcid"); }
+void setOrcidIds(VroPublication& pub, char16_t* value, uint32_t&) { putNamedIds(pub, value, u"orcid"); }
 
 void setResearcherIds(VroPublication& pub, char16_t* value, uint32_t&) {
-    return putNamedIds(pub, value, u"researcherid");
+    putNamedIds(pub, value, u"researcherid");
 }
 
 void setOpenAlexAuthorIds(VroPublication& pub, char16_t* value, uint32_t&) {
