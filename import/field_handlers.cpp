@@ -569,34 +569,33 @@ namespace {
 // Appends one entry; who is "#index" when name is null. The entry is written
 // straight into room grown once, since a list of many authors appends one
 // entry per author.
-void appendAuthorId(VroPublication& pub, const char16_t* kind, const char16_t* id, uint32_t idLength,
+void appendAuthorId(VroPublication& pub, std::u16string_view kind, const char16_t* id, uint32_t idLength,
                     uint32_t index, const char16_t* name, uint32_t nameLength) noexcept {
     if (idLength == 0) return;
-    char16_t place[12];
-    uint32_t placeLength = 0;
+    char16_t place[11];  // '#' and the ten digits of any index
     if (name == nullptr) {
-        char16_t reversed[10];
-        uint32_t r = 0;
+        uint32_t at = sizeof place / sizeof place[0];
         do {
-            reversed[r++] = char16_t(u'0' + index % 10);
+            place[--at] = char16_t(u'0' + index % 10);
             index /= 10;
         } while (index != 0);
-        place[placeLength++] = u'#';
-        while (r > 0) place[placeLength++] = reversed[--r];
-        name = place;
-        nameLength = placeLength;
+        place[--at] = u'#';
+        name = place + at;
+        nameLength = uint32_t(sizeof place / sizeof place[0]) - at;
     }
     XpString16& ids = pub.AuthorIds;
-    const uint32_t kindLength = textLength(kind);
-    const uint64_t units = uint64_t(ids.empty() ? 0 : 1) + kindLength + 1 + idLength + 1 + nameLength;
+    const bool first = ids.empty();
+    const uint64_t units = uint64_t(first ? 0 : 1) + kind.size() + 1 + idLength + 1 + nameLength;
     if (units > kXpStringMaxCapacity || ids.grow(uint32_t(units)) != kResultOk) return;
     char16_t* out = ids.end();
-    if (!ids.empty()) *out++ = u'\n';
-    out = std::copy(kind, kind + kindLength, out);
+    if (!first) *out++ = u'\n';
+    std::memcpy(out, kind.data(), kind.size() * sizeof(char16_t));
+    out += kind.size();
     *out++ = u':';
-    out = std::copy(id, id + idLength, out);
+    std::memcpy(out, id, idLength * sizeof(char16_t));
+    out += idLength;
     *out++ = u'\t';
-    std::copy(name, name + nameLength, out);
+    std::memcpy(out, name, nameLength * sizeof(char16_t));
     ids.commitAppended(uint32_t(units));
 }
 
@@ -628,7 +627,7 @@ bool isDigits(const char16_t* text, uint32_t length) noexcept {
 }
 
 // Web of Science pairs: "Surname, Given/identifier; ...".
-void putNamedIds(VroPublication& pub, char16_t* value, const char16_t* kind) noexcept {
+void putNamedIds(VroPublication& pub, char16_t* value, std::u16string_view kind) noexcept {
     if (!keeps(pub, kTextAuthorIds)) return;
     forEachPiece(value, u';', [&](char16_t* piece, uint32_t length, uint32_t) {
         uint32_t slash = length;

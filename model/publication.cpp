@@ -2,6 +2,7 @@
 
 #include "foundation/unit_scan.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <new>
@@ -45,15 +46,30 @@ VroPublication::~VroPublication() {
     }
     clearAuthors();
     std::free(authorList);
+    std::free(names_);
 }
 
 // A publication whose names were dropped keeps its count without a list.
 void VroPublication::clearAuthors() noexcept {
-    for (uint32_t i = 0; authorList != nullptr && i < authorCount; ++i) {
-        std::free(authorList[i].name);
-        std::free(authorList[i].extra);
-    }
+    for (uint32_t i = 0; authorList != nullptr && i < authorCount; ++i) std::free(authorList[i].extra);
     authorCount = 0;
+    namesUsed_ = 0;
+}
+
+// Room for `units` more units of names; a grown block is a new one, the
+// entries' names moved into it.
+char16_t* VroPublication::roomForName(uint32_t units) noexcept {
+    if (units <= namesRoom_ - namesUsed_) return names_ + namesUsed_;
+    const uint64_t wanted = std::max<uint64_t>({uint64_t(namesUsed_) + units, uint64_t(namesRoom_) * 2, 64});
+    if (wanted > 0xFFFFFFFFu) return nullptr;
+    auto* grown = static_cast<char16_t*>(std::malloc(size_t(wanted) * sizeof(char16_t)));
+    if (grown == nullptr) return nullptr;
+    if (namesUsed_ != 0) std::memcpy(grown, names_, size_t(namesUsed_) * sizeof(char16_t));
+    for (uint32_t i = 0; i < authorCount; ++i) authorList[i].name = grown + (authorList[i].name - names_);
+    std::free(names_);
+    names_ = grown;
+    namesRoom_ = uint32_t(wanted);
+    return names_ + namesUsed_;
 }
 
 const char16_t* VroPublication::addAuthor(const char16_t* name, uint32_t length) noexcept {
@@ -69,10 +85,12 @@ const char16_t* VroPublication::addAuthor(const char16_t* name, uint32_t length)
         authorList = static_cast<VroAuthorEntry*>(grown);
         authorCapacity = wanted;
     }
-    auto* copy = static_cast<char16_t*>(std::malloc((size_t(length) + 1) * sizeof(char16_t)));
+    if (length >= 0xFFFFFFFFu - namesUsed_) return nullptr;
+    char16_t* copy = roomForName(length + 1);
     if (copy == nullptr) return nullptr;
     std::memcpy(copy, name, size_t(length) * sizeof(char16_t));
     copy[length] = 0;
+    namesUsed_ += length + 1;
     authorList[authorCount].name = copy;
     authorList[authorCount].extra = nullptr;
     ++authorCount;
@@ -103,6 +121,9 @@ uint32_t VroPublication::splitAuthors() noexcept {
 
     // Names the list will not keep are only counted.
     const bool keepNames = (keptTexts & kFieldAuthors) != 0;
+    // Room for every name at once: the pieces' text, a zero for each of at
+    // most 50 names, and "..." for a truncated list.
+    if (keepNames) (void)roomForName(length - start + kMaxAuthors + 3);
     bool truncated = false;
     bool last = false;
     while (!last && authorCount < kMaxAuthors) {
@@ -207,6 +228,14 @@ void VroPublication::dropTexts(uint32_t keep, VroPublication* heir) noexcept {
     } else {
         std::free(authorList);
     }
+    if (heir != nullptr && heir->names_ == nullptr) {
+        heir->names_ = names_;
+        heir->namesRoom_ = namesRoom_;
+    } else {
+        std::free(names_);
+    }
+    names_ = nullptr;
+    namesRoom_ = 0;
     authorList = nullptr;
     authorCapacity = 0;
     authorCount = count;

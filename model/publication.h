@@ -75,7 +75,8 @@ inline constexpr uint32_t kStatusInHCore = 1u;
 // by the import, left alone by the calculation.
 inline constexpr uint32_t kStatusCountGiven = 2u;
 
-// One parsed author: an owned name and a second text this program leaves null.
+// One parsed author: a name the publication owns and a second text this
+// program leaves null.
 struct VroAuthorEntry {
     char16_t* name;
     char16_t* extra;
@@ -155,6 +156,14 @@ public:
 
 private:
     void clearAuthors() noexcept;
+    char16_t* roomForName(uint32_t units) noexcept;
+
+    // The author entries' names lie one after another, each with its zero,
+    // in one block: a record's authors cost one allocation, not one each,
+    // and the block passes to an heir with the entries.
+    char16_t* names_ = nullptr;
+    uint32_t namesUsed_ = 0;
+    uint32_t namesRoom_ = 0;
 };
 
 // What the calculation reads and writes of a publication: all a list of

@@ -82,6 +82,19 @@ void writeCsvText(XpTextWriter* out, const char16_t* text, bool alwaysQuote) noe
 }
 
 void writeCsvNarrow(XpTextWriter* out, const char* text) noexcept {
+    // ASCII that needs no quotes is written as it is (a format's name, on
+    // every row of a grouped report).
+    size_t n = 0;
+    if (text != nullptr) {
+        for (; text[n] != 0; ++n) {
+            const unsigned char c = static_cast<unsigned char>(text[n]);
+            if (c >= 0x80 || c == ',' || c == '"' || c == '\r' || c == '\n') break;
+        }
+        if (text[n] == 0) {
+            out->writeText(text, uint32_t(n));
+            return;
+        }
+    }
     XpString16 wide;
     (void)wide.assign(text ? text : "");  // invalid bytes become U+FFFD
     writeCsvText(out, wide.data(), false);

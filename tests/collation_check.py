@@ -241,6 +241,23 @@ def check_generated(exe):
             check_merge(exe, "generated set %d" % case, [p for p, _ in exports], records)
 
 
+def check_generated_authors(exe):
+    """Many authors tied on h and citations, keyed by identifiers that share
+    long beginnings or, without one, by name."""
+    rng = random.Random(26)
+    ids = ["5700000%04d" % n for n in rng.sample(range(10000), 40)] + ["57", "570", "5700000", "57000001"]
+    rows = []
+    for n in range(300):
+        team = rng.sample(ids, rng.randint(1, 4))
+        given = [author if rng.random() > 0.1 else "" for author in team]
+        rows.append({"Authors": ", ".join("Doe%s J." % a[-3:] for a in team), "Author(s) ID": ";".join(given) + ";",
+                     "Title": "Paper %d" % n, "Year": "2010", "Source title": "S", "Cited by": str(rng.randint(0, 3))})
+    with tempfile.TemporaryDirectory() as tmp:
+        path = os.path.join(tmp, "authors.csv")
+        write_scopus(path, rows, ["Authors", "Author(s) ID", "Title", "Year", "Source title", "Cited by"])
+        check_authors(exe, path, rows)
+
+
 def check_authors(exe, path, rows):
     """Per Scopus author identifier: papers, citations, h, g of the authors with most papers."""
     papers = {}
@@ -256,6 +273,10 @@ def check_authors(exe, path, rows):
                 papers.setdefault(author_id, []).append(cites)
     top = sorted(papers, key=lambda a: (-len(papers[a]), a))[:10]
     result, run = varoreport(exe, ["--by", "author", path])
+    # Rows go by h and citations, both falling, then by key in UTF-16 units.
+    ranks = [(-r["h"], -r["cites_total"], r["group_key"].encode("utf-16-be")) for r in result if "group_key" in r]
+    if ranks != sorted(ranks):
+        failures.append("%s: author rows out of order" % os.path.basename(path))
     by_key = {r.get("group_key"): r for r in result}
     for author_id in top:
         row = by_key.get("scopus:" + author_id)
@@ -269,6 +290,7 @@ def check_authors(exe, path, rows):
 def main():
     exe, real = sys.argv[1], sys.argv[2]
     check_generated(exe)
+    check_generated_authors(exe)
     checked = 0
     if os.path.isdir(real):
         checked = check_real(exe, real)

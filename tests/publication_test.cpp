@@ -46,12 +46,17 @@ TEST(Publication, AddAuthorCapsAtFiftyAndGrowsByDoubling) {
     EXPECT_EQ(std::u16string(p.authorList[0].name), u"ab");
     EXPECT_EQ(p.authorList[0].extra, nullptr);
     std::vector<uint32_t> capacities{p.authorCapacity};
+    std::u16string joined = u"ab";
     for (int i = 1; i < 60; ++i) {
-        EXPECT_EQ(p.addAuthor(u"x", 0xFFFFFFFFu) != nullptr, i < 50) << i;
+        const std::u16string name = u"x" + vt::wide(std::to_string(i));
+        EXPECT_EQ(p.addAuthor(name.c_str(), 0xFFFFFFFFu) != nullptr, i < 50) << i;
+        if (i < 50) joined += u", " + name;
         if (capacities.back() != p.authorCapacity) capacities.push_back(p.authorCapacity);
     }
     EXPECT_EQ(p.authorCount, 50u);
     EXPECT_EQ(capacities, (std::vector<uint32_t>{4, 8, 16, 32, 50}));
+    p.joinAuthors();  // every name still whole after the names' room grew
+    EXPECT_EQ(std::u16string(p.Authors.data(), p.Authors.length()), joined);
     VroPublication none;
     EXPECT_EQ(none.joinAuthors(), 0u);
     EXPECT_TRUE(none.Authors.empty());

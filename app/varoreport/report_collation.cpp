@@ -2,6 +2,9 @@
 #include "app/varoreport/report_collation.h"
 
 #include <algorithm>
+#include <bit>
+#include <cstdint>
+#include <cstring>
 #include <new>
 #include <string>
 #include <string_view>
@@ -44,6 +47,30 @@ void countPool(const PoolView& pool, const std::vector<uint32_t>& workIndexes, V
     frame.exports = exports;
     frame.publicationsRead = read;
     frame.duplicatesMerged = read - uint32_t(workIndexes.size());
+}
+
+// Whether key a sorts before key b, unit by unit as std::u16string_view
+// compares them. Groups that tie on h and citations (most small ones do)
+// are ordered by their keys, which share long beginnings ("scopus:5700..."):
+// four units are compared at a time, and the first word that differs holds,
+// at its lowest differing bits, the first unit that differs.
+bool keyBefore(std::u16string_view a, std::u16string_view b) noexcept {
+    const size_t n = std::min(a.size(), b.size());
+    size_t i = 0;
+    if constexpr (std::endian::native == std::endian::little) {
+        for (; i + 4 <= n; i += 4) {
+            uint64_t x;
+            uint64_t y;
+            std::memcpy(&x, a.data() + i, sizeof x);
+            std::memcpy(&y, b.data() + i, sizeof y);
+            if (x == y) continue;
+            const size_t unit = i + size_t(std::countr_zero(x ^ y)) / 16;
+            return a[unit] < b[unit];
+        }
+    }
+    for (; i < n; ++i)
+        if (a[i] != b[i]) return a[i] < b[i];
+    return a.size() < b.size();
 }
 
 struct RankedGroup {
@@ -162,7 +189,7 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     std::sort(ranked.begin(), ranked.end(), [&](const RankedGroup& a, const RankedGroup& b) {
         if (a.h != b.h) return a.h > b.h;
         if (a.cites != b.cites) return a.cites > b.cites;
-        return a.key < b.key;
+        return keyBefore(a.key, b.key);
     });
 
     const bool html = isHtml(run);
