@@ -360,13 +360,13 @@ TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
     }
 }
 
-// A thousand authors' rows, each its own group's, the same on one thread
-// and on two.
-TEST_F(Varoreport, AThousandGroupRowsAreEachTheirGroups) {
+// Thousands of authors' rows, each its own group's, the same on one thread
+// and on two (enough rows for the later half to be written on the second).
+TEST_F(Varoreport, ThousandsOfGroupRowsAreEachTheirGroups) {
     // Name keys keep letters only: each author's surname spells its number.
     const auto surname = [](int i) { return std::string{char('a' + i / 676), char('a' + i / 26 % 26), char('a' + i % 26)}; };
     std::string ris;
-    for (int i = 0; i < 1000; ++i)
+    for (int i = 0; i < 3000; ++i)
         ris += "TY  - JOUR\nAU  - " + surname(i) + ", A.\nAU  - " + surname(i / 3) + ", B.\nTI  - Paper " +
                std::to_string(i) + "\nPY  - " + std::to_string(1990 + i % 30) + "\nN1  - Cited By: " +
                std::to_string(i % 41) + "\nER  - \n\n";
@@ -379,8 +379,8 @@ TEST_F(Varoreport, AThousandGroupRowsAreEachTheirGroups) {
     }
     // Each "A." author has one paper, the one of its number: every row is its own group's.
     auto rows = rowsByFile(report("-q --year 2026 -j 2 --by author many.ris").out, true);
-    EXPECT_EQ(rows.size(), 1334u);
-    for (int i = 0; i < 1000; ++i) {
+    EXPECT_EQ(rows.size(), 4000u);
+    for (int i = 0; i < 3000; ++i) {
         std::map<std::string, std::string>& row = rows["many.ris\tname:" + surname(i) + " a"];
         EXPECT_EQ(row["cites_total"], std::to_string(i % 41)) << i;
         EXPECT_EQ(row["year_first"], std::to_string(1990 + i % 30)) << i;

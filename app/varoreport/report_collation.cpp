@@ -8,8 +8,12 @@
 #include <new>
 #include <string>
 #include <string_view>
+#include <system_error>
+#include <thread>
 
 #include "collate/collation.h"
+#include "foundation/byte_streams.h"
+#include "foundation/text_writer.h"
 #include "model/metrics_record.h"
 #include "model/publication.h"
 #include "report/html_page.h"
@@ -135,6 +139,65 @@ void prefetchMembers(const VroGroup& group, const VroPublication* const* pubs,
     }
 }
 
+// What writing rows needs of its own: lists and metrics calculated over,
+// and the marks of the pool's counts.
+struct RowScratch {
+    explicit RowScratch(const PoolView* pool) : stamp(pool != nullptr ? pool->exportCount : 0, 0) {}
+    std::vector<const VroPublication*> members;
+    VroPublicationList calculation;  // the ranking's, and csv and json rows'
+    VroPublicationList list;         // the rows' that read papers
+    VroMetrics metrics;
+    std::vector<uint32_t> stamp;
+    std::vector<uint32_t> workIndexes;
+};
+
+// Rows below this many are written on one thread: a second costs more to
+// start than it saves.
+constexpr size_t kRowsWorthAThread = 2048;
+
+// Writes the rows of ranks [0, count) through writeRows(from, to, pass,
+// scratch, writer). With two threads, the second writes the later half
+// into memory while the first writes the earlier half into out, which
+// then takes the second's text: the same bytes in the same order. A
+// thread that cannot be started leaves all to the first.
+template <class WriteRows>
+ResultCode writeRowsOnThreads(uint32_t threads, size_t count, const PoolView* pool, const WriteRows& writeRows,
+                              RowScratch& scratch, XpTextWriter* out) {
+    if (threads < 2 || count < kRowsWorthAThread) return writeRows(0, count, 0, scratch, out);
+    const size_t half = count / 2;
+    XpHolder<XpMemoryStream> memory;
+    XpHolder<XpTextWriter> later;
+    if (openTextWriterOnMemory(&memory, &later) != kResultOk) return writeRows(0, count, 0, scratch, out);
+    RowScratch second(pool);
+    ResultCode laterCode = kResultOk;
+    std::thread helper;
+    try {
+        helper = std::thread([&]() noexcept {
+            try {
+                laterCode = writeRows(half, count, 0, second, later.get());
+            } catch (const std::bad_alloc&) {
+                laterCode = kErrNoMemory;
+            }
+            if (laterCode == kResultOk) laterCode = later->close();
+        });
+    } catch (const std::system_error&) {
+        return writeRows(0, count, 0, scratch, out);
+    }
+    const ResultCode rc = writeRows(0, half, 0, scratch, out);
+    helper.join();
+    if (rc != kResultOk) return rc;
+    if (laterCode != kResultOk) return laterCode;
+    // A failure to write is the writer's to keep, as with every row.
+    const char* bytes = memory->bytes();
+    for (size_t left = memory->size(); left > 0;) {
+        const uint32_t piece = uint32_t(std::min<size_t>(left, size_t(1) << 30));
+        out->writeText(bytes, piece);
+        bytes += piece;
+        left -= piece;
+    }
+    return kResultOk;
+}
+
 // groups: null, or the groups of pubs already found.
 // numbers: null, or the publications' numbers when pubs is null (csv and
 // json, whose rows read the metrics only).
@@ -147,27 +210,24 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     if (found == nullptr) rc = groupPublications(pubs, count, VroGroupKind(run.by - 1), own);
     if (rc != kResultOk) return rc;
     std::vector<VroGroup>& groups = found != nullptr ? *found : own;
-    std::vector<const VroPublication*> members;
     std::vector<RankedGroup> ranked;
     std::vector<uint32_t> counts;
-    VroPublicationList calculation;  // the ranking's, for groups counted otherwise
-    VroPublicationList list;         // the rows'
-    VroMetrics metrics;
     // The rows of csv and json read only the metrics, calculated as each
     // row is written: the ranking needs no more than each group's h and
     // citations, counted directly.
     const bool numbersOnly = !run.format->readsPapers;
-    const auto gatherMembers = [&](const VroGroup& group) {
-        members.clear();
-        for (const uint32_t m : group.members) members.push_back(pubs[m]);
+    const auto gatherMembers = [&](const VroGroup& group, RowScratch& s) {
+        s.members.clear();
+        for (const uint32_t m : group.members) s.members.push_back(pubs[m]);
     };
-    const auto calculateNumbers = [&](const VroGroup& group) {
+    const auto calculateNumbers = [&](const VroGroup& group, RowScratch& s) {
         if (numbers != nullptr)
             return calculateOverNumbers(numbers, group.members.data(), uint32_t(group.members.size()), run.now,
-                                        calculation, metrics);
-        gatherMembers(group);
-        return calculateOver(members.data(), uint32_t(members.size()), false, run.now, calculation, metrics);
+                                        s.calculation, s.metrics);
+        gatherMembers(group, s);
+        return calculateOver(s.members.data(), uint32_t(s.members.size()), false, run.now, s.calculation, s.metrics);
     };
+    RowScratch scratch(pool);
     ranked.reserve(groups.size());
     for (uint32_t g = 0; g < groups.size(); ++g) {
         const VroGroup& group = groups[g];
@@ -179,10 +239,10 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
                 ? rankingFigures(group.members, [&](uint32_t m) -> const auto& { return numbers[m]; }, counts, r)
                 : rankingFigures(group.members, [&](uint32_t m) -> const auto& { return *pubs[m]; }, counts, r);
         if (!counted) {
-            rc = calculateNumbers(group);
+            rc = calculateNumbers(group, scratch);
             if (rc != kResultOk) return rc;
-            r.h = metrics.hIndex;
-            r.cites = metrics.totalCites;
+            r.h = scratch.metrics.hIndex;
+            r.cites = scratch.metrics.totalCites;
         }
         ranked.push_back(r);
     }
@@ -193,64 +253,59 @@ ResultCode writeGroupsOf(const CollatedRun& run, const VroRowFrame& base, const 
     });
 
     const bool html = isHtml(run);
-    VroHtmlGroups page{label, formatName, uint32_t(ranked.size())};
-    if (html) {
-        rc = writeHtmlGroupsStart(out, page);
-        if (rc != kResultOk) return rc;
-    }
-    std::vector<uint32_t> stamp(pool != nullptr ? pool->exportCount : 0, 0);
-    std::vector<uint32_t> workIndexes;
-    // html: the table first, then the charts of the first groups.
-    const uint32_t passes = html ? 2 : 1;
-    for (uint32_t pass = 0; pass < passes; ++pass) {
-        const size_t shown = html && pass == 1 ? std::min<size_t>(ranked.size(), kChartedGroups) : ranked.size();
-        for (size_t r = 0; r < shown; ++r) {
+    // The rows of ranks [from, to) of one pass (html: the table, then the
+    // charts of the first groups) into to.
+    const auto writeRows = [&](size_t from, size_t end, uint32_t pass, RowScratch& s, XpTextWriter* to) -> ResultCode {
+        for (size_t r = from; r < end; ++r) {
             // Rows go in ranked order, which is not the order the groups and
             // their publications lie in: the rows ahead are asked for early,
             // each step reaching what the one before brought in.
-            if (r + 3 < shown) __builtin_prefetch(&groups[ranked[r + 3].group]);
-            if (r + 2 < shown) {
+            if (r + 3 < end) __builtin_prefetch(&groups[ranked[r + 3].group]);
+            if (r + 2 < end) {
                 const VroGroup& ahead = groups[ranked[r + 2].group];
                 __builtin_prefetch(ahead.members.data());
                 __builtin_prefetch(ahead.key.data());
             }
-            if (numbers != nullptr && r + 1 < shown) prefetchMembers(groups[ranked[r + 1].group], pubs, numbers);
+            if (numbers != nullptr && r + 1 < end) prefetchMembers(groups[ranked[r + 1].group], pubs, numbers);
             const VroGroup& group = groups[ranked[r].group];
             VroRowFrame frame = base;
+            ResultCode rowCode;
             if (numbersOnly) {
                 frame.publications = uint32_t(group.members.size());
                 frame.i10 = ranked[r].i10;
-                rc = calculateNumbers(group);
+                rowCode = calculateNumbers(group, s);
             } else {
-                gatherMembers(group);
-                rc = calculateOver(members.data(), uint32_t(members.size()), true, run.now, list, metrics);
+                gatherMembers(group, s);
+                rowCode = calculateOver(s.members.data(), uint32_t(s.members.size()), true, run.now, s.list,
+                                        s.metrics);
             }
-            if (rc != kResultOk) return rc;
+            if (rowCode != kResultOk) return rowCode;
             frame.grouped = true;
             frame.groupKey = group.key.c_str();
             frame.groupName = group.name.c_str();
             if (pool != nullptr) {
-                workIndexes.assign(group.members.begin(), group.members.end());
-                countPool(*pool, workIndexes, frame, stamp, uint32_t(r + 1 + pass * ranked.size()));
+                s.workIndexes.assign(group.members.begin(), group.members.end());
+                countPool(*pool, s.workIndexes, frame, s.stamp, uint32_t(r + 1 + pass * ranked.size()));
             }
             if (!html)
-                rc = run.format->writeInput(frame, label, formatName, list, metrics, nullptr, out);
+                rowCode = run.format->writeInput(frame, label, formatName, s.list, s.metrics, nullptr, to);
             else if (pass == 0)
-                rc = writeHtmlGroupRow(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &metrics});
+                rowCode = writeHtmlGroupRow(to, VroHtmlGroupRow{frame.groupKey, frame.groupName, &s.metrics});
             else
-                rc = writeHtmlGroupChart(out, VroHtmlGroupRow{frame.groupKey, frame.groupName, &metrics}, list);
-            if (rc != kResultOk) return rc;
+                rowCode = writeHtmlGroupChart(to, VroHtmlGroupRow{frame.groupKey, frame.groupName, &s.metrics}, s.list);
+            if (rowCode != kResultOk) return rowCode;
         }
-        if (html && pass == 0) {
-            rc = writeHtmlGroupsTableEnd(out, page);
-            if (rc != kResultOk) return rc;
-        }
-    }
-    if (html) {
-        rc = writeHtmlGroupsEnd(out);
-        if (rc != kResultOk) return rc;
-    }
-    return kResultOk;
+        return kResultOk;
+    };
+    if (!html) return writeRowsOnThreads(run.rowThreads, ranked.size(), pool, writeRows, scratch, out);
+
+    VroHtmlGroups page{label, formatName, uint32_t(ranked.size())};
+    rc = writeHtmlGroupsStart(out, page);
+    if (rc == kResultOk) rc = writeRows(0, ranked.size(), 0, scratch, out);
+    if (rc == kResultOk) rc = writeHtmlGroupsTableEnd(out, page);
+    if (rc == kResultOk) rc = writeRows(0, std::min<size_t>(ranked.size(), kChartedGroups), 1, scratch, out);
+    if (rc == kResultOk) rc = writeHtmlGroupsEnd(out);
+    return rc;
 }
 
 ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const std::vector<MergedExport>& exports,

@@ -43,6 +43,9 @@ struct CollatedRun {
     bool merge;
     uint32_t by;        // 0: no grouping; else 1 + VroGroupKind
     uint32_t minPapers;
+    // Threads the rows of one export's (or the pool's) groups may be
+    // written on: 2 when a thread of the run's would otherwise stand idle.
+    uint32_t rowThreads;
 };
 
 uint32_t collatedTexts(const CollatedRun& run) noexcept;

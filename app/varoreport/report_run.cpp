@@ -54,12 +54,15 @@ struct Slot {
 // `lock` is guarded by it.
 struct Shared {
     Shared(const ReportRun& r, const std::vector<ReportInput>& in, Slot* s, size_t w) noexcept
-        : run(r), inputs(in), slots(s), window(w) {}
+        : run(r), inputs(in), slots(s), window(w), rowThreads(r.jobs >= 2 * in.size() ? 2 : 1) {}
 
     const ReportRun& run;
     const std::vector<ReportInput>& inputs;
     Slot* slots;
     size_t window;
+    // Threads an export's group rows may use: a second when the run has a
+    // thread for every export and one more.
+    uint32_t rowThreads;
     std::mutex lock;
     std::condition_variable slotDone;   // the writer waits here
     std::condition_variable roomFreed;  // idle workers wait here
@@ -91,8 +94,8 @@ void noteFailure(ResultCode rc, const VroImportDetails& details, XpString& messa
     if (message.append(": ") != kResultOk || message.append(explanation) != kResultOk) message.setLength(plain);
 }
 
-CollatedRun collatedRun(const ReportRun& run) noexcept {
-    return CollatedRun{run.format, run.now, run.merge, run.by, run.minPapers};
+CollatedRun collatedRun(const ReportRun& run, uint32_t rowThreads) noexcept {
+    return CollatedRun{run.format, run.now, run.merge, run.by, run.minPapers, rowThreads};
 }
 
 // The frame of the run's rows (a plain run's is empty but for the values'
@@ -168,7 +171,8 @@ struct UsedPublications {
 // the groups of an export that imported without a word for err are written
 // straight into it, since thousands of group rows would otherwise be
 // gathered in memory only to be copied there.
-void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct) noexcept {
+void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct,
+                    uint32_t rowThreads) noexcept {
     std::unique_ptr<VroPublicationList> list(new (std::nothrow) VroPublicationList);
     ResultCode rc = list ? input.failure : kErrNoMemory;
     VroImportDetails details;
@@ -179,7 +183,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
         if (numbersOnly)
             list->keepNumbersOnly();
         else
-            list->retainTexts(collatedTexts(collatedRun(run)));
+            list->retainTexts(collatedTexts(collatedRun(run, rowThreads)));
         if (run.by != 0) list->onImportEnded(GroupsAsRead::note, &groups, VroGroupCollector::textsRead(kind));
         rc = importPublications(input.path.c_str(), *list, nullptr, slot.filterName, nullptr, &details);
         list->endImport();
@@ -211,7 +215,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
             // A record the hook saw but the list could not take.
             if (rowsCode == kResultOk && used.count != groups.used) rowsCode = kErrNoMemory;
             if (rowsCode == kResultOk)
-                rowsCode = writeGroups(collatedRun(run), frame, slot.label.data(), slot.filterName.data(),
+                rowsCode = writeGroups(collatedRun(run, rowThreads), frame, slot.label.data(), slot.filterName.data(),
                                        used.records.get(), used.numbers.get(), used.count, found, writer);
         }
         if (memory) {
@@ -224,9 +228,10 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
 
 // direct: the report, when input's rows are the next it takes (see
 // reportCollated), else null.
-void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct = nullptr) noexcept {
+void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot, uint32_t rowThreads,
+               XpTextWriter* direct = nullptr) noexcept {
     if (run.collates()) {
-        reportCollated(run, input, slot, direct);
+        reportCollated(run, input, slot, direct, rowThreads);
         return;
     }
     VroPublicationList list;
@@ -271,7 +276,7 @@ void work(Shared& shared) noexcept {
         }
         if (shared.stop) return;
         guard.unlock();
-        reportOne(shared.run, shared.inputs[index], shared.slots[index]);
+        reportOne(shared.run, shared.inputs[index], shared.slots[index], shared.rowThreads);
         guard.lock();
         shared.slots[index].done = true;
         if (shared.writerWaiting) shared.slotDone.notify_one();
@@ -376,7 +381,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
                 size_t index = 0;
                 if (shared.take(index)) {
                     guard.unlock();
-                    reportOne(run, inputs[index], slots[index], index == i ? out.get() : nullptr);
+                    reportOne(run, inputs[index], slots[index], shared.rowThreads, index == i ? out.get() : nullptr);
                     progress.update(i);
                     guard.lock();
                     slots[index].done = true;
@@ -438,7 +443,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
                 exports.push_back(
                     {slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get(), &slots[i].groups,
                      slots[i].grouped});
-            outputCode = writeMerged(collatedRun(run), runFrame(run), exports, out.get());
+            outputCode = writeMerged(collatedRun(run, run.jobs >= 2 ? 2 : 1), runFrame(run), exports, out.get());
         } catch (const std::bad_alloc&) {
             outputCode = kErrNoMemory;
         }
