@@ -99,6 +99,7 @@ TEST(FindWorks, LinksByDoiOrByTitleAndYear) {
          {0, 0}, {0}},
         {"another year", {{"", t, 2000, 3}, {"", t, 2001, 3}}, {0, 1}, {0, 1}},
         {"no year", {{"", t, 0, 3}, {"", t, 0, 3}}, {0, 1}, {0, 1}},
+        {"the year 1 is a year", {{"", t, 1, 3}, {"", t, 1, 4}}, {0, 0}, {1}},
         {"short titles never link", {{"", "Short", 2000, 1}, {"", "Short", 2000, 1}}, {0, 1}, {0, 1}},
         // Two DOIs joined through a record without one, met after both.
         {"through a third", {{"10.1/a", t, 2000, 1}, {"10.1/b", t, 2000, 7}, {"", t, 2000, 2}}, {0, 0, 0}, {1}},
