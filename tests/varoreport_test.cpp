@@ -388,21 +388,27 @@ TEST_F(Varoreport, ThousandsOfGroupRowsAreEachTheirGroups) {
 }
 
 // An input that keeps its thread waiting does not hold up the next: while
-// one thread waits for the first pipe's writer, another opens the second.
+// one thread waits for the first pipe's writer, another opens the second,
+// with two threads asked for and with the default of one per processor.
 TEST_F(Varoreport, InputsAreOpenedOnSeveralThreadsAtOnce) {
-    const std::string first = dir_ / "first", second = dir_ / "second";
-    ASSERT_EQ(::mkfifo(first.c_str(), 0644) | ::mkfifo(second.c_str(), 0644), 0);
-    std::thread writer([&] {
-        int fd = -1;  // opens at once when the run reads the pipe already
-        for (int tries = 0; fd < 0 && tries < 200; ++tries)
-            if ((fd = ::open(second.c_str(), O_WRONLY | O_NONBLOCK)) < 0) usleep(100000);
-        EXPECT_GE(fd, 0) << "the second input waited for the first";
-        ::close(fd);
-        ::close(::open(first.c_str(), O_WRONLY));  // both empty, so both fail
-        if (fd < 0) ::close(::open(second.c_str(), O_WRONLY));
-    });
-    EXPECT_EQ(report("-q -j 2 first second").status, 1);
-    writer.join();
+    for (const char* jobs : {"-j 2", ""}) {
+        if (*jobs == 0 && std::thread::hardware_concurrency() < 2) continue;  // one processor: one thread
+        SCOPED_TRACE(jobs);
+        const std::string first = dir_ / "first", second = dir_ / "second";
+        ::unlink(first.c_str()), ::unlink(second.c_str());
+        ASSERT_EQ(::mkfifo(first.c_str(), 0644) | ::mkfifo(second.c_str(), 0644), 0);
+        std::thread writer([&] {
+            int fd = -1;  // opens at once when the run reads the pipe already
+            for (int tries = 0; fd < 0 && tries < 200; ++tries)
+                if ((fd = ::open(second.c_str(), O_WRONLY | O_NONBLOCK)) < 0) usleep(100000);
+            EXPECT_GE(fd, 0) << "the second input waited for the first";
+            ::close(fd);
+            ::close(::open(first.c_str(), O_WRONLY));  // both empty, so both fail
+            if (fd < 0) ::close(::open(second.c_str(), O_WRONLY));
+        });
+        EXPECT_EQ(report(std::string("-q ") + jobs + " first second").status, 1);
+        writer.join();
+    }
 }
 
 // --fields names the columns of the csv header, in order, as --values names
