@@ -6,7 +6,8 @@ separated names, "Author full names", "Author(s) ID", DOIs, abstracts of
 about 1 KB; authors drawn from a pool so that groups have many papers, and
 one record in twenty repeated with its title re-cased and no DOI), then runs
 in alternating rounds: the plain row, --by author, --merge, and --merge
---by author, each with --jobs (default 1). Prints per run the
+--by author, each with -j as --jobs says (without it, the program's
+default: a thread per processor). Prints per run the
 median wall time and processor time (user and system, which a busy machine
 disturbs less), their ratios to the plain row's, and the peak resident
 memory against the input's size.
@@ -63,7 +64,7 @@ def main():
     parser.add_argument("varoreport", nargs="?", default="build/release/varoreport")
     parser.add_argument("--size", type=int, default=100)
     parser.add_argument("--rounds", type=int, default=3)
-    parser.add_argument("--jobs", type=int, default=1)
+    parser.add_argument("--jobs", type=int, help="threads (-j); without it, the program's default")
     parser.add_argument("--keep")
     options = parser.parse_args()
     rng = random.Random(25)
@@ -81,7 +82,7 @@ def main():
         times = {name: [] for name in runs}
         cpu = {name: [] for name in runs}
         memory = {name: 0 for name in runs}
-        env_args = ["-q", "-j", str(options.jobs), "--year", "2026"]
+        env_args = ["-q", "--year", "2026"] + (["-j", str(options.jobs)] if options.jobs else [])
         for _ in range(options.rounds):
             for name, extra in runs.items():
                 elapsed, used, peak, status = measure([options.varoreport] + env_args + extra + [path])
@@ -92,7 +93,8 @@ def main():
                 memory[name] = max(memory[name], peak)
         base = statistics.median(times["plain row"])
         cpu_base = statistics.median(cpu["plain row"])
-        print("input: %.1f MB, %d jobs, load average %.2f" % (size / 1e6, options.jobs, os.getloadavg()[0]))
+        jobs = "%d jobs" % options.jobs if options.jobs else "default jobs (%d processors)" % os.cpu_count()
+        print("input: %.1f MB, %s, load average %.2f" % (size / 1e6, jobs, os.getloadavg()[0]))
         print("%-22s %9s %8s %9s %8s %12s %10s" % ("run", "median s", "ratio", "cpu s", "ratio", "peak MB",
                                                   "of input"))
         for name in runs:
