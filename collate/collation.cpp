@@ -1,11 +1,16 @@
 #include "collate/collation.h"
 
 #include <algorithm>
+#include <condition_variable>
 #include <cstring>
+#include <deque>
 #include <iterator>
 #include <memory>
+#include <mutex>
 #include <new>
 #include <string_view>
+#include <system_error>
+#include <thread>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
@@ -143,22 +148,35 @@ uint32_t placeOf(std::u16string_view who) noexcept {
     return n < kNotPlace ? uint32_t(n) : kNotPlace;
 }
 
+// What the authors' keys read of a publication: its identifiers' text and
+// its author list (count entries; none when list is null).
+struct AuthorsSeen {
+    std::u16string_view ids;
+    uint32_t count;
+    const VroAuthorEntry* list;
+};
+
+AuthorsSeen authorsOf(const VroPublication& p) noexcept {
+    return {std::u16string_view(p.AuthorIds.data() ? p.AuthorIds.data() : u"", p.AuthorIds.length()),
+            p.authorCount, p.authorList};
+}
+
 // The authors' keys of one publication: its identifiers are read once, the
 // entry for each place looked up directly, and the name keys of named
 // entries made only when an author has no entry for its place. Reused from
 // one publication to the next, so that keying an author allocates nothing.
 class AuthorKeys {
 public:
-    void read(const VroPublication& pub) {
-        pub_ = &pub;
+    void read(const AuthorsSeen& seen) {
+        seen_ = seen;
         entries_.clear();
         named_ = 0;
         namedKeysMade_ = false;
         std::fill(std::begin(byPlace_), std::end(byPlace_), kNotPlace);
         // One scan finds each entry's tab and line end, sixteen units at a
         // time: an export of many authors per paper has as many entries.
-        const char16_t* const text = pub.AuthorIds.data();
-        const char16_t* const textEnd = text + pub.AuthorIds.length();
+        const char16_t* const text = seen.ids.data();
+        const char16_t* const textEnd = text + seen.ids.size();
         for (const char16_t* start = text; start < textEnd;) {
             const char16_t* tab = nullptr;
             const char16_t* end = start;
@@ -199,9 +217,7 @@ public:
 
 private:
     std::u16string_view keyView(uint32_t index, std::u16string& names) {
-        const VroPublication& pub = *pub_;
-        const char16_t* name =
-            index < pub.authorCount && pub.authorList != nullptr ? pub.authorList[index].name : nullptr;
+        const char16_t* name = index < seen_.count && seen_.list != nullptr ? seen_.list[index].name : nullptr;
         if (name == nullptr) return {};
         if (!entries_.empty()) {
             if (index < kMaxAuthors) {
@@ -240,7 +256,7 @@ private:
         return {kInNames, own_.size() + 5};
     }
 
-    const VroPublication* pub_ = nullptr;
+    AuthorsSeen seen_{};
     std::vector<IdEntry> entries_;
     uint32_t byPlace_[kMaxAuthors];
     uint32_t named_ = 0;
@@ -471,7 +487,7 @@ struct GroupBuilder {
     void note(const VroPublication& p, uint32_t member, VroGroupKind kind, std::u16string& key) {
         switch (kind) {
             case VroGroupKind::author:
-                queueAuthors(p, member);
+                queueAuthors(authorsOf(p), member);
                 break;
             case VroGroupKind::source:
                 if (!sourceKey(p.Source.data(), p.Source.length(), key)) throw std::bad_alloc();
@@ -510,10 +526,10 @@ struct GroupBuilder {
     uint32_t oldest = 0;  // into waiting
     uint32_t queued = 0;  // publications waiting
 
-    void queueAuthors(const VroPublication& p, uint32_t member) {
+    void queueAuthors(const AuthorsSeen& p, uint32_t member) {
         Waiting& w = waiting[(oldest + queued) % kStages];
         authors.read(p);
-        const uint32_t listed = std::min(p.authorList != nullptr ? p.authorCount : 0, kMaxAuthors);
+        const uint32_t listed = std::min(p.list != nullptr ? p.count : 0, kMaxAuthors);
         names.clear();
         w.member = member;
         w.count = 0;
@@ -523,7 +539,7 @@ struct GroupBuilder {
             if (k.length == 0) continue;
             const std::u16string_view keyText(k.text == AuthorKeys::kInNames ? names.data() + k.start : k.text,
                                               k.length);
-            const std::u16string_view spelling(p.authorList[a].name);
+            const std::u16string_view spelling(p.list[a].name);
             const uint32_t c = w.count++;
             w.keyStart[c] = uint32_t(w.text.size());
             w.keyLength[c] = k.length;
@@ -712,19 +728,176 @@ void appendDecimal(std::u16string& text, uint32_t value) {
     while (n > 0) text.push_back(digits[--n]);
 }
 
+namespace {
+
+// Authors noted on a second thread: add() copies what their keys read of a
+// publication (its identifiers' text and its names) into a batch, and the
+// second thread notes the batches in order while the import goes on. A few
+// batches at most wait, so memory stays bounded however fast the import is.
+class AuthorRelay {
+public:
+    explicit AuthorRelay(GroupBuilder& builder) noexcept : builder_(builder) {}
+    ~AuthorRelay() { stop(); }
+    AuthorRelay(const AuthorRelay&) = delete;
+    AuthorRelay& operator=(const AuthorRelay&) = delete;
+
+    // False when no thread can be started: the caller notes on its own.
+    bool start() noexcept {
+        try {
+            thread_ = std::thread([this] { run(); });
+        } catch (const std::system_error&) {
+            return false;
+        }
+        return true;
+    }
+
+    void add(const AuthorsSeen& seen, uint32_t member) {
+        const uint32_t names = seen.list != nullptr ? seen.count : 0;
+        filling_.heads.push_back({member, uint32_t(filling_.text.size()), uint32_t(seen.ids.size()), seen.count,
+                                  names, seen.list != nullptr});
+        filling_.text.append(seen.ids);
+        filling_.text.push_back(u'\0');  // the identifiers are scanned up to their zero
+        for (uint32_t a = 0; a < names; ++a) {
+            const std::u16string_view name(seen.list[a].name);
+            filling_.nameLengths.push_back(uint32_t(name.size()));
+            filling_.text.append(name);
+            filling_.text.push_back(u'\0');
+        }
+        if (filling_.heads.size() == kBatchRecords) hand();
+    }
+
+    // Waits until every publication added has been noted; the failure of
+    // the second thread, if any.
+    ResultCode finish() {
+        if (!filling_.heads.empty()) hand();
+        stop();
+        return failure_;
+    }
+
+private:
+    static constexpr size_t kBatchRecords = 256;
+    static constexpr size_t kBatchesWaiting = 4;
+    struct Head {
+        uint32_t member;
+        uint32_t start;  // of the identifiers' text; the names follow, each text ending in a zero
+        uint32_t idsLength;
+        uint32_t count;  // authors listed
+        uint32_t names;  // names copied
+        bool listed;
+    };
+    struct Batch {
+        std::vector<Head> heads;
+        std::vector<uint32_t> nameLengths;
+        std::u16string text;
+    };
+
+    void hand() {
+        std::unique_lock<std::mutex> guard(lock_);
+        roomFreed_.wait(guard, [this] { return waiting_.size() < kBatchesWaiting; });
+        waiting_.push_back(std::move(filling_));
+        filling_ = Batch();
+        if (!spare_.empty()) {
+            filling_ = std::move(spare_.back());
+            spare_.pop_back();
+        }
+        guard.unlock();
+        batchReady_.notify_one();
+    }
+
+    void stop() noexcept {
+        {
+            std::lock_guard<std::mutex> guard(lock_);
+            done_ = true;
+        }
+        batchReady_.notify_one();
+        if (thread_.joinable()) thread_.join();
+    }
+
+    void run() noexcept {
+        std::vector<VroAuthorEntry> entries;
+        for (;;) {
+            Batch batch;
+            {
+                std::unique_lock<std::mutex> guard(lock_);
+                batchReady_.wait(guard, [this] { return !waiting_.empty() || done_; });
+                if (waiting_.empty()) return;
+                batch = std::move(waiting_.front());
+                waiting_.pop_front();
+            }
+            roomFreed_.notify_one();
+            if (failure_ == kResultOk) {
+                try {
+                    note(batch, entries);
+                } catch (const std::bad_alloc&) {
+                    failure_ = kErrNoMemory;
+                }
+            }
+            batch.heads.clear();
+            batch.nameLengths.clear();
+            batch.text.clear();
+            std::lock_guard<std::mutex> guard(lock_);
+            if (spare_.size() < 2 && failure_ == kResultOk) {
+                try {
+                    spare_.push_back(std::move(batch));
+                } catch (const std::bad_alloc&) {
+                    // The batch goes; the next one is made afresh.
+                }
+            }
+        }
+    }
+
+    void note(Batch& batch, std::vector<VroAuthorEntry>& entries) {
+        const uint32_t* length = batch.nameLengths.data();
+        for (const Head& h : batch.heads) {
+            char16_t* at = batch.text.data() + h.start + h.idsLength + 1;
+            entries.resize(h.names);
+            for (uint32_t a = 0; a < h.names; ++a) {
+                entries[a] = {at, nullptr};
+                at += *length++ + 1;
+            }
+            const AuthorsSeen seen{std::u16string_view(batch.text).substr(h.start, h.idsLength), h.count,
+                                   h.listed ? entries.data() : nullptr};
+            builder_.queueAuthors(seen, h.member);
+        }
+    }
+
+    GroupBuilder& builder_;
+    Batch filling_;
+    std::mutex lock_;
+    std::condition_variable batchReady_;
+    std::condition_variable roomFreed_;
+    std::deque<Batch> waiting_;
+    std::vector<Batch> spare_;
+    bool done_ = false;
+    ResultCode failure_ = kResultOk;  // the second thread's; read once it has ended
+    std::thread thread_;
+};
+
+}  // namespace
+
 struct VroGroupCollector::State {
     GroupBuilder builder;
     std::u16string key;
+    std::unique_ptr<AuthorRelay> relay;  // authors noted on a second thread
 };
 
-VroGroupCollector::VroGroupCollector(VroGroupKind kind) noexcept : kind_(kind) {}
+VroGroupCollector::VroGroupCollector(VroGroupKind kind, uint32_t threads) noexcept : kind_(kind), threads_(threads) {}
 VroGroupCollector::~VroGroupCollector() { delete state_; }
 
 ResultCode VroGroupCollector::add(const VroPublication& pub, uint32_t member) noexcept {
     if (failure_ != kResultOk) return failure_;
     try {
-        if (state_ == nullptr) state_ = new State;
-        state_->builder.note(pub, member, kind_, state_->key);
+        if (state_ == nullptr) {
+            state_ = new State;
+            if (kind_ == VroGroupKind::author && threads_ >= 2) {
+                state_->relay = std::make_unique<AuthorRelay>(state_->builder);
+                if (!state_->relay->start()) state_->relay.reset();
+            }
+        }
+        if (state_->relay != nullptr)
+            state_->relay->add(authorsOf(pub), member);
+        else
+            state_->builder.note(pub, member, kind_, state_->key);
     } catch (const std::bad_alloc&) {
         failure_ = kErrNoMemory;
     }
@@ -736,8 +909,14 @@ ResultCode VroGroupCollector::finish(std::vector<VroGroup>& groups) noexcept {
     if (failure_ != kResultOk) return failure_;
     if (state_ == nullptr) return kResultOk;
     try {
-        state_->builder.finish();
-        groups.swap(state_->builder.groups);
+        if (state_->relay != nullptr) {
+            failure_ = state_->relay->finish();
+            state_->relay.reset();
+        }
+        if (failure_ == kResultOk) {
+            state_->builder.finish();
+            groups.swap(state_->builder.groups);
+        }
     } catch (const std::bad_alloc&) {
         groups.clear();
         failure_ = kErrNoMemory;

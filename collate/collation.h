@@ -80,10 +80,11 @@ inline constexpr uint32_t kNoMember = 0xFFFFFFFFu;
 // publication is noted at add(), so that its texts may go afterwards.
 // member is the publication's place among those added (0, 1, ...);
 // finish() gives the groups and starts afresh. After a failure every call
-// returns it.
+// returns it. With threads of 2 or more, authors are noted on a second
+// thread while add()'s caller goes on (the groups are the same).
 class VroGroupCollector {
 public:
-    explicit VroGroupCollector(VroGroupKind kind) noexcept;
+    explicit VroGroupCollector(VroGroupKind kind, uint32_t threads = 1) noexcept;
     ~VroGroupCollector();
     VroGroupCollector(const VroGroupCollector&) = delete;
     VroGroupCollector& operator=(const VroGroupCollector&) = delete;
@@ -98,6 +99,7 @@ public:
 private:
     struct State;
     VroGroupKind kind_;
+    uint32_t threads_;
     State* state_ = nullptr;
     ResultCode failure_ = kResultOk;
 };

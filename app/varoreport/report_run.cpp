@@ -54,15 +54,15 @@ struct Slot {
 // `lock` is guarded by it.
 struct Shared {
     Shared(const ReportRun& r, const std::vector<ReportInput>& in, Slot* s, size_t w) noexcept
-        : run(r), inputs(in), slots(s), window(w), rowThreads(r.jobs >= 2 * in.size() ? 2 : 1) {}
+        : run(r), inputs(in), slots(s), window(w), exportThreads(r.jobs >= 2 * in.size() ? 2 : 1) {}
 
     const ReportRun& run;
     const std::vector<ReportInput>& inputs;
     Slot* slots;
     size_t window;
-    // Threads an export's group rows may use: a second when the run has a
-    // thread for every export and one more.
-    uint32_t rowThreads;
+    // Threads one export may use: a second when the run has two for every
+    // export (its authors are then noted, and its group rows written, on two).
+    uint32_t exportThreads;
     std::mutex lock;
     std::condition_variable slotDone;   // the writer waits here
     std::condition_variable roomFreed;  // idle workers wait here
@@ -94,8 +94,8 @@ void noteFailure(ResultCode rc, const VroImportDetails& details, XpString& messa
     if (message.append(": ") != kResultOk || message.append(explanation) != kResultOk) message.setLength(plain);
 }
 
-CollatedRun collatedRun(const ReportRun& run, uint32_t rowThreads) noexcept {
-    return CollatedRun{run.format, run.now, run.merge, run.by, run.minPapers, rowThreads};
+CollatedRun collatedRun(const ReportRun& run, uint32_t exportThreads) noexcept {
+    return CollatedRun{run.format, run.now, run.merge, run.by, run.minPapers, exportThreads};
 }
 
 // The frame of the run's rows (a plain run's is empty but for the values'
@@ -126,7 +126,7 @@ void noteImport(ResultCode rc, const VroImportDetails& details, const VroPublica
 // Groups noted as the import ends each record: its publications with a Use
 // of 1 or more, numbered in order.
 struct GroupsAsRead {
-    explicit GroupsAsRead(VroGroupKind kind) noexcept : collector(kind) {}
+    GroupsAsRead(VroGroupKind kind, uint32_t threads) noexcept : collector(kind, threads) {}
     VroGroupCollector collector;
     uint32_t used = 0;
 
@@ -172,18 +172,18 @@ struct UsedPublications {
 // straight into it, since thousands of group rows would otherwise be
 // gathered in memory only to be copied there.
 void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, XpTextWriter* direct,
-                    uint32_t rowThreads) noexcept {
+                    uint32_t exportThreads) noexcept {
     std::unique_ptr<VroPublicationList> list(new (std::nothrow) VroPublicationList);
     ResultCode rc = list ? input.failure : kErrNoMemory;
     VroImportDetails details;
     const VroGroupKind kind = VroGroupKind(run.by != 0 ? run.by - 1 : 0);
     const bool numbersOnly = !run.merge && !run.format->readsPapers;
-    GroupsAsRead groups(kind);
+    GroupsAsRead groups(kind, exportThreads);
     if (rc == kResultOk) {
         if (numbersOnly)
             list->keepNumbersOnly();
         else
-            list->retainTexts(collatedTexts(collatedRun(run, rowThreads)));
+            list->retainTexts(collatedTexts(collatedRun(run, exportThreads)));
         if (run.by != 0) list->onImportEnded(GroupsAsRead::note, &groups, VroGroupCollector::textsRead(kind));
         rc = importPublications(input.path.c_str(), *list, nullptr, slot.filterName, nullptr, &details);
         list->endImport();
@@ -215,7 +215,7 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
             // A record the hook saw but the list could not take.
             if (rowsCode == kResultOk && used.count != groups.used) rowsCode = kErrNoMemory;
             if (rowsCode == kResultOk)
-                rowsCode = writeGroups(collatedRun(run, rowThreads), frame, slot.label.data(), slot.filterName.data(),
+                rowsCode = writeGroups(collatedRun(run, exportThreads), frame, slot.label.data(), slot.filterName.data(),
                                        used.records.get(), used.numbers.get(), used.count, found, writer);
         }
         if (memory) {
@@ -228,10 +228,10 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
 
 // direct: the report, when input's rows are the next it takes (see
 // reportCollated), else null.
-void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot, uint32_t rowThreads,
+void reportOne(const ReportRun& run, const ReportInput& input, Slot& slot, uint32_t exportThreads,
                XpTextWriter* direct = nullptr) noexcept {
     if (run.collates()) {
-        reportCollated(run, input, slot, direct, rowThreads);
+        reportCollated(run, input, slot, direct, exportThreads);
         return;
     }
     VroPublicationList list;
@@ -276,7 +276,7 @@ void work(Shared& shared) noexcept {
         }
         if (shared.stop) return;
         guard.unlock();
-        reportOne(shared.run, shared.inputs[index], shared.slots[index], shared.rowThreads);
+        reportOne(shared.run, shared.inputs[index], shared.slots[index], shared.exportThreads);
         guard.lock();
         shared.slots[index].done = true;
         if (shared.writerWaiting) shared.slotDone.notify_one();
@@ -381,7 +381,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
                 size_t index = 0;
                 if (shared.take(index)) {
                     guard.unlock();
-                    reportOne(run, inputs[index], slots[index], shared.rowThreads, index == i ? out.get() : nullptr);
+                    reportOne(run, inputs[index], slots[index], shared.exportThreads, index == i ? out.get() : nullptr);
                     progress.update(i);
                     guard.lock();
                     slots[index].done = true;
