@@ -156,7 +156,19 @@ TEST(Import, CasesGiveTheirRecords) {
         ASSERT_EQ(logOpen(kLogToFile, logPath.c_str()), 0);
         const std::string got = importAndDump(path, code, logPath);
         logClose();
-        EXPECT_EQ(got, vt::slurp(path.substr(0, path.rfind('.')) + ".pubs"));
+        const std::string expected = vt::slurp(path.substr(0, path.rfind('.')) + ".pubs");
+        EXPECT_EQ(got, expected);
+        // A BibTeX export saved as UTF-16 in either byte order reads the same.
+        const std::string bytes = vt::slurp(path);
+        if (endsWith(path, ".bib") && bytes.rfind("\xFF\xFE", 0) != 0) {
+            for (const bool bigEndian : {false, true}) {
+                const std::string twin = dir / (bigEndian ? "be.bib" : "le.bib"), twinLog = twin + ".log";
+                vt::spill(twin, vt::utf16File(vt::fromUtf8(bytes.substr(bytes.rfind("\xEF\xBB\xBF", 0) ? 0 : 3)), bigEndian));
+                ASSERT_EQ(logOpen(kLogToFile, twinLog.c_str()), 0);
+                EXPECT_EQ(importAndDump(twin, code, twinLog), expected) << (bigEndian ? "big" : "little") << "-endian";
+                logClose();
+            }
+        }
         // A list that keeps no text (most are then never stored) must come to
         // the same mask, counts and numbers as one that keeps them all.
         std::string numbers[2];
