@@ -228,6 +228,16 @@ TEST(Import, InputStreamReadsHonourMinimumPlainOrCompressed) {
             size_t count = 99;
             EXPECT_EQ(input->read(buffer, c.minimum, c.maximum, &count), c.code);
             EXPECT_EQ(std::string(buffer, count), std::string("hello world").substr(0, c.count));
+            // What was handed out is what was recorded; once taken, nothing more is kept.
+            for (const size_t recordedCount : {c.count, size_t(0)}) {
+                unsigned char* recorded = nullptr;
+                size_t kept = 99;
+                input->takeRecording(&recorded, &kept);
+                EXPECT_EQ(kept ? std::string(reinterpret_cast<char*>(recorded), kept) : "",
+                          std::string("hello world").substr(0, recordedCount));
+                std::free(recorded);
+                (void)input->read(buffer, 0, 1, &count);
+            }
         }
     }
 }
