@@ -101,20 +101,6 @@ std::string manyEntries(int count, const std::string& oddName = "\xE1\xB8\x80ng"
     return text;
 }
 
-std::u16string fromUtf8(const std::string& bytes) {
-    std::u16string units(bytes.size(), u'\0');
-    uint32_t size = uint32_t(bytes.size()), count = uint32_t(units.size());
-    EXPECT_EQ(utf8ToUtf16(bytes.data(), &size, units.data(), &count), 0);
-    units.resize(count);
-    return units;
-}
-
-std::string utf16File(const std::u16string& text) {
-    std::string bytes = "\xFF\xFE";
-    for (const char16_t c : text) bytes += {char(c & 0xFF), char(c >> 8)};
-    return bytes;
-}
-
 std::string listing(const std::string& path) {
     vt::Imported got(path);
     std::string out = std::to_string(got.rc) + " " + got.name + "\n";
@@ -150,7 +136,7 @@ TEST(BibTeX, BytesAndUnitsReadAlike) {
     const std::string text = manyEntries(900);
     ASSERT_GT(text.size(), 3 * 65536u);
     vt::spill(dir / "bytes.bib", text);
-    vt::spill(dir / "units.bib", utf16File(fromUtf8(text)));
+    vt::spill(dir / "units.bib", vt::utf16File(vt::fromUtf8(text)));
     const std::string units = listing(dir / "units.bib");
     EXPECT_EQ(firstDifference(listing(dir / "bytes.bib"), units), "");
     // A character beyond U+FFFF (which this reader of UTF-16 does not take)
@@ -163,10 +149,10 @@ TEST(BibTeX, BytesAndUnitsReadAlike) {
 
     const std::string rest = "@article{latin,\n  title = {Caf\xE9 au lait},\n  note = {Cited by: 5}}\n"
                              "@article{after,\n  title = {Read on}, year = 2102}\n";
-    std::u16string expected = fromUtf8(text);
+    std::u16string expected = vt::fromUtf8(text);
     for (const char c : rest) expected += char16_t(uint8_t(c));  // the same in that code page
     vt::spill(dir / "latin.bib", text + rest);
-    vt::spill(dir / "latin-units.bib", utf16File(expected));
+    vt::spill(dir / "latin-units.bib", vt::utf16File(expected));
     EXPECT_EQ(firstDifference(listing(dir / "latin.bib"), listing(dir / "latin-units.bib")), "");
 }
 

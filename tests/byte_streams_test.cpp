@@ -20,14 +20,16 @@ class ByteStreams : public ::testing::Test {
 protected:
     void SetUp() override { ASSERT_EQ(XpFileStream::create(&stream_), kResultOk); }
     std::string path(const std::string& name) const { return dir_ / name; }
-    // A pipe holding `bytes`, its writing end closed, read by stream_ (owned).
-    void attachPipeWith(const char* bytes) {
+    // The reading end of a pipe holding `bytes`, its writing end closed.
+    static int pipeWith(const char* bytes) {
         int fds[2];
-        ASSERT_EQ(pipe(fds), 0);
-        ASSERT_EQ(::write(fds[1], bytes, std::strlen(bytes)), ssize_t(std::strlen(bytes)));
+        EXPECT_EQ(pipe(fds), 0);
+        EXPECT_EQ(::write(fds[1], bytes, std::strlen(bytes)), ssize_t(std::strlen(bytes)));
         ::close(fds[1]);
-        ASSERT_EQ(stream_->attach(fds[0], nullptr, true), kResultOk);
+        return fds[0];
     }
+    // Such a pipe read by stream_ (owned).
+    void attachPipeWith(const char* bytes) { ASSERT_EQ(stream_->attach(pipeWith(bytes), nullptr, true), kResultOk); }
 
     vt::TempDir dir_;
     XpHolder<XpFileStream> stream_;
@@ -134,15 +136,21 @@ TEST_F(ByteStreams, ReadLoopHonoursMinimumAndReportsEndOfFile) {
         {6, 10, kErrEndOfFile, 5},  // the data ends before it
         {0, 0, kResultOk, 0},
         {3, 3, kResultOk, 3},
+        {5, 5, kResultOk, 5},       // exactly what there is
         {4, 3, kErrInvalidArgument, 0},
     };
-    // A pipe, and a memory stream holding the same bytes.
+    // A pipe read by descriptor and through stdio, and a memory stream
+    // holding the same bytes.
     for (const auto& c : cases) {
         attachPipeWith("hello");
+        XpHolder<XpStdioStream> stdio;
+        ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);
+        ASSERT_EQ(stdio->attach(fdopen(pipeWith("hello"), "r"), nullptr, true), kResultOk);
         XpHolder<XpMemoryStream> memory;
         ASSERT_EQ(XpMemoryStream::create(&memory), kResultOk);
         ASSERT_EQ(memory->write("hello", 5, nullptr), kResultOk);
-        for (XpByteStream* stream : {static_cast<XpByteStream*>(stream_.get()), static_cast<XpByteStream*>(memory.get())}) {
+        for (XpByteStream* stream : {static_cast<XpByteStream*>(stream_.get()), static_cast<XpByteStream*>(stdio.get()),
+                                     static_cast<XpByteStream*>(memory.get())}) {
             char buffer[16];
             size_t count = 99;
             EXPECT_EQ(stream->read(buffer, c.minimum, c.maximum, &count), c.code) << c.minimum << ".." << c.maximum;
@@ -193,12 +201,15 @@ TEST_F(ByteStreams, PositionAndSeek) {
 TEST_F(ByteStreams, StdioStreamsFollowTheSameRules) {
     XpHolder<XpStdioStream> stdio;
     ASSERT_EQ(XpStdioStream::create(&stdio), kResultOk);
+    size_t count = 9;
+    EXPECT_EQ(stdio->read(nullptr, 0, 0, &count), kResultOk);  // nothing asked of no stream
+    EXPECT_EQ(count, 0u);
+    EXPECT_EQ(stdio->write(nullptr, 0, &count), kResultOk);
     ASSERT_EQ(stdio->attach(std::tmpfile(), nullptr, true), kResultOk);
     ASSERT_EQ(stdio->write("hello", 5, nullptr), kResultOk);
     int64_t at = -1;
     ASSERT_EQ(stdio->seek(1, kSeekStart, &at), kResultOk);
     char buffer[8];
-    size_t count = 0;
     EXPECT_EQ(stdio->read(buffer, 2, 8, &count), kResultOk);
     EXPECT_EQ(std::string(buffer, count), "ello");
     EXPECT_EQ(stdio->read(buffer, 1, 8, &count), kErrEndOfFile);

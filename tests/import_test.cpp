@@ -156,7 +156,19 @@ TEST(Import, CasesGiveTheirRecords) {
         ASSERT_EQ(logOpen(kLogToFile, logPath.c_str()), 0);
         const std::string got = importAndDump(path, code, logPath);
         logClose();
-        EXPECT_EQ(got, vt::slurp(path.substr(0, path.rfind('.')) + ".pubs"));
+        const std::string expected = vt::slurp(path.substr(0, path.rfind('.')) + ".pubs");
+        EXPECT_EQ(got, expected);
+        // A BibTeX export saved as UTF-16 in either byte order reads the same.
+        const std::string bytes = vt::slurp(path);
+        if (endsWith(path, ".bib") && bytes.rfind("\xFF\xFE", 0) != 0) {
+            for (const bool bigEndian : {false, true}) {
+                const std::string twin = dir / (bigEndian ? "be.bib" : "le.bib"), twinLog = twin + ".log";
+                vt::spill(twin, vt::utf16File(vt::fromUtf8(bytes.substr(bytes.rfind("\xEF\xBB\xBF", 0) ? 0 : 3)), bigEndian));
+                ASSERT_EQ(logOpen(kLogToFile, twinLog.c_str()), 0);
+                EXPECT_EQ(importAndDump(twin, code, twinLog), expected) << (bigEndian ? "big" : "little") << "-endian";
+                logClose();
+            }
+        }
         // A list that keeps no text (most are then never stored) must come to
         // the same mask, counts and numbers as one that keeps them all.
         std::string numbers[2];
@@ -200,10 +212,12 @@ TEST(Import, CompressedCasesGiveTheirRecordsAndFailWhenCut) {
 // The import's input keeps the read contract of every stream, plain or
 // compressed, with the source handing out two bytes a call.
 TEST(Import, InputStreamReadsHonourMinimumPlainOrCompressed) {
+    // One byte of the two looked at first; reads within, of exactly what is
+    // left, of one more and across the end.
     const struct { size_t minimum, maximum; ResultCode code; size_t count; } cases[] = {
-        {1, 3, kResultOk, 3}, {5, 10, kResultOk, 5}, {6, 10, kErrEndOfFile, 5}, {0, 0, kResultOk, 0},
-        {4, 3, kErrInvalidArgument, 0}};
-    for (const std::string& bytes : {std::string("hello"), vt::gzipped("hello")}) {
+        {1, 1, kResultOk, 1},   {1, 3, kResultOk, 3},   {5, 5, kResultOk, 5},      {11, 11, kResultOk, 11},
+        {11, 12, kResultOk, 11}, {12, 16, kErrEndOfFile, 11}, {0, 0, kResultOk, 0}, {4, 3, kErrInvalidArgument, 0}};
+    for (const std::string& bytes : {std::string("hello world"), vt::gzipped("hello world")}) {
         for (const auto& c : cases) {
             SCOPED_TRACE(std::to_string(bytes.size()) + ": " + std::to_string(c.minimum) + ".." + std::to_string(c.maximum));
             XpHolder<vt::MemoryStream> source;
@@ -213,7 +227,17 @@ TEST(Import, InputStreamReadsHonourMinimumPlainOrCompressed) {
             char buffer[16];
             size_t count = 99;
             EXPECT_EQ(input->read(buffer, c.minimum, c.maximum, &count), c.code);
-            EXPECT_EQ(std::string(buffer, count), std::string("hello").substr(0, c.count));
+            EXPECT_EQ(std::string(buffer, count), std::string("hello world").substr(0, c.count));
+            // What was handed out is what was recorded; once taken, nothing more is kept.
+            for (const size_t recordedCount : {c.count, size_t(0)}) {
+                unsigned char* recorded = nullptr;
+                size_t kept = 99;
+                input->takeRecording(&recorded, &kept);
+                EXPECT_EQ(kept ? std::string(reinterpret_cast<char*>(recorded), kept) : "",
+                          std::string("hello world").substr(0, recordedCount));
+                std::free(recorded);
+                (void)input->read(buffer, 0, 1, &count);
+            }
         }
     }
 }

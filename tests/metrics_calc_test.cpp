@@ -69,6 +69,11 @@ TEST(MetricsSchema, RowsDescribeTheirWords) {
         EXPECT_EQ(row.minimum, 0u);
         EXPECT_EQ(row.maximum, std::stoul(rows[i][4]));
     }
+    // Words run to the record's end; a position past it reads 0.
+    VroMetrics m;
+    std::memset(&m, 0xAB, sizeof m);
+    EXPECT_EQ(metricsWord(m, sizeof m / 4 - 1), 0xABABABABu);
+    EXPECT_EQ(metricsWord(m, sizeof m / 4), 0u);
 }
 
 TEST(ComputeMetrics, CasesGiveTheirValues) {

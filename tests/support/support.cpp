@@ -74,6 +74,27 @@ std::string utf8Units(const std::u16string& text) {
     return out;
 }
 
+std::u16string fromUtf8(const std::string& bytes) {
+    std::u16string out;
+    for (size_t i = 0; i < bytes.size();) {
+        const uint8_t lead = uint8_t(bytes[i]);
+        const int n = lead < 0x80 ? 1 : lead < 0xE0 ? 2 : lead < 0xF0 ? 3 : 4;
+        char32_t c = n == 1 ? lead : lead & (0x7F >> n);
+        for (int k = 1; k < n; ++k) c = c << 6 | (uint8_t(bytes[i + k]) & 0x3F);
+        i += size_t(n);
+        if (c > 0xFFFF) out += {char16_t(0xD7C0 + (c >> 10)), char16_t(0xDC00 | (c & 0x3FF))};
+        else out += char16_t(c);
+    }
+    return out;
+}
+
+std::string utf16File(const std::u16string& text, bool bigEndian) {
+    std::string bytes = bigEndian ? "\xFE\xFF" : "\xFF\xFE";
+    for (const char16_t c : text)
+        bytes += bigEndian ? std::string{char(c >> 8), char(c & 0xFF)} : std::string{char(c & 0xFF), char(c >> 8)};
+    return bytes;
+}
+
 std::string unescaped(const std::string& text) {
     std::string out;
     for (size_t i = 0; i < text.size(); ++i) {

@@ -110,6 +110,10 @@ std::u16string wide(const std::string& latin1);
 std::string narrow(const std::u16string& text);
 // Each unit as UTF-8 on its own (a surrogate as three bytes), as tableOf() reads \uNNNN.
 std::string utf8Units(const std::u16string& text);
+// Well-formed UTF-8 as units (a character beyond U+FFFF as its two), and
+// units as the bytes of a UTF-16 file with its byte-order mark.
+std::u16string fromUtf8(const std::string& bytes);
+std::string utf16File(const std::u16string& text, bool bigEndian = false);
 
 // The memory stream with the faults and habits of real streams: reads hand
 // out at most `chunk` bytes per call (a short read once `minimum` is met, as
