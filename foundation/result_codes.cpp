@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <iterator>
 
 #include "foundation/sorted_tables.h"
@@ -212,6 +213,22 @@ char* threadBuffer(char*& slot, size_t size, char* shared) noexcept {
     return slot ? slot : shared;
 }
 
+// Copies text into buffer, cut to fit without splitting a UTF-8 sequence and
+// without trailing white space.
+const char* copyTrimmed(char* buffer, size_t size, const char* text) noexcept {
+    size_t n = std::strlen(text);
+    if (n >= size) {
+        n = size - 1;
+        while (n > 0 && (static_cast<unsigned char>(text[n]) & 0xC0) == 0x80) --n;
+    }
+    while (n > 0 && (text[n - 1] == ' ' || text[n - 1] == '\t' || text[n - 1] == '\r' ||
+                     text[n - 1] == '\n' || text[n - 1] == '\v' || text[n - 1] == '\f'))
+        --n;
+    std::memcpy(buffer, text, n);
+    buffer[n] = '\0';
+    return buffer;
+}
+
 // The wrapped form holds a system number 1..65535 in its low 16 bits. The
 // all-ones value is left out: -1 is the commonest "some failure" value of
 // foreign code and reads "Unknown error", not as a system error.
@@ -223,16 +240,16 @@ bool isSystemStatusForm(ResultCode code) noexcept {
 }
 
 const char* systemMessage(ResultCode code) noexcept {
+    char* buffer = threadBuffer(tBuffers.system, kSystemBufferSize, gSharedSystemBuffer);
     const int32_t value = isWrappedSystemForm(code) ? int32_t(uint32_t(code) & 0xFFFFu) : code;
-    if (const char* text = systemMessageText(value)) return text;
+    if (const char* text = systemMessageText(value)) return copyTrimmed(buffer, kSystemBufferSize, text);
     // No text anywhere: name the number, in hexadecimal when it is negative
     // (status values read better that way) and in decimal otherwise.
-    char* buffer = threadBuffer(tBuffers.system, kSystemBufferSize, gSharedSystemBuffer);
     if (value < 0)
         std::snprintf(buffer, kSystemBufferSize, "win32 error 0x%08X", unsigned(value));
     else
         std::snprintf(buffer, kSystemBufferSize, "win32 error %d", value);
-    return buffer;
+    return copyTrimmed(buffer, kSystemBufferSize, buffer);
 }
 
 }  // namespace
