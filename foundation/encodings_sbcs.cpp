@@ -308,7 +308,7 @@ bool charenc_sbcs::mapWide(char32_t codePoint, uint8_t* byte) const noexcept {
         const SbcsHighEntry* end = high_ + highCount_;
         const SbcsHighEntry* it = std::lower_bound(
             begin, end, codePoint, [](const SbcsHighEntry& e, char32_t v) { return e.codePoint < v; });
-        if (it != end && it->codePoint == codePoint) {
+        if (it != end && it->codePoint == codePoint && it->byte != 0) {
             *byte = it->byte;
             return true;
         }
