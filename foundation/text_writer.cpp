@@ -477,6 +477,16 @@ ResultCode openTextWriterOnMemory(XpHolder<XpMemoryStream>* stream, XpHolder<XpT
     return rc;
 }
 
+void writeLongText(XpTextWriter* writer, const char* bytes, size_t size) noexcept {
+    constexpr size_t kPiece = size_t(1) << 30;
+    while (size > 0) {
+        const size_t piece = size < kPiece ? size : kPiece;
+        writer->writeText(bytes, uint32_t(piece));
+        bytes += piece;
+        size -= piece;
+    }
+}
+
 ResultCode writerVPrintf(XpTextWriter* writer, const char* format, va_list args) noexcept {
     if (!writer || !format) return kErrInvalidArgument;
     textstream_writer sink(writer);

@@ -172,6 +172,11 @@ private:
 [[nodiscard]] ResultCode openTextWriterOnMemory(XpHolder<XpMemoryStream>* stream,
                                                 XpHolder<XpTextWriter>* holder) noexcept;
 
+// size bytes of UTF-8 text into a writer, in pieces its 32-bit counts hold
+// (text a memory writer gathered, handed on whole); a failure stays with
+// the writer.
+void writeLongText(XpTextWriter* writer, const char* bytes, size_t size) noexcept;
+
 // Formatted output into a writer; 22 for a null writer or format.
 ResultCode writerPrintf(XpTextWriter* writer, const char* format, ...) noexcept
     __attribute__((format(printf, 2, 3)));

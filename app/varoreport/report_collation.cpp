@@ -188,13 +188,7 @@ ResultCode writeRowsOnThreads(uint32_t threads, size_t count, const PoolView* po
     if (rc != kResultOk) return rc;
     if (laterCode != kResultOk) return laterCode;
     // A failure to write is the writer's to keep, as with every row.
-    const char* bytes = memory->bytes();
-    for (size_t left = memory->size(); left > 0;) {
-        const uint32_t piece = uint32_t(std::min<size_t>(left, size_t(1) << 30));
-        out->writeText(bytes, piece);
-        bytes += piece;
-        left -= piece;
-    }
+    writeLongText(out, memory->bytes(), memory->size());
     return kResultOk;
 }
 

@@ -312,16 +312,6 @@ private:
     std::chrono::steady_clock::time_point last_{};
 };
 
-void writeBytes(XpTextWriter* out, const char* bytes, size_t size) noexcept {
-    constexpr size_t kPiece = 1u << 30;
-    while (size > 0) {
-        const size_t piece = size < kPiece ? size : kPiece;
-        out->writeText(bytes, uint32_t(piece));
-        bytes += piece;
-        size -= piece;
-    }
-}
-
 }  // namespace
 
 int64_t julyFirstUtc(int32_t year) noexcept {
@@ -415,7 +405,7 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
         if (slot.rowsCode != kResultOk) {
             outputCode = slot.rowsCode;
         } else if (slot.rows) {
-            writeBytes(out.get(), slot.rows->bytes(), slot.rows->size());
+            writeLongText(out.get(), slot.rows->bytes(), slot.rows->size());
         }
         slot.rows.reset();
         bool wake;
