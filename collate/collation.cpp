@@ -763,7 +763,7 @@ public:
             filling_.text.append(name);
             filling_.text.push_back(u'\0');
         }
-        if (filling_.heads.size() == kBatchRecords) hand();
+        if (filling_.heads.size() == kBatchRecords || filling_.text.size() >= kBatchUnits) hand();
     }
 
     // Waits until every publication added has been noted; the failure of
@@ -775,7 +775,10 @@ public:
     }
 
 private:
+    // A batch goes at 256 publications or a million units of text, which
+    // keeps its offsets well within 32 bits.
     static constexpr size_t kBatchRecords = 256;
+    static constexpr size_t kBatchUnits = size_t(1) << 20;
     static constexpr size_t kBatchesWaiting = 4;
     struct Head {
         uint32_t member;
