@@ -183,7 +183,12 @@ ResultCode writeRowsOnThreads(uint32_t threads, size_t count, const PoolView* po
     } catch (const std::system_error&) {
         return writeRows(0, count, 0, scratch, out);
     }
-    const ResultCode rc = writeRows(0, half, 0, scratch, out);
+    ResultCode rc;
+    try {
+        rc = writeRows(0, half, 0, scratch, out);
+    } catch (const std::bad_alloc&) {
+        rc = kErrNoMemory;  // the second thread is waited for all the same
+    }
     helper.join();
     if (rc != kResultOk) return rc;
     if (laterCode != kResultOk) return laterCode;
