@@ -589,13 +589,11 @@ void appendAuthorId(VroPublication& pub, std::u16string_view kind, const char16_
     if (units > kXpStringMaxCapacity || ids.grow(uint32_t(units)) != kResultOk) return;
     char16_t* out = ids.end();
     if (!first) *out++ = u'\n';
-    std::memcpy(out, kind.data(), kind.size() * sizeof(char16_t));
-    out += kind.size();
+    out = std::copy(kind.begin(), kind.end(), out);
     *out++ = u':';
-    std::memcpy(out, id, idLength * sizeof(char16_t));
-    out += idLength;
+    out = std::copy(id, id + idLength, out);
     *out++ = u'\t';
-    std::memcpy(out, name, nameLength * sizeof(char16_t));
+    std::copy(name, name + nameLength, out);
     ids.commitAppended(uint32_t(units));
 }
 
