@@ -754,7 +754,7 @@ public:
     void add(const AuthorsSeen& seen, uint32_t member) {
         const uint32_t names = seen.list != nullptr ? seen.count : 0;
         filling_.heads.push_back({member, uint32_t(filling_.text.size()), uint32_t(seen.ids.size()), seen.count,
-                                  names, seen.list != nullptr});
+                                  names});
         filling_.text.append(seen.ids);
         filling_.text.push_back(u'\0');  // the identifiers are scanned up to their zero
         for (uint32_t a = 0; a < names; ++a) {
@@ -785,8 +785,7 @@ private:
         uint32_t start;  // of the identifiers' text; the names follow, each text ending in a zero
         uint32_t idsLength;
         uint32_t count;  // authors listed
-        uint32_t names;  // names copied
-        bool listed;
+        uint32_t names;  // names copied: count, or 0 for a publication whose names went
     };
     struct Batch {
         std::vector<Head> heads;
@@ -858,8 +857,10 @@ private:
                 entries[a] = {at, nullptr};
                 at += *length++ + 1;
             }
+            // No names and authors listed: the names went. No authors: no
+            // name is read either way.
             const AuthorsSeen seen{std::u16string_view(batch.text).substr(h.start, h.idsLength), h.count,
-                                   h.listed ? entries.data() : nullptr};
+                                   h.names != 0 ? entries.data() : nullptr};
             builder_.queueAuthors(seen, h.member);
         }
     }

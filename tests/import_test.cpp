@@ -166,7 +166,8 @@ TEST(Import, CasesGiveTheirRecords) {
         if (endsWith(path, ".bib") && bytes.rfind("\xFF\xFE", 0) != 0 && !pastBmp) {
             for (const bool bigEndian : {false, true}) {
                 const std::string twin = dir / (bigEndian ? "be.bib" : "le.bib"), twinLog = twin + ".log";
-                vt::spill(twin, vt::utf16File(vt::fromUtf8(bytes.substr(bytes.rfind("\xEF\xBB\xBF", 0) ? 0 : 3)), bigEndian));
+                const std::string unmarked = bytes.substr(bytes.rfind("\xEF\xBB\xBF", 0) ? 0 : 3);
+                vt::spill(twin, vt::utf16File(vt::fromUtf8(unmarked), bigEndian));
                 ASSERT_EQ(logOpen(kLogToFile, twinLog.c_str()), 0);
                 EXPECT_EQ(importAndDump(twin, code, twinLog), expected) << (bigEndian ? "big" : "little") << "-endian";
                 logClose();

@@ -10,7 +10,9 @@
 //   block each in the order: h index, then total citations, both
 //   descending, then key; each the metrics of exactly its publications.
 //   For html, one section with the table of every group and the charts of
-//   the first kChartedGroups.
+//   the first kChartedGroups. With run.rowThreads of 2 and 2,048 rows or
+//   more (every format but html), the later half of the rows is written on
+//   a second thread; the rows are the same.
 // - writeMerged: the works of the exports that imported (lists[i] non-null,
 //   with their labels and format names), their publications with Use of 1
 //   or more pooled in the order given, as one row block (or, with

@@ -215,8 +215,9 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
             // A record the hook saw but the list could not take.
             if (rowsCode == kResultOk && used.count != groups.used) rowsCode = kErrNoMemory;
             if (rowsCode == kResultOk)
-                rowsCode = writeGroups(collatedRun(run, exportThreads), frame, slot.label.data(), slot.filterName.data(),
-                                       used.records.get(), used.numbers.get(), used.count, found, writer);
+                rowsCode = writeGroups(collatedRun(run, exportThreads), frame, slot.label.data(),
+                                       slot.filterName.data(), used.records.get(), used.numbers.get(), used.count,
+                                       found, writer);
         }
         if (memory) {
             const ResultCode closed = memory->close();
