@@ -16,112 +16,19 @@
 #include <emmintrin.h>
 #endif
 
+#include "collate/batch_relay.h"
+#include "collate/internal.h"
 #include "collate/work_keys.h"
 #include "foundation/unit_scan.h"
 #include "metrics/metrics_calc.h"
 #include "model/metrics_record.h"
 #include "model/publication.h"
 
+using vro_collate::hashOf;
+using vro_collate::KeyTable;
+using vro_collate::textOf;
+
 namespace {
-
-uint64_t hashOf(std::u16string_view key) noexcept {
-    // Four units at a time: titles run to a hundred units, and one multiply
-    // per unit made hashing a noticeable part of finding the works.
-    uint64_t h = 1469598103934665603ull ^ key.size();
-    size_t i = 0;
-    for (; i + 4 <= key.size(); i += 4) {
-        uint64_t units;
-        std::memcpy(&units, key.data() + i, sizeof units);
-        h = (h ^ units) * 0x9e3779b97f4a7c15ull;
-        h ^= h >> 32;
-    }
-    for (; i < key.size(); ++i) {
-        h ^= key[i];
-        h *= 1099511628211ull;
-    }
-    // Keys often differ in their last digits only: the bits are mixed so
-    // that the table's low bits see every character.
-    h ^= h >> 33;
-    h *= 0xff51afd7ed558ccdull;
-    return h ^ (h >> 33);
-}
-
-// An open-addressing table from keys to numbers; the keys themselves stay
-// with the caller, who says what key a number stands for.
-class KeyTable {
-public:
-    // The number stored for key; when there is none, value is stored and
-    // returned. keyOf(number) gives the key of a stored number.
-    template <class KeyOf>
-    uint32_t findOrAdd(std::u16string_view key, uint32_t value, KeyOf keyOf) {
-        return findOrAddHashed(key, hashOf(key), value, keyOf);
-    }
-    // findOrAdd of a key whose hash is h.
-    template <class KeyOf>
-    uint32_t findOrAddHashed(std::u16string_view key, uint64_t h, uint32_t value, KeyOf keyOf) {
-        if ((used_ + 1) * 4 > slots_.size() * 3) grow();
-        const size_t mask = slots_.size() - 1;
-        for (size_t i = size_t(h) & mask;; i = (i + 1) & mask) {
-            Slot& slot = slots_[i];
-            if (!slot.used) {
-                slot = {h, value, true};
-                ++used_;
-                return value;
-            }
-            if (slot.hash == h && keyOf(slot.value) == key) return slot.value;
-        }
-    }
-
-    // Asks for the slot a key whose hash is h is looked up from.
-    void prefetch(uint64_t h) const noexcept {
-        if (!slots_.empty()) __builtin_prefetch(&slots_[size_t(h) & (slots_.size() - 1)]);
-    }
-
-private:
-    struct Slot {
-        uint64_t hash;
-        uint32_t value;
-        bool used;
-    };
-    void grow() {
-        std::vector<Slot> old(slots_.empty() ? 64 : slots_.size() * 2, Slot{0, 0, false});
-        old.swap(slots_);
-        const size_t mask = slots_.size() - 1;
-        for (const Slot& slot : old) {
-            if (!slot.used) continue;
-            size_t i = size_t(slot.hash) & mask;
-            while (slots_[i].used) i = (i + 1) & mask;
-            slots_[i] = slot;
-        }
-    }
-    std::vector<Slot> slots_;
-    size_t used_ = 0;
-};
-
-// Union-find over the pool with path halving; the smaller index roots a set.
-struct Links {
-    std::vector<uint32_t> parent;
-
-    explicit Links(uint32_t count) : parent(count) {
-        for (uint32_t i = 0; i < count; ++i) parent[i] = i;
-    }
-    uint32_t root(uint32_t i) noexcept {
-        while (parent[i] != i) {
-            parent[i] = parent[parent[i]];
-            i = parent[i];
-        }
-        return i;
-    }
-    void join(uint32_t a, uint32_t b) noexcept {
-        a = root(a);
-        b = root(b);
-        if (a == b) return;
-        if (a < b)
-            parent[b] = a;
-        else
-            parent[a] = b;
-    }
-};
 
 std::u16string yearKey(int32_t year) {
     std::u16string key;
@@ -264,8 +171,6 @@ private:
     std::vector<std::u16string> namedKeys_;  // per entry: its name's key (named entries)
     std::u16string own_;
 };
-
-std::u16string_view textOf(const XpString16& text) { return {text.data() ? text.data() : u"", text.length()}; }
 
 // Groups are found in one pass that notes every (group, publication) met,
 // and laid out at the end. Each group's key and first spelling lie side by
@@ -589,135 +494,6 @@ struct GroupBuilder {
 
 }  // namespace
 
-ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks& works) noexcept {
-    try {
-        Links links(count);
-        // Keys lie one after the other in a pool, found by where they start
-        // and their length, so that a key costs no allocation of its own.
-        struct PoolKey {
-            size_t start;
-            size_t length;
-        };
-        KeyTable byDoi;
-        std::u16string doiPool;
-        std::vector<PoolKey> doiKeys(count);  // per pooled publication with a DOI key
-        // Publications of one title key and year: the first one without a
-        // DOI links to every other; those with DOIs met before it wait for it.
-        constexpr uint32_t kNone = 0xFFFFFFFFu;
-        struct TitleSlot {
-            uint32_t firstWithoutDoi;
-            uint32_t waiting;  // index into waitingLists
-        };
-        KeyTable byTitle;
-        std::u16string titlePool;
-        std::vector<PoolKey> titleKeys;  // per title slot
-        std::vector<TitleSlot> titleSlots;
-        std::vector<std::vector<uint32_t>> waitingLists;
-        // The keys of a batch of publications are made first and the
-        // table slots of all of them asked for at once, so that with many
-        // thousands of works their lookups wait for memory together.
-        // The pools take every distinct key: room for all of them at most
-        // (a key is no longer than its text, a title's year and tab aside)
-        // is reserved at once instead of being doubled into, page by page.
-        size_t doiUnits = 0;
-        size_t titleUnits = 0;
-        for (uint32_t i = 0; i < count; ++i) {
-            doiUnits += pool[i]->DOI.length();
-            titleUnits += pool[i]->Title.length() + 12;
-        }
-        doiPool.reserve(doiUnits);
-        titlePool.reserve(titleUnits);
-        constexpr uint32_t kBatch = 16;
-        std::u16string dois[kBatch];
-        std::u16string titles[kBatch];
-        uint64_t doiHashes[kBatch];
-        uint64_t titleHashes[kBatch];
-        for (uint32_t batch = 0; batch < count; batch += kBatch) {
-            const uint32_t end = std::min(count, batch + kBatch);
-            for (uint32_t i = batch; i < end; ++i) {
-                const VroPublication& p = *pool[i];
-                std::u16string& doi = dois[i - batch];
-                std::u16string& title = titles[i - batch];
-                if (!doiKey(p.DOI.data(), p.DOI.length(), doi)) return kErrNoMemory;
-                if (!doi.empty()) {
-                    doiHashes[i - batch] = hashOf(doi);
-                    byDoi.prefetch(doiHashes[i - batch]);
-                }
-                title.clear();
-                if (p.Year < 1) continue;
-                if (!titleKey(p.Title.data(), p.Title.length(), title)) return kErrNoMemory;
-                if (title.empty()) continue;
-                title += u'\t';
-                title += yearKey(p.Year);
-                titleHashes[i - batch] = hashOf(title);
-                byTitle.prefetch(titleHashes[i - batch]);
-            }
-            for (uint32_t i = batch; i < end; ++i) {
-                const VroPublication& p = *pool[i];
-                const std::u16string& doi = dois[i - batch];
-                const std::u16string& title = titles[i - batch];
-                const bool hasDoi = !doi.empty();
-                if (hasDoi) {
-                    const uint32_t first = byDoi.findOrAddHashed(doi, doiHashes[i - batch], i, [&](uint32_t j) {
-                        return std::u16string_view(doiPool).substr(doiKeys[j].start, doiKeys[j].length);
-                    });
-                    if (first != i) {
-                        links.join(first, i);
-                    } else {
-                        doiKeys[i] = {doiPool.size(), doi.size()};
-                        doiPool += doi;
-                    }
-                }
-                if (p.Year < 1 || title.empty()) continue;
-                const uint32_t fresh = uint32_t(titleSlots.size());
-                const uint32_t at = byTitle.findOrAddHashed(title, titleHashes[i - batch], fresh, [&](uint32_t j) {
-                    return std::u16string_view(titlePool).substr(titleKeys[j].start, titleKeys[j].length);
-                });
-                if (at == fresh) {
-                    titleKeys.push_back({titlePool.size(), title.size()});
-                    titlePool += title;
-                    titleSlots.push_back({kNone, kNone});
-                }
-                TitleSlot& slot = titleSlots[at];
-                if (slot.firstWithoutDoi != kNone) {
-                    links.join(slot.firstWithoutDoi, i);
-                } else if (hasDoi) {
-                    if (slot.waiting == kNone) {
-                        slot.waiting = uint32_t(waitingLists.size());
-                        waitingLists.emplace_back();
-                    }
-                    waitingLists[slot.waiting].push_back(i);
-                } else {
-                    slot.firstWithoutDoi = i;
-                    if (slot.waiting != kNone) {
-                        for (const uint32_t j : waitingLists[slot.waiting]) links.join(j, i);
-                        std::vector<uint32_t>().swap(waitingLists[slot.waiting]);
-                    }
-                }
-            }
-        }
-        works.workOf.assign(count, 0);
-        works.representative.clear();
-        works.size.clear();
-        std::vector<uint32_t> workOfRoot(count, kNone);
-        for (uint32_t i = 0; i < count; ++i) {
-            const uint32_t r = links.root(i);
-            if (workOfRoot[r] == kNone) {
-                workOfRoot[r] = uint32_t(works.representative.size());
-                works.representative.push_back(i);
-                works.size.push_back(0);
-            }
-            const uint32_t w = workOfRoot[r];
-            works.workOf[i] = w;
-            ++works.size[w];
-            if (pool[i]->Cites > pool[works.representative[w]]->Cites) works.representative[w] = i;
-        }
-    } catch (const std::bad_alloc&) {
-        return kErrNoMemory;
-    }
-    return kResultOk;
-}
-
 void appendDecimal(std::u16string& text, uint32_t value) {
     char16_t digits[10];
     uint32_t n = 0;
@@ -732,54 +508,39 @@ namespace {
 
 // Authors noted on a second thread: add() copies what their keys read of a
 // publication (its identifiers' text and its names) into a batch, and the
-// second thread notes the batches in order while the import goes on. A few
-// batches at most wait, so memory stays bounded however fast the import is.
+// second thread notes the batches in order while the import goes on.
 class AuthorRelay {
 public:
-    explicit AuthorRelay(GroupBuilder& builder) noexcept : builder_(builder) {}
-    ~AuthorRelay() { stop(); }
-    AuthorRelay(const AuthorRelay&) = delete;
-    AuthorRelay& operator=(const AuthorRelay&) = delete;
+    explicit AuthorRelay(GroupBuilder& builder) noexcept : relay_(Noter{&builder, {}}) {}
 
     // False when no thread can be started: the caller notes on its own.
-    bool start() noexcept {
-        try {
-            thread_ = std::thread([this] { run(); });
-        } catch (const std::system_error&) {
-            return false;
-        }
-        return true;
-    }
+    bool start() noexcept { return relay_.start(); }
 
     void add(const AuthorsSeen& seen, uint32_t member) {
+        Batch& filling = relay_.filling();
         const uint32_t names = seen.list != nullptr ? seen.count : 0;
-        filling_.heads.push_back({member, uint32_t(filling_.text.size()), uint32_t(seen.ids.size()), seen.count,
-                                  names});
-        filling_.text.append(seen.ids);
-        filling_.text.push_back(u'\0');  // the identifiers are scanned up to their zero
+        filling.heads.push_back({member, uint32_t(filling.text.size()), uint32_t(seen.ids.size()), seen.count,
+                                 names});
+        filling.text.append(seen.ids);
+        filling.text.push_back(u'\0');  // the identifiers are scanned up to their zero
         for (uint32_t a = 0; a < names; ++a) {
             const std::u16string_view name(seen.list[a].name);
-            filling_.nameLengths.push_back(uint32_t(name.size()));
-            filling_.text.append(name);
-            filling_.text.push_back(u'\0');
+            filling.nameLengths.push_back(uint32_t(name.size()));
+            filling.text.append(name);
+            filling.text.push_back(u'\0');
         }
-        if (filling_.heads.size() == kBatchRecords || filling_.text.size() >= kBatchUnits) hand();
+        if (filling.heads.size() == kBatchRecords || filling.text.size() >= kBatchUnits) relay_.hand();
     }
 
     // Waits until every publication added has been noted; the failure of
     // the second thread, if any.
-    ResultCode finish() {
-        if (!filling_.heads.empty()) hand();
-        stop();
-        return failure_;
-    }
+    ResultCode finish() { return relay_.finish(); }
 
 private:
     // A batch goes at 256 publications or a million units of text, which
     // keeps its offsets well within 32 bits.
     static constexpr size_t kBatchRecords = 256;
     static constexpr size_t kBatchUnits = size_t(1) << 20;
-    static constexpr size_t kBatchesWaiting = 4;
     struct Head {
         uint32_t member;
         uint32_t start;  // of the identifiers' text; the names follow, each text ending in a zero
@@ -791,90 +552,35 @@ private:
         std::vector<Head> heads;
         std::vector<uint32_t> nameLengths;
         std::u16string text;
+        bool empty() const noexcept { return heads.empty(); }
+        void clear() noexcept {
+            heads.clear();
+            nameLengths.clear();
+            text.clear();
+        }
     };
-
-    void hand() {
-        std::unique_lock<std::mutex> guard(lock_);
-        roomFreed_.wait(guard, [this] { return waiting_.size() < kBatchesWaiting; });
-        waiting_.push_back(std::move(filling_));
-        filling_ = Batch();
-        if (!spare_.empty()) {
-            filling_ = std::move(spare_.back());
-            spare_.pop_back();
-        }
-        guard.unlock();
-        batchReady_.notify_one();
-    }
-
-    void stop() noexcept {
-        {
-            std::lock_guard<std::mutex> guard(lock_);
-            done_ = true;
-        }
-        batchReady_.notify_one();
-        if (thread_.joinable()) thread_.join();
-    }
-
-    void run() noexcept {
+    struct Noter {
+        GroupBuilder* builder;
         std::vector<VroAuthorEntry> entries;
-        for (;;) {
-            Batch batch;
-            {
-                std::unique_lock<std::mutex> guard(lock_);
-                batchReady_.wait(guard, [this] { return !waiting_.empty() || done_; });
-                if (waiting_.empty()) return;
-                batch = std::move(waiting_.front());
-                waiting_.pop_front();
-            }
-            roomFreed_.notify_one();
-            if (failure_ == kResultOk) {
-                try {
-                    note(batch, entries);
-                } catch (const std::bad_alloc&) {
-                    failure_ = kErrNoMemory;
+
+        void operator()(Batch& batch) {
+            const uint32_t* length = batch.nameLengths.data();
+            for (const Head& h : batch.heads) {
+                char16_t* at = batch.text.data() + h.start + h.idsLength + 1;
+                entries.resize(h.names);
+                for (uint32_t a = 0; a < h.names; ++a) {
+                    entries[a] = {at, nullptr};
+                    at += *length++ + 1;
                 }
-            }
-            batch.heads.clear();
-            batch.nameLengths.clear();
-            batch.text.clear();
-            std::lock_guard<std::mutex> guard(lock_);
-            if (spare_.size() < 2 && failure_ == kResultOk) {
-                try {
-                    spare_.push_back(std::move(batch));
-                } catch (const std::bad_alloc&) {
-                    // The batch goes; the next one is made afresh.
-                }
+                // No names and authors listed: the names went. No authors:
+                // no name is read either way.
+                const AuthorsSeen seen{std::u16string_view(batch.text).substr(h.start, h.idsLength), h.count,
+                                       h.names != 0 ? entries.data() : nullptr};
+                builder->queueAuthors(seen, h.member);
             }
         }
-    }
-
-    void note(Batch& batch, std::vector<VroAuthorEntry>& entries) {
-        const uint32_t* length = batch.nameLengths.data();
-        for (const Head& h : batch.heads) {
-            char16_t* at = batch.text.data() + h.start + h.idsLength + 1;
-            entries.resize(h.names);
-            for (uint32_t a = 0; a < h.names; ++a) {
-                entries[a] = {at, nullptr};
-                at += *length++ + 1;
-            }
-            // No names and authors listed: the names went. No authors: no
-            // name is read either way.
-            const AuthorsSeen seen{std::u16string_view(batch.text).substr(h.start, h.idsLength), h.count,
-                                   h.names != 0 ? entries.data() : nullptr};
-            builder_.queueAuthors(seen, h.member);
-        }
-    }
-
-    GroupBuilder& builder_;
-    Batch filling_;
-    std::mutex lock_;
-    std::condition_variable batchReady_;
-    std::condition_variable roomFreed_;
-    std::deque<Batch> waiting_;
-    std::vector<Batch> spare_;
-    bool done_ = false;
-    ResultCode failure_ = kResultOk;  // the second thread's; read once it has ended
-    std::thread thread_;
+    };
+    vro_collate::BatchRelay<Batch, Noter> relay_;
 };
 
 }  // namespace

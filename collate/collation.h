@@ -1,16 +1,8 @@
-// Collation: several publications seen as one body of work, or split into
-// groups that share an author, a source or a year.
+// Collation: publications split into groups that share an author, a source
+// or a year, and the metrics of any set of them (one body of work from
+// several exports: collate/works.h).
 //
 // Contract:
-// - findWorks: pool holds the publications taking part, in input order
-//   (exports in the order given, records in file order). Two of them are the
-//   same work when their DOI keys are equal, or when they do not both have a
-//   DOI key, their title keys are equal (and not empty) and both have the
-//   same year (1 or more) (collate/work_keys.h). A work is every publication
-//   linked to another by these links, directly or through others. Works are
-//   numbered in the order of their first publication; a work's
-//   representative is its publication with the most citations (Cites), the
-//   first in pool order on a tie.
 // - groupPublications: one group per key, in the order keys are first met,
 //   each listing the publications (indexes into pubs, in order, each once)
 //   that have the key. Authors are keyed by the identifier the export gives
@@ -42,14 +34,6 @@ class VroPublication;
 class VroPublicationList;
 struct VroMetrics;
 struct VroPublicationNumbers;
-
-struct VroWorks {
-    std::vector<uint32_t> workOf;          // per pooled publication: its work
-    std::vector<uint32_t> representative;  // per work: the pooled publication that stands for it
-    std::vector<uint32_t> size;            // per work: how many pooled publications it has
-};
-
-[[nodiscard]] ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks& works) noexcept;
 
 enum class VroGroupKind { author, source, year };
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "collate/collation.h"
+#include "collate/works.h"
 #include "fuzz/fuzz_support.h"
 #include "import/format_explanation.h"
 #include "import/import_driver.h"

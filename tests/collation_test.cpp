@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "collate/collation.h"
+#include "collate/works.h"
 #include "collate/work_keys.h"
 #include "foundation/strings.h"
 #include "import/import_driver.h"
@@ -105,6 +106,12 @@ TEST(FindWorks, LinksByDoiOrByTitleAndYear) {
         {"through a third", {{"10.1/a", t, 2000, 1}, {"10.1/b", t, 2000, 7}, {"", t, 2000, 2}}, {0, 0, 0}, {1}},
         {"duplicates in one export, first on a tie",
          {{"", "Other title here ok", 1999, 4}, {"", t, 2000, 4}, {"", t, 2000, 4}}, {0, 1, 1}, {0, 1}},
+        // DOIs waiting for the title's first record without one; a DOI after
+        // it links at once, another title's DOI waits apart.
+        {"several wait for one",
+         {{"10.1/a", t, 2000, 1}, {"10.1/z", "Another title long enough", 2000, 1}, {"10.1/b", t, 2000, 2},
+          {"10.1/c", t, 2000, 3}, {"", t, 2000, 1}, {"10.1/d", t, 2000, 9}},
+         {0, 1, 0, 0, 0, 0}, {5, 1}},
     };
     for (const WorksCase& c : cases) {
         SCOPED_TRACE(c.name);
@@ -123,6 +130,26 @@ TEST(FindWorks, LinksByDoiOrByTitleAndYear) {
         ASSERT_EQ(findWorks(pool.data(), uint32_t(pool.size()), works), kResultOk);
         EXPECT_EQ(works.workOf, c.workOf);
         EXPECT_EQ(works.representative, c.representative);
+        // The same from keys made as an import ends each record, the pool
+        // cut in two parts (the second may be empty), on one thread and two.
+        for (const uint32_t threads : {1u, 2u}) {
+            const uint32_t cut = uint32_t(pool.size() + 1) / 2;
+            VroWorkKeys parts[2];
+            for (uint32_t k = 0; k < 2; ++k) {
+                VroWorkKeyCollector collector(threads);
+                for (uint32_t i = k == 0 ? 0 : cut; i < (k == 0 ? cut : pool.size()); ++i)
+                    ASSERT_EQ(collector.add(*pool[i]), kResultOk);
+                ASSERT_EQ(collector.finish(parts[k]), kResultOk);
+            }
+            const VroWorkKeys* keys[] = {&parts[0], &parts[1]};
+            VroWorks keyed;
+            ASSERT_EQ(findWorks(pool.data(), uint32_t(pool.size()), keys, 2, keyed), kResultOk);
+            EXPECT_EQ(keyed.workOf, c.workOf) << threads;
+            EXPECT_EQ(keyed.representative, c.representative) << threads;
+            EXPECT_EQ(keyed.size, works.size) << threads;
+            // Keys of other publications than the pool's are refused.
+            EXPECT_EQ(findWorks(pool.data(), uint32_t(pool.size()), keys, 1, keyed), kErrInvalidArgument);
+        }
     }
 }
 

@@ -20,6 +20,7 @@
 
 #include "app/varoreport/report_run.h"
 #include "collate/collation.h"
+#include "collate/works.h"
 #include "foundation/result_codes.h"
 #include "foundation/strings.h"
 #include "import/format_explanation.h"
@@ -361,7 +362,8 @@ TEST_F(Varoreport, ManyInputsOnManyThreadsKeepInputOrder) {
 }
 
 // Thousands of authors' rows, each its own group's, the same on one thread
-// and on two (enough rows for the later half to be written on the second).
+// and on two (enough rows for the later half to be written on the second),
+// and thousands of works found from keys made on a second thread.
 TEST_F(Varoreport, ThousandsOfGroupRowsAreEachTheirGroups) {
     // Name keys keep letters only: each author's surname spells its number.
     const auto surname = [](int i) { return std::string{char('a' + i / 676), char('a' + i / 26 % 26), char('a' + i % 26)}; };
@@ -371,7 +373,7 @@ TEST_F(Varoreport, ThousandsOfGroupRowsAreEachTheirGroups) {
                std::to_string(i) + "\nPY  - " + std::to_string(1990 + i % 30) + "\nN1  - Cited By: " +
                std::to_string(i % 41) + "\nER  - \n\n";
     vt::spill(dir_ / "many.ris", ris);
-    for (const char* run : {"--by author", "--merge --by author -f json"}) {
+    for (const char* run : {"--by author", "--merge --by author -f json", "--merge -f papers"}) {
         const vt::Run one = report(std::string("-q --year 2026 -j 1 ") + run + " many.ris");
         const vt::Run two = report(std::string("-q --year 2026 -j 2 ") + run + " many.ris");
         EXPECT_EQ(two.status, 0) << two.err;

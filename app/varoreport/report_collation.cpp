@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "collate/collation.h"
+#include "collate/works.h"
 #include "foundation/byte_streams.h"
 #include "foundation/text_writer.h"
 #include "model/metrics_record.h"
@@ -312,6 +313,7 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
     // The pool: every used publication of the exports that imported, in order.
     std::vector<VroPublication*> pool;
     std::vector<uint32_t> exportOf;
+    std::vector<const VroWorkKeys*> keys;  // each export's, in order
     VroRowFrame frame = base;
     std::u16string label;
     std::string formats;
@@ -332,16 +334,21 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
             formats += (formats.empty() ? "" : " + ") + name;
             formatNames.push_back(name);
         }
+        const size_t before = pool.size();
         for (uint32_t i = 0; i < list->count(); ++i) {
             VroPublication* p = list->at(i);
             if (p == nullptr || p->Use < 1) continue;
             pool.push_back(p);
             exportOf.push_back(e);
         }
+        // A record the keys were made of but the list could not take.
+        if (pool.size() - before != exports[e].used || exports[e].keys->count() != exports[e].used)
+            return kErrNoMemory;
+        keys.push_back(exports[e].keys);
     }
     if (frame.exports == 0) return kResultOk;
     VroWorks works;
-    ResultCode rc = findWorks(pool.data(), uint32_t(pool.size()), works);
+    ResultCode rc = findWorks(pool.data(), uint32_t(pool.size()), keys.data(), uint32_t(keys.size()), works);
     if (rc != kResultOk) return rc;
     const uint32_t workCount = uint32_t(works.representative.size());
     frame.duplicatesMerged = uint32_t(pool.size()) - workCount;
@@ -378,7 +385,7 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
             if (e.groups != nullptr) parts.back().swap(*e.groups);
             workOfMember.emplace_back();
             std::vector<uint32_t>& map = workOfMember.back();
-            map.reserve(e.grouped);
+            map.reserve(e.used);
             for (uint32_t i = 0; i < e.list->count(); ++i) {
                 const VroPublication* pub = e.list->at(i);
                 if (pub == nullptr || pub->Use < 1) continue;
@@ -386,7 +393,7 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
                 map.push_back(works.representative[w] == p ? w : kNoMember);
                 ++p;
             }
-            if (map.size() != e.grouped) return kErrNoMemory;
+            if (map.size() != e.used) return kErrNoMemory;
         }
         std::vector<VroGroup> groups;
         rc = combineGroups(parts, workOfMember, groups);
@@ -456,9 +463,8 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
 
 uint32_t collatedTexts(const CollatedRun& run) noexcept {
     uint32_t texts = 0;
-    if (run.merge || run.format->readsPapers) texts |= kFieldTitle;
-    // The groups are noted as the import ends each record.
-    if (run.merge) texts |= kFieldDoi;
+    if (run.format->readsPapers) texts |= kFieldTitle;
+    // The groups and work keys are noted as the import ends each record.
     return texts;
 }
 

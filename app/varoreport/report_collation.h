@@ -1,10 +1,9 @@
 // Report collation: the rows of varoreport --by and --merge.
 //
 // Contract:
-// - collatedTexts: the texts a list must keep for the run's collation and
-//   format (titles and DOIs to merge, with the texts the groups of the works
-//   read; titles for the formats that show papers). Without --merge the
-//   groups are found as the import ends each record.
+// - collatedTexts: the texts a list must keep for the run's format (titles
+//   for the formats that show papers). The groups and the work keys are
+//   noted as the import ends each record, with the texts they read.
 // - writeGroups: the groups of one body of publications (collate/
 //   collation.h), those with at least run.minPapers publications, one row
 //   block each in the order: h index, then total citations, both
@@ -14,13 +13,14 @@
 //   more (every format but html), the later half of the rows is written on
 //   a second thread; the rows are the same.
 // - writeMerged: the works of the exports that imported (lists[i] non-null,
-//   with their labels and format names), their publications with Use of 1
-//   or more pooled in the order given, as one row block (or, with
+//   with their labels, format names and the work keys of their
+//   publications with Use of 1 or more), those publications pooled in the
+//   order given, as one row block (or, with
 //   run.by, the groups of the works: those of their records), with the
 //   pool's counts; for html also each export's share of the works.
 // Each returns the first failing write code, or kErrNoMemory (also when an
-// export's groups were noted over other publications than its list holds:
-// one the list could not take).
+// export's keys or groups were noted over other publications than its list
+// holds: one the list could not take).
 #pragma once
 
 #include <cstdint>
@@ -32,6 +32,7 @@ class VroPublication;
 struct VroPublicationNumbers;
 struct VroGroup;
 class VroPublicationList;
+class VroWorkKeys;
 class XpTextWriter;
 struct VroReportFormat;
 struct VroRowFrame;
@@ -64,10 +65,13 @@ struct MergedExport {
     const char16_t* label;
     const char* formatName;
     VroPublicationList* list;  // null: the export failed
-    // With run.by: the groups of its publications with a Use of 1 or more,
-    // found as they were read (emptied by writeMerged).
+    // The work keys of its publications with a Use of 1 or more, made as
+    // they were read.
+    const VroWorkKeys* keys;
+    // With run.by: the groups of those publications, found as they were
+    // read (emptied by writeMerged).
     std::vector<VroGroup>* groups;
-    uint32_t grouped;  // with run.by: how many publications the groups were noted over
+    uint32_t used;  // how many publications the keys and groups were noted over
 };
 
 [[nodiscard]] ResultCode writeMerged(const CollatedRun& run, const VroRowFrame& frame,

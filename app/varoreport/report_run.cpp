@@ -12,6 +12,7 @@
 #include "app/common/export_metrics.h"
 #include "app/varoreport/report_collation.h"
 #include "collate/collation.h"
+#include "collate/works.h"
 #include "app/varoreport/report_options.h"
 #include "app/varoreport/report_output.h"
 #include "foundation/encodings.h"
@@ -44,8 +45,9 @@ struct Slot {
     // --merge: the export's publications, its label and its format's name,
     // kept until every export has been read.
     std::unique_ptr<VroPublicationList> list;
-    std::vector<VroGroup> groups;  // with --by: the groups of list, found as it was read
-    uint32_t grouped = 0;          // with --by: the publications the groups were noted over
+    VroWorkKeys keys;              // the work keys of list's publications with a Use of 1 or more
+    std::vector<VroGroup> groups;  // with --by: the groups of those publications, found as they were read
+    uint32_t used = 0;             // how many publications the keys and groups were noted over
     XpString16 label;
     XpString filterName;
 };
@@ -123,17 +125,36 @@ void noteImport(ResultCode rc, const VroImportDetails& details, const VroPublica
     (void)slot.label.assign(input.path.c_str());  // invalid bytes become U+FFFD
 }
 
-// Groups noted as the import ends each record: its publications with a Use
-// of 1 or more, numbered in order.
-struct GroupsAsRead {
-    GroupsAsRead(VroGroupKind kind, uint32_t threads) noexcept : collector(kind, threads) {}
+// What a collated run notes as the import ends each record of its
+// publications with a Use of 1 or more, numbered in order: with --by their
+// groups, with --merge their work keys. The export's second thread, when
+// it has one, goes to the authors, else to the keys.
+struct NotedAsRead {
+    NotedAsRead(const ReportRun& run, VroGroupKind kind, uint32_t threads) noexcept
+        : grouping(run.by != 0),
+          merging(run.merge),
+          groupKind(kind),
+          collector(kind, threads),
+          keys(grouping && kind == VroGroupKind::author ? 1 : threads) {}
+    const bool grouping;
+    const bool merging;
+    const VroGroupKind groupKind;
     VroGroupCollector collector;
+    VroWorkKeyCollector keys;
     uint32_t used = 0;
 
+    // The texts note() reads.
+    uint32_t texts() const noexcept {
+        return (grouping ? VroGroupCollector::textsRead(groupKind) : 0) |
+               (merging ? VroWorkKeyCollector::textsRead() : 0);
+    }
     static void note(VroPublication& publication, void* context) noexcept {
-        auto* self = static_cast<GroupsAsRead*>(context);
+        auto* self = static_cast<NotedAsRead*>(context);
         if (publication.Use < 1) return;
-        (void)self->collector.add(publication, self->used++);  // a failure stays for finish()
+        // A failure stays for finish().
+        if (self->grouping) (void)self->collector.add(publication, self->used);
+        if (self->merging) (void)self->keys.add(publication);
+        ++self->used;
     }
 };
 
@@ -178,13 +199,13 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
     VroImportDetails details;
     const VroGroupKind kind = VroGroupKind(run.by != 0 ? run.by - 1 : 0);
     const bool numbersOnly = !run.merge && !run.format->readsPapers;
-    GroupsAsRead groups(kind, exportThreads);
+    NotedAsRead noted(run, kind, exportThreads);
     if (rc == kResultOk) {
         if (numbersOnly)
             list->keepNumbersOnly();
         else
             list->retainTexts(collatedTexts(collatedRun(run, exportThreads)));
-        if (run.by != 0) list->onImportEnded(GroupsAsRead::note, &groups, VroGroupCollector::textsRead(kind));
+        if (noted.grouping || noted.merging) list->onImportEnded(NotedAsRead::note, &noted, noted.texts());
         rc = importPublications(input.path.c_str(), *list, nullptr, slot.filterName, nullptr, &details);
         list->endImport();
     }
@@ -196,8 +217,9 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
     ResultCode rowsCode = kResultOk;
     if (rc == kResultOk && run.merge) {
         slot.list = std::move(list);
-        slot.grouped = groups.used;
-        if (run.by != 0) rowsCode = groups.collector.finish(slot.groups);
+        slot.used = noted.used;
+        rowsCode = noted.keys.finish(slot.keys);
+        if (rowsCode == kResultOk && run.by != 0) rowsCode = noted.collector.finish(slot.groups);
     } else if (direct != nullptr && rc == kResultOk && slot.noCountsHint == nullptr) {
         writer = direct;
     } else {
@@ -211,9 +233,9 @@ void reportCollated(const ReportRun& run, const ReportInput& input, Slot& slot, 
             UsedPublications used;
             rowsCode = used.gather(*list);
             std::vector<VroGroup> found;
-            if (rowsCode == kResultOk) rowsCode = groups.collector.finish(found);
+            if (rowsCode == kResultOk) rowsCode = noted.collector.finish(found);
             // A record the hook saw but the list could not take.
-            if (rowsCode == kResultOk && used.count != groups.used) rowsCode = kErrNoMemory;
+            if (rowsCode == kResultOk && used.count != noted.used) rowsCode = kErrNoMemory;
             if (rowsCode == kResultOk)
                 rowsCode = writeGroups(collatedRun(run, exportThreads), frame, slot.label.data(),
                                        slot.filterName.data(), used.records.get(), used.numbers.get(), used.count,
@@ -432,8 +454,8 @@ int runReport(const ReportRun& run, const std::vector<ReportInput>& inputs, FILE
             exports.reserve(inputs.size());
             for (size_t i = 0; i < inputs.size(); ++i)
                 exports.push_back(
-                    {slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get(), &slots[i].groups,
-                     slots[i].grouped});
+                    {slots[i].label.data(), slots[i].filterName.data(), slots[i].list.get(), &slots[i].keys,
+                     &slots[i].groups, slots[i].used});
             outputCode = writeMerged(collatedRun(run, run.jobs >= 2 ? 2 : 1), runFrame(run), exports, out.get());
         } catch (const std::bad_alloc&) {
             outputCode = kErrNoMemory;
