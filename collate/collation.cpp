@@ -1,16 +1,11 @@
 #include "collate/collation.h"
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstring>
-#include <deque>
 #include <iterator>
 #include <memory>
-#include <mutex>
 #include <new>
 #include <string_view>
-#include <system_error>
-#include <thread>
 
 #if defined(__SSE2__)
 #include <emmintrin.h>
