@@ -7,13 +7,15 @@
 // thread is done with is cleared and kept for reuse. work may throw
 // std::bad_alloc: the relay then stops working (later batches are dropped)
 // and finish() returns kErrNoMemory. hand() may throw std::bad_alloc to its
-// caller.
+// caller; finish() returns such a failure instead.
 #pragma once
 
 #include <condition_variable>
+#include <cstdint>
 #include <deque>
 #include <mutex>
 #include <new>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <utility>
@@ -22,6 +24,22 @@
 #include "foundation/result_codes.h"
 
 namespace vro_collate {
+
+// A batch of publications as the relays carry them: a head each, and their
+// texts one after the other, with the lengths of those texts the heads do
+// not give themselves (an author list's names).
+template <class Head>
+struct TextBatch {
+    std::vector<Head> heads;
+    std::vector<uint32_t> lengths;
+    std::u16string text;
+    bool empty() const noexcept { return heads.empty(); }
+    void clear() noexcept {
+        heads.clear();
+        lengths.clear();
+        text.clear();
+    }
+};
 
 // Batch: movable, default-constructible, with clear() and empty().
 // Work: callable as work(Batch&) on the second thread.
@@ -45,6 +63,13 @@ public:
 
     Batch& filling() noexcept { return filling_; }
 
+    // Hands the batch on once it holds kBatchRecords publications or
+    // kBatchUnits units of text (which keeps offsets into its text well
+    // within 32 bits).
+    void handWhenFull(size_t records, size_t units) {
+        if (records >= kBatchRecords || units >= kBatchUnits) hand();
+    }
+
     // Hands the batch being filled to the second thread, waiting while
     // kWaiting batches wait already.
     void hand() {
@@ -61,14 +86,22 @@ public:
     }
 
     // Hands what is being filled, waits until every batch has been worked
-    // through; the second thread's failure, if any.
-    ResultCode finish() {
-        if (!filling_.empty()) hand();
+    // through; the second thread's failure, if any, or kErrNoMemory when the
+    // last batch could not be handed on.
+    ResultCode finish() noexcept {
+        ResultCode handed = kResultOk;
+        try {
+            if (!filling_.empty()) hand();
+        } catch (const std::bad_alloc&) {
+            handed = kErrNoMemory;
+        }
         stop();
-        return failure_;
+        return failure_ != kResultOk ? failure_ : handed;
     }
 
 private:
+    static constexpr size_t kBatchRecords = 256;
+    static constexpr size_t kBatchUnits = size_t(1) << 20;
     static constexpr size_t kWaiting = 4;
 
     void stop() noexcept {

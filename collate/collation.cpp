@@ -520,22 +520,18 @@ public:
         filling.text.push_back(u'\0');  // the identifiers are scanned up to their zero
         for (uint32_t a = 0; a < names; ++a) {
             const std::u16string_view name(seen.list[a].name);
-            filling.nameLengths.push_back(uint32_t(name.size()));
+            filling.lengths.push_back(uint32_t(name.size()));
             filling.text.append(name);
             filling.text.push_back(u'\0');
         }
-        if (filling.heads.size() == kBatchRecords || filling.text.size() >= kBatchUnits) relay_.hand();
+        relay_.handWhenFull(filling.heads.size(), filling.text.size());
     }
 
     // Waits until every publication added has been noted; the failure of
     // the second thread, if any.
-    ResultCode finish() { return relay_.finish(); }
+    ResultCode finish() noexcept { return relay_.finish(); }
 
 private:
-    // A batch goes at 256 publications or a million units of text, which
-    // keeps its offsets well within 32 bits.
-    static constexpr size_t kBatchRecords = 256;
-    static constexpr size_t kBatchUnits = size_t(1) << 20;
     struct Head {
         uint32_t member;
         uint32_t start;  // of the identifiers' text; the names follow, each text ending in a zero
@@ -543,23 +539,13 @@ private:
         uint32_t count;  // authors listed
         uint32_t names;  // names copied: count, or 0 for a publication whose names went
     };
-    struct Batch {
-        std::vector<Head> heads;
-        std::vector<uint32_t> nameLengths;
-        std::u16string text;
-        bool empty() const noexcept { return heads.empty(); }
-        void clear() noexcept {
-            heads.clear();
-            nameLengths.clear();
-            text.clear();
-        }
-    };
+    using Batch = vro_collate::TextBatch<Head>;  // lengths: of the names
     struct Noter {
         GroupBuilder* builder;
         std::vector<VroAuthorEntry> entries;
 
         void operator()(Batch& batch) {
-            const uint32_t* length = batch.nameLengths.data();
+            const uint32_t* length = batch.lengths.data();
             for (const Head& h : batch.heads) {
                 char16_t* at = batch.text.data() + h.start + h.idsLength + 1;
                 entries.resize(h.names);
@@ -613,11 +599,8 @@ ResultCode VroGroupCollector::finish(std::vector<VroGroup>& groups) noexcept {
     groups.clear();
     if (failure_ != kResultOk) return failure_;
     if (state_ == nullptr) return kResultOk;
+    if (state_->relay != nullptr) failure_ = state_->relay->finish();
     try {
-        if (state_->relay != nullptr) {
-            failure_ = state_->relay->finish();
-            state_->relay.reset();
-        }
         if (failure_ == kResultOk) {
             state_->builder.finish();
             groups.swap(state_->builder.groups);

@@ -209,29 +209,18 @@ public:
         filling.heads.push_back({pub.Year, uint32_t(doi.size()), uint32_t(title.size())});
         filling.text.append(doi);
         filling.text.append(title);
-        if (filling.heads.size() == kBatchRecords || filling.text.size() >= kBatchUnits) relay_.hand();
+        relay_.handWhenFull(filling.heads.size(), filling.text.size());
     }
 
-    ResultCode finish() { return relay_.finish(); }
+    ResultCode finish() noexcept { return relay_.finish(); }
 
 private:
-    // A batch goes at 256 publications or a million units of text.
-    static constexpr size_t kBatchRecords = 256;
-    static constexpr size_t kBatchUnits = size_t(1) << 20;
     struct Head {
         int32_t year;
         uint32_t doiLength;
         uint32_t titleLength;  // the title follows the DOI
     };
-    struct Batch {
-        std::vector<Head> heads;
-        std::u16string text;
-        bool empty() const noexcept { return heads.empty(); }
-        void clear() noexcept {
-            heads.clear();
-            text.clear();
-        }
-    };
+    using Batch = vro_collate::TextBatch<Head>;
     struct Maker {
         VroWorkKeys* keys;
         void operator()(const Batch& batch) {
@@ -279,14 +268,7 @@ ResultCode VroWorkKeyCollector::finish(VroWorkKeys& keys) noexcept {
     keys = VroWorkKeys();
     if (failure_ != kResultOk) return failure_;
     if (state_ == nullptr) return kResultOk;
-    try {
-        if (state_->relay != nullptr) {
-            failure_ = state_->relay->finish();
-            state_->relay.reset();
-        }
-    } catch (const std::bad_alloc&) {
-        failure_ = kErrNoMemory;
-    }
+    if (state_->relay != nullptr) failure_ = state_->relay->finish();
     if (failure_ == kResultOk) keys = std::move(state_->keys);
     delete state_;
     state_ = nullptr;
