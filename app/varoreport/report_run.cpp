@@ -127,15 +127,17 @@ void noteImport(ResultCode rc, const VroImportDetails& details, const VroPublica
 
 // What a collated run notes as the import ends each record of its
 // publications with a Use of 1 or more, numbered in order: with --by their
-// groups, with --merge their work keys. The export's second thread, when
-// it has one, goes to the authors, else to the keys.
+// groups, with --merge their work keys. When the export has a second
+// thread, authors and keys each have a thread of their own beside the
+// import's: each does far less than the import, so the two share a processor
+// without holding it up.
 struct NotedAsRead {
     NotedAsRead(const ReportRun& run, VroGroupKind kind, uint32_t threads) noexcept
         : grouping(run.by != 0),
           merging(run.merge),
           groupKind(kind),
           collector(kind, threads),
-          keys(grouping && kind == VroGroupKind::author ? 1 : threads) {}
+          keys(threads) {}
     const bool grouping;
     const bool merging;
     const VroGroupKind groupKind;

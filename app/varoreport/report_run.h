@@ -8,9 +8,10 @@
 // - Inputs are processed on `jobs` threads (never more than there are
 //   inputs); the output order is the input order whatever the count. At most
 //   a window of inputs ahead of the one being written is held in memory.
-//   With --by and at least two threads per input, each input uses a second
-//   thread for its authors and group rows (report_collation.h); the report
-//   is the same.
+//   With at least two threads per input, each input uses more: with --by a
+//   second for its authors and group rows (report_collation.h), with
+//   --merge one for its work keys (collate/works.h); the report is the
+//   same.
 // - An input that cannot be imported gets its failure block and the line
 //   "PROGRAM: FILE: MESSAGE" on err, in input order; the others go on.
 // - When showProgress is set, "N/M exports" is redrawn on err at most ten
