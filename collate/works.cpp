@@ -61,29 +61,29 @@ const char16_t* VroWorkKeys::keep(const std::u16string& key) {
     return at;
 }
 
-void VroWorkKeys::addTexts(std::u16string_view doi, std::u16string_view title, int32_t year) {
-    if (!doiKey(doi.data(), uint32_t(doi.size()), doiKey_)) throw std::bad_alloc();
-    titleKey_.clear();
-    if (year >= 1) {
-        if (!titleKey(title.data(), uint32_t(title.size()), titleKey_)) throw std::bad_alloc();
-        if (!titleKey_.empty()) {
-            titleKey_ += u'\t';
-            appendDecimal(titleKey_, uint32_t(year));
-        }
-    }
-    Entry entry{keep(doiKey_), keep(titleKey_), uint32_t(doiKey_.size()), uint32_t(titleKey_.size()), 0, 0};
-    if (entry.doiLength != 0) entry.doiHash = hashOf(doiKey_);
-    if (entry.titleLength != 0) entry.titleHash = hashOf(titleKey_);
-    entries_.push_back(entry);
-}
-
-ResultCode VroWorkKeys::add(const VroPublication& pub) noexcept {
+ResultCode VroWorkKeys::add(std::u16string_view doi, std::u16string_view title, int32_t year) noexcept {
     try {
-        addTexts(textOf(pub.DOI), textOf(pub.Title), pub.Year);
+        if (!doiKey(doi.data(), uint32_t(doi.size()), doiKey_)) return kErrNoMemory;
+        titleKey_.clear();
+        if (year >= 1) {
+            if (!titleKey(title.data(), uint32_t(title.size()), titleKey_)) return kErrNoMemory;
+            if (!titleKey_.empty()) {
+                titleKey_ += u'\t';
+                appendDecimal(titleKey_, uint32_t(year));
+            }
+        }
+        Entry entry{keep(doiKey_), keep(titleKey_), uint32_t(doiKey_.size()), uint32_t(titleKey_.size()), 0, 0};
+        if (entry.doiLength != 0) entry.doiHash = hashOf(doiKey_);
+        if (entry.titleLength != 0) entry.titleHash = hashOf(titleKey_);
+        entries_.push_back(entry);
     } catch (const std::bad_alloc&) {
         return kErrNoMemory;
     }
     return kResultOk;
+}
+
+ResultCode VroWorkKeys::add(const VroPublication& pub) noexcept {
+    return add(textOf(pub.DOI), textOf(pub.Title), pub.Year);
 }
 
 ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks& works) noexcept {
@@ -226,7 +226,9 @@ private:
         void operator()(const Batch& batch) {
             std::u16string_view text(batch.text);
             for (const Head& h : batch.heads) {
-                keys->addTexts(text.substr(0, h.doiLength), text.substr(h.doiLength, h.titleLength), h.year);
+                if (keys->add(text.substr(0, h.doiLength), text.substr(h.doiLength, h.titleLength), h.year) !=
+                    kResultOk)
+                    throw std::bad_alloc();  // the relay's way to say so
                 text.remove_prefix(h.doiLength + h.titleLength);
             }
         }
@@ -257,7 +259,7 @@ ResultCode VroWorkKeyCollector::add(const VroPublication& pub) noexcept {
         if (state_->relay != nullptr)
             state_->relay->add(pub);
         else
-            state_->keys.addTexts(textOf(pub.DOI), textOf(pub.Title), pub.Year);
+            failure_ = state_->keys.add(pub);
     } catch (const std::bad_alloc&) {
         failure_ = kErrNoMemory;
     }

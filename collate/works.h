@@ -14,13 +14,14 @@
 //   makes a publication's keys from its DOI, title and year, so that its
 //   texts may go afterwards. findWorks over keys gives what findWorks over
 //   the publications gives, when parts hold the keys of pool's publications
-//   in pool order (part after part).
+//   in pool order (part after part); kErrInvalidArgument when the parts
+//   hold another number of publications than count.
 // - VroWorkKeyCollector: VroWorkKeys::add one publication at a time, as an
 //   import ends each; with threads of 2 or more the keys are made on a
 //   second thread while add()'s caller goes on (the keys are the same).
 //   finish() hands the keys over and starts afresh; after a failure every
 //   call returns it.
-// Failures are kErrNoMemory; nothing throws.
+// Other failures are kErrNoMemory; nothing throws.
 #pragma once
 
 #include <cstdint>
@@ -42,8 +43,8 @@ struct VroWorks {
 class VroWorkKeys {
 public:
     [[nodiscard]] ResultCode add(const VroPublication& pub) noexcept;
-    // add() of a publication with these texts and year; may throw std::bad_alloc.
-    void addTexts(std::u16string_view doi, std::u16string_view title, int32_t year);
+    // add() of a publication with these texts and year.
+    [[nodiscard]] ResultCode add(std::u16string_view doi, std::u16string_view title, int32_t year) noexcept;
 
     uint32_t count() const noexcept { return uint32_t(entries_.size()); }
     // The keys of the i-th publication added; empty when it has none.

@@ -463,8 +463,9 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
 
 uint32_t collatedTexts(const CollatedRun& run) noexcept {
     uint32_t texts = 0;
+    // The groups and work keys read their texts as the import ends each
+    // record, so that neither needs the list to keep any.
     if (run.format->readsPapers) texts |= kFieldTitle;
-    // The groups and work keys are noted as the import ends each record.
     return texts;
 }
 
