@@ -265,7 +265,7 @@ bool startsLoosely(const char16_t* text, uint32_t length, const char* signature)
     for (const char* s = signature; *s != 0; ++s) {
         if (isAsciiWhiteSpace(char16_t(*s))) continue;
         while (i < length && isAsciiWhiteSpace(text[i])) ++i;
-        if (i == length) return *s == 0;
+        if (i == length) return false;  // the line ends before the signature does
         if (asciiLower(text[i]) != asciiLower(char16_t(static_cast<unsigned char>(*s)))) return false;
         ++i;
     }
