@@ -68,6 +68,9 @@ TEST(TextReader, CasesOfTestsDataReader) {
     page = 0xFFFFFFFEu;  // a zero byte after the first four does not count
     EXPECT_EQ(readerOn(std::string("abcd\0", 5))->detectEncoding(&page), 0);
     EXPECT_EQ(page, 0u);
+    page = 0xFFFFFFFEu;  // the fourth does
+    EXPECT_EQ(readerOn(std::string("abc\0e", 5))->detectEncoding(&page), 0);
+    EXPECT_EQ(page, 0xFFFFFFFFu);
 }
 
 // Nothing more can be read at the end of the input or before a character
