@@ -221,7 +221,12 @@ TEST(Import, InputStreamReadsHonourMinimumPlainOrCompressed) {
     const struct { size_t minimum, maximum; ResultCode code; size_t count; } cases[] = {
         {1, 1, kResultOk, 1},   {1, 3, kResultOk, 3},   {5, 5, kResultOk, 5},      {11, 11, kResultOk, 11},
         {11, 12, kResultOk, 11}, {12, 16, kErrEndOfFile, 11}, {0, 0, kResultOk, 0}, {4, 3, kErrInvalidArgument, 0}};
-    for (const std::string& bytes : {std::string("hello world"), vt::gzipped("hello world")}) {
+    // Plain text, compressed text, and plain text that starts with one byte
+    // of the gzip magic but not the other.
+    const std::string text = "hello world", firstOnly = "\x1F" "ello world", secondOnly = "h\x8B" "llo world";
+    const std::pair<std::string, std::string> inputs[] = {
+        {text, text}, {vt::gzipped(text), text}, {firstOnly, firstOnly}, {secondOnly, secondOnly}};
+    for (const auto& [bytes, plain] : inputs) {
         for (const auto& c : cases) {
             SCOPED_TRACE(std::to_string(bytes.size()) + ": " + std::to_string(c.minimum) + ".." + std::to_string(c.maximum));
             XpHolder<vt::MemoryStream> source;
@@ -231,14 +236,14 @@ TEST(Import, InputStreamReadsHonourMinimumPlainOrCompressed) {
             char buffer[16];
             size_t count = 99;
             EXPECT_EQ(input->read(buffer, c.minimum, c.maximum, &count), c.code);
-            EXPECT_EQ(std::string(buffer, count), std::string("hello world").substr(0, c.count));
+            EXPECT_EQ(std::string(buffer, count), plain.substr(0, c.count));
             // What was handed out is what was recorded; once taken, nothing more is kept.
             for (const size_t recordedCount : {c.count, size_t(0)}) {
                 unsigned char* recorded = nullptr;
                 size_t kept = 99;
                 input->takeRecording(&recorded, &kept);
                 EXPECT_EQ(kept ? std::string(reinterpret_cast<char*>(recorded), kept) : "",
-                          std::string("hello world").substr(0, recordedCount));
+                          plain.substr(0, recordedCount));
                 std::free(recorded);
                 (void)input->read(buffer, 0, 1, &count);
             }
