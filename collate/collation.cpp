@@ -59,8 +59,7 @@ struct AuthorsSeen {
 };
 
 AuthorsSeen authorsOf(const VroPublication& p) noexcept {
-    return {std::u16string_view(p.AuthorIds.data() ? p.AuthorIds.data() : u"", p.AuthorIds.length()),
-            p.authorCount, p.authorList};
+    return {textOf(p.AuthorIds), p.authorCount, p.authorList};
 }
 
 // The authors' keys of one publication: its identifiers are read once, the

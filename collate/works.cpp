@@ -96,18 +96,16 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, VroWorks
 
 ResultCode findWorks(const VroPublication* const* pool, uint32_t count, const VroWorkKeys* const* parts,
                      uint32_t partCount, VroWorks& works) noexcept {
-    uint32_t keyed = 0;
-    for (uint32_t k = 0; k < partCount; ++k) keyed += parts[k]->count();
-    if (keyed != count) return kErrInvalidArgument;
     try {
-        Links links(count);
         // Where each part's publications start in the pool; a publication's
         // keys are looked up by its part only when a table meets its hash.
-        std::vector<uint32_t> partStart(partCount + 1, 0);
+        std::vector<uint64_t> partStart(partCount + 1, 0);
         for (uint32_t k = 0; k < partCount; ++k) partStart[k + 1] = partStart[k] + parts[k]->count();
+        if (partStart[partCount] != count) return kErrInvalidArgument;
+        Links links(count);
         const auto placeOf = [&](uint32_t i) {
             const uint32_t k = uint32_t(std::upper_bound(partStart.begin(), partStart.end(), i) - partStart.begin()) - 1;
-            return std::pair<const VroWorkKeys*, uint32_t>(parts[k], i - partStart[k]);
+            return std::pair<const VroWorkKeys*, uint32_t>(parts[k], uint32_t(i - partStart[k]));
         };
         const auto doiOf = [&](uint32_t i) {
             const auto [part, at] = placeOf(i);
@@ -141,7 +139,7 @@ ResultCode findWorks(const VroPublication* const* pool, uint32_t count, const Vr
                     if (!part.doi(at + kAhead).empty()) byDoi.prefetch(part.doiHash(at + kAhead));
                     if (!part.title(at + kAhead).empty()) byTitle.prefetch(part.titleHash(at + kAhead));
                 }
-                const uint32_t i = partStart[k] + at;
+                const uint32_t i = uint32_t(partStart[k] + at);
                 const std::u16string_view doi = part.doi(at);
                 const bool hasDoi = !doi.empty();
                 if (hasDoi) {
