@@ -375,7 +375,8 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
     const PoolView view{&works, &exportOf, &firstMember, &members, uint32_t(exports.size())};
     if (run.by != 0) {
         // A work is in the groups of its record: each export's groups, found
-        // as it was read, keep the members that stand for a work.
+        // as it was read, keep the members that stand for a work. An
+        // export's members are its stretch of the pool, in order.
         std::vector<std::vector<VroGroup>> parts;
         std::vector<std::vector<uint32_t>> workOfMember;
         uint32_t p = 0;
@@ -386,14 +387,10 @@ ResultCode writeMergedOf(const CollatedRun& run, const VroRowFrame& base, const 
             workOfMember.emplace_back();
             std::vector<uint32_t>& map = workOfMember.back();
             map.reserve(e.used);
-            for (uint32_t i = 0; i < e.list->count(); ++i) {
-                const VroPublication* pub = e.list->at(i);
-                if (pub == nullptr || pub->Use < 1) continue;
+            for (uint32_t m = 0; m < e.used; ++m, ++p) {
                 const uint32_t w = works.workOf[p];
                 map.push_back(works.representative[w] == p ? w : kNoMember);
-                ++p;
             }
-            if (map.size() != e.used) return kErrNoMemory;
         }
         std::vector<VroGroup> groups;
         rc = combineGroups(parts, workOfMember, groups);
